@@ -1,0 +1,36 @@
+#include "WindowCapture.h"
+
+#include "Version.h"
+#include "services/AppServices.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setOrganizationName(QStringLiteral("Ferrowood"));
+    QGuiApplication::setOrganizationDomain(QStringLiteral("ferrowood.com"));
+    QGuiApplication::setApplicationName(QStringLiteral("Tarnwick"));
+    QGuiApplication::setApplicationVersion(QString::fromLatin1(tarnwick::kShortVersion));
+
+    QCommandLineParser options;
+    QCommandLineOption screenshot(QStringLiteral("screenshot"),
+                                  QStringLiteral("Save the window as a PNG once drawn, then quit."),
+                                  QStringLiteral("png"));
+    screenshot.setFlags(QCommandLineOption::HiddenFromHelp);
+    options.addOption(screenshot);
+    options.addVersionOption();
+    options.process(app);
+
+    const AppServices services = AppServices::live();
+
+    QQmlApplicationEngine engine;
+    engine.load(QUrl(QStringLiteral("qrc:/Tarnwick/Main.qml")));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    if (options.isSet(screenshot) && !WindowCapture::captureAndQuit(engine, options.value(screenshot)))
+        return 1;
+    return app.exec();
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+#include <stdexcept>
+
+/// A file operation failed. The message names the operation and the path, then the platform's
+/// reason: "Couldn't read “/Users/ada/.zprofile”: Permission denied".
+class FileSystemError : public std::runtime_error {
+public:
+    FileSystemError(const QString &path, const QString &message, int errorCode = 0)
+        : std::runtime_error(message.toStdString()), m_path(path), m_message(message), m_errorCode(errorCode)
+    {
+    }
+    /// "Couldn't <verb> “<path>”: <the platform's reason for errorCode>".
+    [[nodiscard]] static FileSystemError fromErrno(const QString &verb, const QString &path, int errorCode);
+    [[nodiscard]] static FileSystemError withReason(const QString &verb, const QString &path, const QString &reason);
+
+    [[nodiscard]] QString path() const { return m_path; }
+    [[nodiscard]] QString message() const { return m_message; }
+    /// The errno value behind the failure, or 0 when there was none (text that is not UTF-8).
+    [[nodiscard]] int errorCode() const { return m_errorCode; }
+
+private:
+    QString m_path;
+    QString m_message;
+    int m_errorCode;
+};
+
+enum class FileType { regular, directory, symbolicLink, other };
+
+/// What `attributesOfItem` reports. Like the platform's call, it describes a symbolic link itself,
+/// not what the link points to.
+struct FileAttributes {
+    FileType type = FileType::other;
+    qint64 size = 0;
+    unsigned posixPermissions = 0; // e.g. 0644
+    QDateTime modificationDate;
+};
+
+struct FileExistence {
+    bool exists = false;
+    bool isDirectory = false;
+};
+
+/// File-system access. Paths are absolute. Safe to call from any thread.
+class FileSystemOperating {
+public:
+    virtual ~FileSystemOperating() = default;
+
+    [[nodiscard]] virtual QString homeDirectory() const = 0;
+    /// The per-user temporary directory (NSTemporaryDirectory on a Mac, $TMPDIR or /tmp elsewhere).
+    [[nodiscard]] virtual QString temporaryDirectory() const = 0;
+    /// ~/Library/Caches on a Mac; the platform's user cache folder elsewhere. Not created here.
+    [[nodiscard]] virtual QString cachesDirectory() const = 0;
+    /// ~/Library/Application Support on a Mac; the platform's user data folder elsewhere.
+    [[nodiscard]] virtual QString applicationSupportDirectory() const = 0;
+
+    /// Whether something is at `path`, following symbolic links (a dangling link does not exist).
+    [[nodiscard]] virtual bool fileExists(const QString &path) const = 0;
+    [[nodiscard]] virtual FileExistence fileExistence(const QString &path) const = 0;
+    /// A regular file we may execute; a directory is never one.
+    [[nodiscard]] virtual bool isExecutableFile(const QString &path) const = 0;
+
+    /// Entry names (not paths), unsorted, without "." and "..". Throws FileSystemError.
+    [[nodiscard]] virtual QStringList contentsOfDirectory(const QString &path) const = 0;
+    /// With intermediates, an existing directory is fine; without, it is an error. Throws.
+    virtual void createDirectory(const QString &path, bool withIntermediateDirectories) const = 0;
+    /// Removes a file, a link (not its target) or a whole directory tree. Throws, also when
+    /// nothing is there.
+    virtual void removeItem(const QString &path) const = 0;
+    /// Fails when something already exists at `destination`. Throws.
+    virtual void moveItem(const QString &source, const QString &destination) const = 0;
+    [[nodiscard]] virtual FileAttributes attributesOfItem(const QString &path) const = 0;
+    /// Sets permission bits (e.g. 0700) of `path`, following a symbolic link. Throws.
+    virtual void setPosixPermissions(const QString &path, unsigned permissions) const = 0;
+
+    /// The file's text. Throws, also when the file is not valid UTF-8.
+    [[nodiscard]] virtual QString readString(const QString &path) const = 0;
+    /// Replaces the file's contents atomically with `text` as UTF-8: readers see the old text or
+    /// the new, never a mix. A symbolic link stays a link and its target gets the text; an
+    /// existing file keeps its permission bits. Throws, e.g. when the directory does not exist.
+    virtual void writeString(const QString &path, const QString &text) const = 0;
+};

@@ -1,0 +1,34 @@
+#include "services/LineSplitter.h"
+
+#include <algorithm>
+
+void LineSplitter::feed(const char *data, qsizetype size)
+{
+    const char *cursor = data;
+    const char *const end = data + size;
+    while (cursor < end) {
+        if (m_afterCarriageReturn) {
+            m_afterCarriageReturn = false;
+            if (*cursor == '\n') { // the second half of "\r\n"
+                ++cursor;
+                continue;
+            }
+        }
+        const char *terminator = std::find_if(cursor, end, [](char c) { return c == '\n' || c == '\r'; });
+        m_partial.append(cursor, terminator - cursor);
+        if (terminator == end)
+            return;
+        m_afterCarriageReturn = *terminator == '\r';
+        m_emit(m_partial);
+        m_partial.clear();
+        cursor = terminator + 1;
+    }
+}
+
+void LineSplitter::finish()
+{
+    if (!m_partial.isEmpty())
+        m_emit(m_partial);
+    m_partial.clear();
+    m_afterCarriageReturn = false;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <functional>
+#include <utility>
+
+/// Cuts a byte stream into lines at "\n", "\r\n" and a lone "\r" (progress bars redraw with "\r";
+/// each redraw is a line of its own). Terminators are not part of a line. Chunks may end anywhere,
+/// including between the "\r" and "\n" of one terminator.
+class LineSplitter {
+public:
+    using Emit = std::function<void(const QByteArray &line)>;
+
+    explicit LineSplitter(Emit onLine) : m_emit(std::move(onLine)) {}
+
+    void feed(const char *data, qsizetype size);
+    /// The stream has ended: hands over a last line that had no terminator.
+    void finish();
+
+private:
+    Emit m_emit;
+    QByteArray m_partial;
+    bool m_afterCarriageReturn = false;
+};

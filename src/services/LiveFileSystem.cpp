@@ -1,0 +1,225 @@
+#include "services/LiveFileSystem.h"
+
+#include "services/Utf8.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+QByteArray native(const QString &path)
+{
+    return QFile::encodeName(path);
+}
+
+[[noreturn]] void fail(const char *verb, const QString &path, int error)
+{
+    throw FileSystemError::fromErrno(QLatin1String(verb), path, error);
+}
+
+[[noreturn]] void fail(const char *verb, const QString &path, const QString &reason)
+{
+    throw FileSystemError::withReason(QLatin1String(verb), path, reason);
+}
+
+void removeTree(const QString &path)
+{
+    struct stat info {};
+    if (::lstat(native(path).constData(), &info) != 0)
+        fail("remove", path, errno);
+    if (S_ISDIR(info.st_mode)) {
+        DIR *directory = ::opendir(native(path).constData());
+        if (!directory)
+            fail("remove", path, errno);
+        QStringList names;
+        while (const dirent *entry = ::readdir(directory)) {
+            const QString name = QFile::decodeName(entry->d_name);
+            if (name != QLatin1String(".") && name != QLatin1String(".."))
+                names.append(name);
+        }
+        ::closedir(directory);
+        for (const QString &name : names)
+            removeTree(path + QLatin1Char('/') + name);
+        if (::rmdir(native(path).constData()) != 0)
+            fail("remove", path, errno);
+        return;
+    }
+    if (::unlink(native(path).constData()) != 0)
+        fail("remove", path, errno);
+}
+
+} // namespace
+
+QString LiveFileSystem::homeDirectory() const
+{
+    return QDir::homePath();
+}
+
+QString LiveFileSystem::temporaryDirectory() const
+{
+    return QDir::tempPath();
+}
+
+QString LiveFileSystem::cachesDirectory() const
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+}
+
+QString LiveFileSystem::applicationSupportDirectory() const
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+}
+
+bool LiveFileSystem::fileExists(const QString &path) const
+{
+    struct stat info {};
+    return ::stat(native(path).constData(), &info) == 0;
+}
+
+FileExistence LiveFileSystem::fileExistence(const QString &path) const
+{
+    struct stat info {};
+    if (::stat(native(path).constData(), &info) != 0)
+        return {};
+    return {true, S_ISDIR(info.st_mode)};
+}
+
+bool LiveFileSystem::isExecutableFile(const QString &path) const
+{
+    struct stat info {};
+    return ::stat(native(path).constData(), &info) == 0 && S_ISREG(info.st_mode)
+        && ::access(native(path).constData(), X_OK) == 0;
+}
+
+QStringList LiveFileSystem::contentsOfDirectory(const QString &path) const
+{
+    DIR *directory = ::opendir(native(path).constData());
+    if (!directory)
+        fail("list", path, errno);
+    QStringList names;
+    while (const dirent *entry = ::readdir(directory)) {
+        const QString name = QFile::decodeName(entry->d_name);
+        if (name != QLatin1String(".") && name != QLatin1String(".."))
+            names.append(name);
+    }
+    ::closedir(directory);
+    return names;
+}
+
+void LiveFileSystem::createDirectory(const QString &path, bool withIntermediateDirectories) const
+{
+    if (!withIntermediateDirectories) {
+        if (::mkdir(native(path).constData(), 0755) != 0)
+            fail("create the folder", path, errno);
+        return;
+    }
+    // Create each missing ancestor in turn, so the error names the level that failed.
+    const QString clean = QDir::cleanPath(path);
+    qsizetype next = 0;
+    while (next >= 0) {
+        next = clean.indexOf(QLatin1Char('/'), next + 1);
+        const QString level = next < 0 ? clean : clean.left(next);
+        if (level.isEmpty() || ::mkdir(native(level).constData(), 0755) == 0)
+            continue;
+        const int error = errno;
+        struct stat info {};
+        if (error == EEXIST && ::stat(native(level).constData(), &info) == 0 && S_ISDIR(info.st_mode))
+            continue;
+        fail("create the folder", level, error == EEXIST ? ENOTDIR : error);
+    }
+}
+
+void LiveFileSystem::removeItem(const QString &path) const
+{
+    removeTree(path);
+}
+
+void LiveFileSystem::moveItem(const QString &source, const QString &destination) const
+{
+    struct stat info {};
+    if (::lstat(native(destination).constData(), &info) == 0)
+        fail("move an item to", destination, EEXIST);
+    if (::rename(native(source).constData(), native(destination).constData()) == 0)
+        return;
+    const int error = errno;
+    // Across volumes a regular file is copied, then the original removed.
+    if (error == EXDEV && ::lstat(native(source).constData(), &info) == 0 && S_ISREG(info.st_mode)) {
+        QFile file(source);
+        if (!file.copy(destination))
+            fail("move", source, file.errorString());
+        if (::unlink(native(source).constData()) != 0)
+            fail("remove", source, errno);
+        return;
+    }
+    fail("move", source, error);
+}
+
+FileAttributes LiveFileSystem::attributesOfItem(const QString &path) const
+{
+    struct stat info {};
+    if (::lstat(native(path).constData(), &info) != 0)
+        fail("read the attributes of", path, errno);
+    FileAttributes attributes;
+    attributes.type = S_ISREG(info.st_mode)   ? FileType::regular
+        : S_ISDIR(info.st_mode)               ? FileType::directory
+        : S_ISLNK(info.st_mode)               ? FileType::symbolicLink
+                                              : FileType::other;
+    attributes.size = static_cast<qint64>(info.st_size);
+    attributes.posixPermissions = info.st_mode & 07777;
+    attributes.modificationDate = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(info.st_mtime));
+    return attributes;
+}
+
+void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissions) const
+{
+    if (::chmod(native(path).constData(), static_cast<mode_t>(permissions)) != 0)
+        fail("change the permissions of", path, errno);
+}
+
+QString LiveFileSystem::readString(const QString &path) const
+{
+    const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        fail("read", path, errno);
+    QByteArray bytes;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = ::read(fd, buffer, sizeof buffer);
+        if (count > 0) {
+            bytes.append(buffer, count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR)
+            continue;
+        const int error = errno;
+        ::close(fd);
+        if (count < 0)
+            fail("read", path, error); // e.g. a directory: "Is a directory"
+        break;
+    }
+    std::optional<QString> text = decodeUtf8(bytes);
+    if (!text)
+        fail("read", path, QStringLiteral("the file is not UTF-8 text"));
+    return *text;
+}
+
+void LiveFileSystem::writeString(const QString &path, const QString &text) const
+{
+    // QSaveFile writes a temporary file beside the target and renames it over the target; for a
+    // symbolic link it does that beside the link's target, and it keeps the target's permissions.
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        fail("write", path, file.errorString());
+    const QByteArray bytes = text.toUtf8();
+    if (file.write(bytes) != bytes.size() || !file.commit())
+        fail("write", path, file.errorString());
+}

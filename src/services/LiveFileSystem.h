@@ -1,0 +1,27 @@
+#pragma once
+
+#include "services/FileSystemOperating.h"
+
+/// The real file system, through POSIX calls (for the platform's own error reasons) and QSaveFile
+/// (for atomic writes).
+class LiveFileSystem final : public FileSystemOperating {
+public:
+    [[nodiscard]] QString homeDirectory() const override;
+    [[nodiscard]] QString temporaryDirectory() const override;
+    [[nodiscard]] QString cachesDirectory() const override;
+    [[nodiscard]] QString applicationSupportDirectory() const override;
+
+    [[nodiscard]] bool fileExists(const QString &path) const override;
+    [[nodiscard]] FileExistence fileExistence(const QString &path) const override;
+    [[nodiscard]] bool isExecutableFile(const QString &path) const override;
+
+    [[nodiscard]] QStringList contentsOfDirectory(const QString &path) const override;
+    void createDirectory(const QString &path, bool withIntermediateDirectories) const override;
+    void removeItem(const QString &path) const override;
+    void moveItem(const QString &source, const QString &destination) const override;
+    [[nodiscard]] FileAttributes attributesOfItem(const QString &path) const override;
+    void setPosixPermissions(const QString &path, unsigned permissions) const override;
+
+    [[nodiscard]] QString readString(const QString &path) const override;
+    void writeString(const QString &path, const QString &text) const override;
+};

@@ -1,0 +1,203 @@
+#include "services/LiveHTTPFetcher.h"
+
+#include "services/FileSystemOperating.h"
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSaveFile>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+// What an error response may keep of its body; a download's error page is never the payload.
+constexpr qsizetype kErrorBodyLimit = 64 * 1024;
+// How much of a body Qt may buffer before it stops reading the socket.
+constexpr qint64 kDownloadBufferSize = 256 * 1024;
+
+enum class TimeLimit { wholeExchange, betweenBytes };
+
+// Qt reports our own abort() as OperationCanceledError whether a time limit or a cancel caused
+// it, so we note the reason before aborting.
+enum class StopReason { none, timeLimit, cancellation };
+
+struct Exchange {
+    QNetworkAccessManager manager;
+    std::unique_ptr<QNetworkReply> reply;
+    StopReason stopReason = StopReason::none;
+};
+
+void send(Exchange &exchange, const HTTPRequest &request)
+{
+    QNetworkRequest networkRequest(request.url);
+    for (const auto &[name, value] : request.headers)
+        networkRequest.setRawHeader(name, value);
+    // Plain GETs go through get(): only it serves every scheme (a file: URL answers, without HTTP).
+    if (request.method == "GET" && !request.body)
+        exchange.reply.reset(exchange.manager.get(networkRequest));
+    else if (request.body)
+        exchange.reply.reset(exchange.manager.sendCustomRequest(networkRequest, request.method, *request.body));
+    else
+        exchange.reply.reset(exchange.manager.sendCustomRequest(networkRequest, request.method));
+}
+
+// Runs a local event loop until the reply has finished, aborting it when the time limit passes or
+// the cancellation is cancelled (which may happen on any thread).
+void awaitReply(Exchange &exchange, std::chrono::milliseconds limit, TimeLimit kind,
+                ProcessCancellation *cancellation)
+{
+    QNetworkReply *reply = exchange.reply.get();
+    StopReason &reason = exchange.stopReason;
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    timer.setInterval(limit);
+    QObject::connect(&timer, &QTimer::timeout, reply, [reply, &reason] {
+        reason = StopReason::timeLimit;
+        reply->abort();
+    });
+    if (kind == TimeLimit::betweenBytes)
+        QObject::connect(reply, &QNetworkReply::downloadProgress, &timer, qOverload<>(&QTimer::start));
+    timer.start();
+
+    if (cancellation) {
+        const bool armed = cancellation->arm([reply, &reason] {
+            // Called on the cancelling thread; the reply lives on ours.
+            QMetaObject::invokeMethod(
+                reply,
+                [reply, &reason] {
+                    if (reason == StopReason::none)
+                        reason = StopReason::cancellation;
+                    reply->abort();
+                },
+                Qt::QueuedConnection);
+        });
+        if (!armed) {
+            reason = StopReason::cancellation;
+            reply->abort();
+        }
+    }
+    if (!reply->isFinished())
+        loop.exec();
+    if (cancellation)
+        cancellation->disarm();
+    // A queued abort still pending goes away with the reply, before `reason` does.
+}
+
+QString seconds(std::chrono::milliseconds limit)
+{
+    const double value = std::chrono::duration<double>(limit).count();
+    return QString::number(value, 'g', 3);
+}
+
+// Errors that stop an exchange below HTTP: connection, TLS, proxy, redirect loops, a broken
+// transfer. Qt's other error codes stand for an HTTP status, which comes back as a response.
+bool isTransportError(QNetworkReply::NetworkError error)
+{
+    return (error > QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied)
+        || error == QNetworkReply::ProtocolUnknownError || error == QNetworkReply::ProtocolFailure;
+}
+
+// Throws when the exchange produced no HTTP response; otherwise returns the status line's
+// status and the headers.
+HTTPResponse responseOrThrow(const Exchange &exchange, const HTTPRequest &request,
+                             TimeLimit kind)
+{
+    QNetworkReply *reply = exchange.reply.get();
+    if (exchange.stopReason == StopReason::timeLimit || reply->error() == QNetworkReply::TimeoutError) {
+        const QString host = request.url.host().isEmpty() ? request.url.toString() : request.url.host();
+        throw HTTPError(HTTPError::Kind::timedOut,
+                        kind == TimeLimit::wholeExchange
+                            ? QStringLiteral("%1 didn't answer within %2 seconds.").arg(host, seconds(request.timeLimit))
+                            : QStringLiteral("%1 sent nothing for %2 seconds.").arg(host, seconds(request.timeLimit)));
+    }
+    if (exchange.stopReason == StopReason::cancellation)
+        throw HTTPError(HTTPError::Kind::cancelled, QStringLiteral("The request was cancelled."));
+
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (isTransportError(reply->error()) || (!status.isValid() && reply->error() != QNetworkReply::NoError))
+        throw HTTPError(HTTPError::Kind::transport, reply->errorString());
+    if (!status.isValid())
+        throw HTTPError(HTTPError::Kind::notHTTPResponse,
+                        QStringLiteral("The answer from %1 is not an HTTP response.").arg(request.url.toString()));
+
+    HTTPResponse response;
+    response.status = status.toInt();
+    for (const auto &[name, value] : reply->rawHeaderPairs())
+        response.headers.append({name, value});
+    return response;
+}
+
+bool isSuccess(int status)
+{
+    return status >= 200 && status < 300;
+}
+
+} // namespace
+
+HTTPResponse LiveHTTPFetcher::fetch(const HTTPRequest &request, ProcessCancellation *cancellation) const
+{
+    Exchange exchange;
+    send(exchange, request);
+    awaitReply(exchange, request.timeLimit, TimeLimit::wholeExchange, cancellation);
+    HTTPResponse response = responseOrThrow(exchange, request, TimeLimit::wholeExchange);
+    response.body = exchange.reply->readAll();
+    return response;
+}
+
+HTTPResponse LiveHTTPFetcher::download(const HTTPRequest &request, const QString &destination,
+                                       const ProgressHandler &onProgress,
+                                       ProcessCancellation *cancellation) const
+{
+    // Written to a temporary file beside the destination (an unnamed one where Linux allows) and
+    // renamed over it at the end; dropped unless committed.
+    QSaveFile file(destination);
+    if (!file.open(QIODevice::WriteOnly))
+        throw FileSystemError::withReason(QStringLiteral("write"), destination, file.errorString());
+
+    Exchange exchange;
+    send(exchange, request);
+    QNetworkReply *reply = exchange.reply.get();
+    reply->setReadBufferSize(kDownloadBufferSize);
+
+    QByteArray errorBody;
+    QString writeError;
+    const auto takeAvailable = [&] {
+        if (!reply->isOpen()) // aborted
+            return;
+        const QByteArray chunk = reply->readAll();
+        if (!isSuccess(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt())) {
+            errorBody.append(chunk.left(kErrorBodyLimit - errorBody.size()));
+            return;
+        }
+        if (writeError.isEmpty() && file.write(chunk) != chunk.size()) {
+            writeError = file.errorString();
+            reply->abort();
+        }
+    };
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, takeAvailable);
+    if (onProgress) {
+        QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [&](qint64 received, qint64 total) {
+            onProgress(received, total >= 0 ? std::optional<qint64>(total) : std::nullopt);
+        });
+    }
+    awaitReply(exchange, request.timeLimit, TimeLimit::betweenBytes, cancellation);
+    takeAvailable();
+    if (!writeError.isEmpty())
+        throw FileSystemError::withReason(QStringLiteral("write"), destination, writeError);
+
+    HTTPResponse response = responseOrThrow(exchange, request, TimeLimit::betweenBytes);
+    if (!isSuccess(response.status)) {
+        file.cancelWriting();
+        response.body = errorBody;
+        return response;
+    }
+    if (!file.commit())
+        throw FileSystemError::withReason(QStringLiteral("write"), destination, file.errorString());
+    return response;
+}

@@ -1,0 +1,47 @@
+#include "services/LiveProcessRunner.h"
+
+#include "services/ChildProcess.h"
+#include "services/LineSplitter.h"
+#include "services/Utf8.h"
+
+namespace {
+
+// Output that is not UTF-8 reads as empty rather than as mojibake.
+QString decodeUtf8OrEmpty(const QByteArray &bytes)
+{
+    return decodeUtf8(bytes).value_or(QString());
+}
+
+} // namespace
+
+ProcessResult LiveProcessRunner::run(const QString &executable, const QStringList &arguments,
+                                     const std::optional<Environment> &environment) const
+{
+    ChildProcess child(executable, arguments, environment, ChildProcess::Output::separate);
+    QByteArray out;
+    QByteArray err;
+    const std::int32_t exitCode = child.waitForExit(
+        nullptr, [&](ChildProcess::Stream stream, const char *data, qsizetype size) {
+            (stream == ChildProcess::Stream::out ? out : err).append(data, size);
+        });
+    return ProcessResult {exitCode, decodeUtf8OrEmpty(out), decodeUtf8OrEmpty(err)};
+}
+
+ProcessStreamEvent LiveProcessRunner::stream(const QString &executable, const QStringList &arguments,
+                                             const std::optional<Environment> &environment,
+                                             LiveProcessCancellation &cancellation,
+                                             const LineHandler &onLine) const
+{
+    std::optional<ChildProcess> child;
+    try {
+        child.emplace(executable, arguments, environment, ChildProcess::Output::merged);
+    } catch (const ProcessLaunchError &error) {
+        return ProcessStreamEvent::failedToStart(error.message());
+    }
+    LineSplitter lines([&](const QByteArray &line) { onLine(decodeUtf8OrEmpty(line)); });
+    const std::int32_t exitCode = child->waitForExit(
+        &cancellation,
+        [&](ChildProcess::Stream, const char *data, qsizetype size) { lines.feed(data, size); });
+    lines.finish();
+    return ProcessStreamEvent::exited(exitCode);
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "services/ProcessRunning.h"
+
+/// The real ProcessRunning: posix_spawn, pipes and process groups.
+class LiveProcessRunner final : public ProcessRunning {
+public:
+    [[nodiscard]] ProcessResult run(const QString &executable, const QStringList &arguments,
+                                    const std::optional<Environment> &environment) const override;
+    [[nodiscard]] ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
+                                            const std::optional<Environment> &environment,
+                                            LiveProcessCancellation &cancellation,
+                                            const LineHandler &onLine) const override;
+};

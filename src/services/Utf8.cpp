@@ -1,0 +1,13 @@
+#include "services/Utf8.h"
+
+#include <QStringDecoder>
+
+std::optional<QString> decodeUtf8(const QByteArray &bytes)
+{
+    // Stateless: a truncated sequence at the end is an error, not something to wait for.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
+    QString text = decoder(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}

@@ -1,0 +1,198 @@
+#include "fixtures/InMemoryFileSystem.h"
+#include "services/LiveFileSystem.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace {
+
+// One file system under test, with a writable folder to work in and a way to plant raw bytes.
+struct Subject {
+    std::shared_ptr<FileSystemOperating> fs;
+    QString root;
+    std::function<void(const QString &path, const QByteArray &bytes)> plant;
+    std::shared_ptr<QTemporaryDir> keepAlive;
+};
+
+Subject liveSubject()
+{
+    auto dir = std::make_shared<QTemporaryDir>();
+    return {std::make_shared<LiveFileSystem>(), dir->path(),
+            [](const QString &path, const QByteArray &bytes) {
+                QFile file(path);
+                ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+                file.write(bytes);
+            },
+            dir};
+}
+
+Subject inMemorySubject()
+{
+    auto fs = std::make_shared<InMemoryFileSystem>();
+    fs->addDirectory(QStringLiteral("/Users/tester/work"));
+    return {fs, QStringLiteral("/Users/tester/work"),
+            [fs](const QString &path, const QByteArray &bytes) { fs->addFile(path, bytes); }, nullptr};
+}
+
+template <typename Operation>
+QString failureOf(Operation operation)
+{
+    try {
+        operation();
+    } catch (const FileSystemError &error) {
+        return error.message();
+    }
+    return QStringLiteral("(no error)");
+}
+
+QStringList sorted(QStringList names)
+{
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The same behaviour is asked of the real file system and of its in-memory double.
+class FileSystemContract : public testing::TestWithParam<Subject (*)()> {
+protected:
+    void SetUp() override { subject = GetParam()(); }
+    QString at(const QString &relative) const { return subject.root + QLatin1Char('/') + relative; }
+    const FileSystemOperating &fs() const { return *subject.fs; }
+    Subject subject;
+};
+
+} // namespace
+
+TEST_P(FileSystemContract, WritesAtomicallyAndKeepsPermissionBits)
+{
+    const QString profile = at(QStringLiteral(".zprofile"));
+    fs().writeString(profile, QStringLiteral("export JAVA_HOME=/x\n# naïve — ✓\n"));
+    EXPECT_EQ(fs().readString(profile), QStringLiteral("export JAVA_HOME=/x\n# naïve — ✓\n"));
+    EXPECT_EQ(fs().attributesOfItem(profile).type, FileType::regular);
+    EXPECT_EQ(fs().attributesOfItem(profile).size, QStringLiteral("export JAVA_HOME=/x\n# naïve — ✓\n").toUtf8().size());
+
+    fs().setPosixPermissions(profile, 0600);
+    fs().writeString(profile, QStringLiteral("replaced\n"));
+    EXPECT_EQ(fs().readString(profile), QStringLiteral("replaced\n"));
+    EXPECT_EQ(fs().attributesOfItem(profile).posixPermissions, 0600u);
+    EXPECT_EQ(fs().contentsOfDirectory(subject.root), QStringList {".zprofile"}); // no temporary left
+}
+
+TEST_P(FileSystemContract, MissingThingsAreErrorsThatNameThePath)
+{
+    const QString missing = at(QStringLiteral("absent"));
+    const struct {
+        const char *operation;
+        std::function<void()> call;
+        QString expected;
+    } cases[] = {
+        {"write into a missing folder", [&] { fs().writeString(missing + QStringLiteral("/.zprofile"), QStringLiteral("x")); },
+         QStringLiteral("Couldn't write “%1/.zprofile”: ").arg(missing)},
+        {"list", [&] { (void)fs().contentsOfDirectory(missing); }, QStringLiteral("Couldn't list “%1”: No such file or directory").arg(missing)},
+        {"read", [&] { (void)fs().readString(missing); }, QStringLiteral("Couldn't read “%1”: No such file or directory").arg(missing)},
+        {"remove", [&] { fs().removeItem(missing); }, QStringLiteral("Couldn't remove “%1”: No such file or directory").arg(missing)},
+        {"attributes", [&] { (void)fs().attributesOfItem(missing); }, QStringLiteral("Couldn't read the attributes of “%1”: No such file or directory").arg(missing)},
+        {"create without parents", [&] { fs().createDirectory(missing + QStringLiteral("/sub"), false); },
+         QStringLiteral("Couldn't create the folder “%1/sub”: No such file or directory").arg(missing)},
+    };
+    for (const auto &c : cases)
+        EXPECT_TRUE(failureOf(c.call).startsWith(c.expected)) << c.operation << ": " << failureOf(c.call).toStdString();
+    EXPECT_FALSE(fs().fileExists(missing));
+    EXPECT_FALSE(fs().fileExistence(missing).exists);
+}
+
+TEST_P(FileSystemContract, CreatesListsMovesAndRemovesFolders)
+{
+    const QString jdk = at(QStringLiteral("JavaVirtualMachines/temurin-21.jdk/Contents/Home"));
+    fs().createDirectory(jdk, true);
+    fs().createDirectory(jdk, true); // already there: fine with intermediates
+    EXPECT_FALSE(failureOf([&] { fs().createDirectory(jdk, false); }).startsWith(QStringLiteral("(no error)")));
+    EXPECT_EQ(fs().fileExistence(jdk).isDirectory, true);
+    EXPECT_FALSE(fs().isExecutableFile(jdk)); // a folder is not a program
+
+    subject.plant(jdk + QStringLiteral("/release"), "JAVA_VERSION=\"21.0.2\"\n");
+    fs().createDirectory(at(QStringLiteral("JavaVirtualMachines/zulu-17.jdk")), false);
+    EXPECT_EQ(sorted(fs().contentsOfDirectory(at(QStringLiteral("JavaVirtualMachines")))),
+              (QStringList {"temurin-21.jdk", "zulu-17.jdk"}));
+
+    // A move never replaces what is already there.
+    const QString from = at(QStringLiteral("JavaVirtualMachines/temurin-21.jdk"));
+    const QString taken = at(QStringLiteral("JavaVirtualMachines/zulu-17.jdk"));
+    EXPECT_TRUE(failureOf([&] { fs().moveItem(from, taken); }).contains(QStringLiteral("File exists")));
+    EXPECT_TRUE(fs().fileExists(jdk + QStringLiteral("/release")));
+    const QString moved = at(QStringLiteral("temurin.jdk"));
+    fs().moveItem(from, moved);
+    EXPECT_FALSE(fs().fileExists(from));
+    EXPECT_EQ(fs().readString(moved + QStringLiteral("/Contents/Home/release")), QStringLiteral("JAVA_VERSION=\"21.0.2\"\n"));
+
+    fs().removeItem(moved);
+    EXPECT_FALSE(fs().fileExists(moved));
+    EXPECT_EQ(sorted(fs().contentsOfDirectory(subject.root)), QStringList {"JavaVirtualMachines"});
+}
+
+TEST_P(FileSystemContract, TellsProgramsFromPlainFiles)
+{
+    const QString tool = at(QStringLiteral("java_home"));
+    const QString notes = at(QStringLiteral("notes.txt"));
+    subject.plant(tool, "#!/bin/sh\n");
+    subject.plant(notes, "hello\n");
+    fs().setPosixPermissions(tool, 0755);
+    fs().setPosixPermissions(notes, 0644);
+    EXPECT_TRUE(fs().isExecutableFile(tool));
+    EXPECT_FALSE(fs().isExecutableFile(notes));
+    EXPECT_EQ(fs().attributesOfItem(tool).posixPermissions, 0755u);
+}
+
+TEST_P(FileSystemContract, RefusesTextThatIsNotUtf8)
+{
+    const QString latin1 = at(QStringLiteral("latin1.txt"));
+    subject.plant(latin1, "caf\xe9\n");
+    EXPECT_EQ(failureOf([&] { (void)fs().readString(latin1); }),
+              QStringLiteral("Couldn't read “%1”: the file is not UTF-8 text").arg(latin1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, FileSystemContract, testing::Values(&liveSubject), [](const auto &) { return "disk"; });
+INSTANTIATE_TEST_SUITE_P(InMemory, FileSystemContract, testing::Values(&inMemorySubject),
+                         [](const auto &) { return "double"; });
+
+TEST(LiveFileSystem, WritingThroughASymlinkKeepsTheLinkAndTheTargetsMode)
+{
+    // Dotfiles managed by stow or chezmoi: ~/.zprofile is a link into the dotfiles repository.
+    QTemporaryDir home;
+    QDir(home.path()).mkpath(QStringLiteral("dotfiles"));
+    const QString target = home.filePath(QStringLiteral("dotfiles/zprofile"));
+    const QString link = home.filePath(QStringLiteral(".zprofile"));
+    const LiveFileSystem fs;
+    fs.writeString(target, QStringLiteral("# mine\n"));
+    fs.setPosixPermissions(target, 0600);
+    ASSERT_TRUE(QFile::link(QStringLiteral("dotfiles/zprofile"), link));
+
+    fs.writeString(link, QStringLiteral("# mine\nexport JAVA_HOME=/x\n"));
+
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(fs.attributesOfItem(link).type, FileType::symbolicLink);
+    EXPECT_EQ(fs.readString(target), QStringLiteral("# mine\nexport JAVA_HOME=/x\n"));
+    EXPECT_EQ(fs.attributesOfItem(target).posixPermissions, 0600u);
+    EXPECT_EQ(sorted(fs.contentsOfDirectory(home.filePath(QStringLiteral("dotfiles")))), QStringList {"zprofile"});
+}
+
+TEST(LiveFileSystem, ReadingAFolderOrAnUnreadableFileSaysWhy)
+{
+    QTemporaryDir dir;
+    const LiveFileSystem fs;
+    EXPECT_EQ(failureOf([&] { (void)fs.readString(dir.path()); }),
+              QStringLiteral("Couldn't read “%1”: Is a directory").arg(dir.path()));
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "root reads files whatever their mode";
+    const QString locked = dir.filePath(QStringLiteral("locked"));
+    fs.writeString(locked, QStringLiteral("secret"));
+    fs.setPosixPermissions(locked, 0);
+    EXPECT_EQ(failureOf([&] { (void)fs.readString(locked); }),
+              QStringLiteral("Couldn't read “%1”: Permission denied").arg(locked));
+}

@@ -1,0 +1,231 @@
+#include "LocalHTTPServer.h"
+#include "services/FileSystemOperating.h"
+#include "services/LiveHTTPFetcher.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const LiveHTTPFetcher http;
+
+HTTPRequest get(const QUrl &url, std::chrono::milliseconds limit = 10s)
+{
+    return HTTPRequest::get(url, limit);
+}
+
+HTTPError::Kind fetchErrorKind(const HTTPRequest &request, ProcessCancellation *cancellation = nullptr)
+{
+    try {
+        (void)http.fetch(request, cancellation);
+    } catch (const HTTPError &error) {
+        EXPECT_FALSE(error.message().isEmpty());
+        return error.kind();
+    }
+    ADD_FAILURE() << "no error for " << request.url.toString().toStdString();
+    return HTTPError::Kind::transport;
+}
+
+QByteArray patternedBody(qsizetype size)
+{
+    QByteArray body(size, '\0');
+    for (qsizetype i = 0; i < size; ++i)
+        body[i] = static_cast<char>('a' + (i * 7) % 26);
+    return body;
+}
+
+} // namespace
+
+TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBody)
+{
+    LocalHTTPServer server;
+    server.route("/v3/info", [](const LocalHTTPServer::Request &request) {
+        return LocalHTTPServer::Reply {200, {{"Content-Type", "application/json"}, {"X-Echo", request.method}}, "{\"ok\":true}"};
+    });
+    HTTPRequest request = get(server.url(QStringLiteral("/v3/info?architecture=aarch64&os=mac")));
+    request.method = "POST";
+    request.headers = {{"Authorization", "Bearer anon"}, {"Content-Type", "application/json"}};
+    request.body = QByteArray("[{\"event_name\":\"app_launched\"}]");
+
+    const HTTPResponse response = http.fetch(request, nullptr);
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.body, QByteArray("{\"ok\":true}"));
+    EXPECT_EQ(response.header("content-type"), QByteArray("application/json"));
+    EXPECT_EQ(response.header("X-ECHO"), QByteArray("POST"));
+
+    const auto received = server.requests();
+    ASSERT_EQ(received.size(), 1);
+    EXPECT_EQ(received[0].target, QByteArray("/v3/info?architecture=aarch64&os=mac"));
+    EXPECT_EQ(received[0].body, *request.body);
+    bool sawKey = false;
+    for (const auto &[name, value] : received[0].headers)
+        sawKey = sawKey || (name.compare("authorization", Qt::CaseInsensitive) == 0 && value == "Bearer anon");
+    EXPECT_TRUE(sawKey);
+}
+
+TEST(LiveHTTPFetcher, ErrorStatusesComeBackAsResponses)
+{
+    LocalHTTPServer server;
+    server.route("/final", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "arrived"}; });
+    server.route("/moved", [&](const auto &) {
+        return LocalHTTPServer::Reply {302, {{"Location", server.url(QStringLiteral("/final")).toEncoded()}}, {}};
+    });
+    server.route("/broken", [](const auto &) { return LocalHTTPServer::Reply {500, {}, "upstream failed"}; });
+    const struct {
+        const char *path;
+        int status;
+        QByteArray body;
+    } cases[] = {
+        {"/absent", 404, "no route for /absent"},
+        {"/broken", 500, "upstream failed"},
+        {"/moved", 200, "arrived"},
+    };
+    for (const auto &c : cases) {
+        const HTTPResponse response = http.fetch(get(server.url(QString::fromLatin1(c.path))), nullptr);
+        EXPECT_EQ(response.status, c.status) << c.path;
+        EXPECT_EQ(response.body, c.body) << c.path;
+    }
+}
+
+TEST(LiveHTTPFetcher, GivesUpOnAServerThatNeverAnswers)
+{
+    LocalHTTPServer server;
+    server.route("/hang", [](const auto &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 500ms)), HTTPError::Kind::timedOut);
+    EXPECT_GE(timer.elapsed(), 400);
+    EXPECT_LT(timer.elapsed(), 3000);
+}
+
+TEST(LiveHTTPFetcher, TellsACancelFromATimeOut)
+{
+    LocalHTTPServer server;
+    server.route("/hang", [](const auto &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
+    ProcessCancellation cancellation;
+    auto canceller = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(200ms);
+        cancellation.cancel();
+    });
+    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 20s), &cancellation), HTTPError::Kind::cancelled);
+    canceller.wait();
+
+    // Already cancelled: nothing is sent.
+    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang"))), &cancellation), HTTPError::Kind::cancelled);
+}
+
+TEST(LiveHTTPFetcher, ReportsAnswersThatAreNotHTTPAndUnreachableHosts)
+{
+    QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("local.json")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("{}");
+    file.close();
+    quint16 closedPort = 0;
+    {
+        LocalHTTPServer server; // gone at the end of the block, leaving a port nobody listens on
+        closedPort = static_cast<quint16>(server.url(QStringLiteral("/")).port());
+    }
+    const struct {
+        QUrl url;
+        HTTPError::Kind kind;
+    } cases[] = {
+        {QUrl::fromLocalFile(file.fileName()), HTTPError::Kind::notHTTPResponse},
+        {QUrl(QStringLiteral("gopher://127.0.0.1/")), HTTPError::Kind::transport},
+        {QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort)), HTTPError::Kind::transport},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(fetchErrorKind(get(c.url)), c.kind) << c.url.toString().toStdString();
+}
+
+TEST(LiveHTTPFetcher, DownloadsALargeBodyToAFileWithProgress)
+{
+    const QByteArray body = patternedBody(6 * 1024 * 1024);
+    LocalHTTPServer server;
+    server.route("/temurin.pkg", [&](const auto &) {
+        LocalHTTPServer::Reply reply {200, {}, body};
+        reply.chunkSize = 512 * 1024;
+        reply.pauseMilliseconds = 60; // Qt reports progress at most ten times a second
+
+        return reply;
+    });
+    QTemporaryDir dir;
+    const QString destination = dir.filePath(QStringLiteral("temurin-21.pkg"));
+    QList<std::pair<qint64, std::optional<qint64>>> progress;
+    const HTTPResponse response = http.download(get(server.url(QStringLiteral("/temurin.pkg"))), destination,
+                                                [&](qint64 received, std::optional<qint64> total) {
+                                                    progress.append({received, total});
+                                                },
+                                                nullptr);
+    EXPECT_EQ(response.status, 200);
+    EXPECT_TRUE(response.body.isEmpty()); // the body went to the file
+    QFile file(destination);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll() == body);
+    ASSERT_GT(progress.size(), 1);
+    EXPECT_EQ(progress.last().first, body.size());
+    EXPECT_EQ(progress.last().second, std::optional<qint64>(body.size()));
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {"temurin-21.pkg"});
+}
+
+TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
+{
+    LocalHTTPServer server;
+    server.route("/stalls", [](const auto &) {
+        LocalHTTPServer::Reply reply {200, {}, patternedBody(4 * 1024 * 1024)};
+        reply.stallAfter = 1024 * 1024;
+        reply.chunkSize = 64 * 1024;
+        reply.pauseMilliseconds = 20;
+        return reply;
+    });
+    server.route("/missing.pkg", [](const auto &) { return LocalHTTPServer::Reply {404, {}, "Not here"}; });
+    QTemporaryDir dir;
+    const QString destination = dir.filePath(QStringLiteral("temurin.pkg"));
+
+    // Cancelled part-way, once part of the body has arrived.
+    ProcessCancellation cancellation;
+    qint64 receivedWhenCancelled = 0;
+    try {
+        (void)http.download(get(server.url(QStringLiteral("/stalls"))), destination,
+                            [&](qint64 received, std::optional<qint64>) {
+                                receivedWhenCancelled = received;
+                                cancellation.cancel();
+                            },
+                            &cancellation);
+        ADD_FAILURE() << "the download finished";
+    } catch (const HTTPError &error) {
+        EXPECT_EQ(error.kind(), HTTPError::Kind::cancelled);
+    }
+    EXPECT_GT(receivedWhenCancelled, 0);
+    EXPECT_TRUE(QDir(dir.path()).isEmpty()) << QDir(dir.path()).entryList().join(u' ').toStdString();
+
+    // Stalled until the time limit between bytes.
+    try {
+        (void)http.download(get(server.url(QStringLiteral("/stalls")), 400ms), destination, {}, nullptr);
+        ADD_FAILURE() << "the download finished";
+    } catch (const HTTPError &error) {
+        EXPECT_EQ(error.kind(), HTTPError::Kind::timedOut);
+    }
+    EXPECT_TRUE(QDir(dir.path()).isEmpty());
+
+    // An error status: the response says so and no file appears.
+    const HTTPResponse missing = http.download(get(server.url(QStringLiteral("/missing.pkg"))), destination, {}, nullptr);
+    EXPECT_EQ(missing.status, 404);
+    EXPECT_EQ(missing.body, QByteArray("Not here"));
+    EXPECT_TRUE(QDir(dir.path()).isEmpty());
+
+    // Nowhere to write: a file-system error before anything is fetched.
+    EXPECT_THROW((void)http.download(get(server.url(QStringLiteral("/missing.pkg"))),
+                                     dir.filePath(QStringLiteral("no/such/folder/temurin.pkg")), {}, nullptr),
+                 FileSystemError);
+    EXPECT_EQ(server.requests().size(), 3);
+}

@@ -1,0 +1,283 @@
+#include "ScriptFolder.h"
+#include "services/LiveProcessRunner.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <future>
+#include <thread>
+
+namespace {
+
+const LiveProcessRunner runner;
+
+ProcessResult sh(const QString &script, const std::optional<Environment> &environment = std::nullopt)
+{
+    return runner.run(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script}, environment);
+}
+
+struct Streamed {
+    QStringList lines;
+    ProcessStreamEvent end;
+};
+
+Streamed streamSh(const QString &script, LiveProcessCancellation &cancellation,
+                  const std::function<void(const QString &)> &alsoOnLine = {})
+{
+    Streamed result;
+    result.end = runner.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script}, std::nullopt,
+                               cancellation, [&](const QString &line) {
+                                   result.lines.append(line);
+                                   if (alsoOnLine)
+                                       alsoOnLine(line);
+                               });
+    return result;
+}
+
+// A process that has exited but not yet been reaped by its new parent counts as gone.
+bool isAlive(pid_t pid)
+{
+    if (::kill(pid, 0) != 0)
+        return false;
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return true;
+    const QByteArray fields = stat.readAll();
+    const qsizetype close = fields.lastIndexOf(')');
+    return close < 0 || fields.mid(close + 2, 1) != "Z";
+}
+
+bool goneWithin(pid_t pid, int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (isAlive(pid)) {
+        if (timer.elapsed() > milliseconds)
+            return false;
+        QThread::msleep(20);
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlock)
+{
+    // 2 MB on stderr before a single byte on stdout: a reader that waits on stdout first would
+    // leave the child blocked on a full stderr pipe forever.
+    const ProcessResult result = sh(QStringLiteral("head -c 2000000 /dev/zero | tr '\\0' e >&2; echo out"));
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.stdout, QStringLiteral("out\n"));
+    EXPECT_EQ(result.stderr.size(), 2000000);
+    EXPECT_TRUE(result.stderr.startsWith(QStringLiteral("eeee")));
+}
+
+TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
+{
+    const struct {
+        const char *script;
+        std::int32_t expected;
+    } cases[] = {
+        {"exit 0", 0},
+        {"exit 3", 3},
+        {"exit 255", 255},
+        {"kill -TERM $$", 128 + SIGTERM},
+        {"kill -KILL $$", 128 + SIGKILL},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(sh(QString::fromLatin1(c.script)).exitCode, c.expected) << c.script;
+        LiveProcessCancellation cancellation;
+        EXPECT_EQ(streamSh(QString::fromLatin1(c.script), cancellation).end, ProcessStreamEvent::exited(c.expected))
+            << c.script;
+    }
+}
+
+TEST(LiveProcessRunner, OutputThatIsNotUtf8DecodesToEmpty)
+{
+    const ProcessResult result = sh(QStringLiteral("printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2"));
+    EXPECT_EQ(result.stdout, QString());
+    EXPECT_EQ(result.stderr, QStringLiteral("café\n"));
+
+    LiveProcessCancellation cancellation;
+    const Streamed streamed = streamSh(QStringLiteral("printf 'caf\\351\\ncaf\\303\\251\\n'"), cancellation);
+    EXPECT_EQ(streamed.lines, (QStringList {QString(), QStringLiteral("café")}));
+}
+
+TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)
+{
+    const ProcessResult replaced = runner.run(QStringLiteral("/usr/bin/env"), {},
+                                              Environment {{QStringLiteral("ONLY"), QStringLiteral("this one")}});
+    EXPECT_EQ(replaced.stdout, QStringLiteral("ONLY=this one\n"));
+
+    qputenv("TARNWICK_INHERITED", "from the parent");
+    const ProcessResult inherited = runner.run(QStringLiteral("/usr/bin/env"), {}, std::nullopt);
+    qunsetenv("TARNWICK_INHERITED");
+    EXPECT_TRUE(inherited.stdout.contains(QStringLiteral("TARNWICK_INHERITED=from the parent\n")));
+}
+
+TEST(LiveProcessRunner, ChildSeesEndOfFileOnStdin)
+{
+    // A profile that prompts must not wait forever for an answer nobody can type.
+    const ProcessResult result = sh(QStringLiteral("if read answer; then echo read:$answer; else echo eof; fi"));
+    EXPECT_EQ(result.stdout, QStringLiteral("eof\n"));
+}
+
+TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
+{
+    ScriptFolder folder;
+    const QString notExecutable = folder.write(QStringLiteral("plain"), "echo never");
+    QFile::setPermissions(notExecutable, QFile::ReadOwner | QFile::WriteOwner);
+    const struct {
+        QString executable;
+        QString message;
+    } cases[] = {
+        {QStringLiteral("/nonexistent/bin/tool"), QStringLiteral("No such file or directory")},
+        {QDir::tempPath(), QStringLiteral("Is a directory")},
+        {notExecutable, QStringLiteral("Permission denied")},
+    };
+    for (const auto &c : cases) {
+        try {
+            (void)runner.run(c.executable, {}, std::nullopt);
+            ADD_FAILURE() << "run started " << c.executable.toStdString();
+        } catch (const ProcessLaunchError &error) {
+            EXPECT_EQ(error.executable(), c.executable);
+            EXPECT_EQ(error.message(), c.message);
+        }
+        LiveProcessCancellation cancellation;
+        int lines = 0;
+        const ProcessStreamEvent end
+            = runner.stream(c.executable, {}, std::nullopt, cancellation, [&](const QString &) { ++lines; });
+        EXPECT_EQ(end, ProcessStreamEvent::failedToStart(c.message));
+        EXPECT_EQ(lines, 0);
+    }
+}
+
+TEST(LiveProcessRunner, StreamsMergedOutputInWriteOrder)
+{
+    LiveProcessCancellation cancellation;
+    const Streamed streamed = streamSh(
+        QStringLiteral("echo one; echo two >&2; echo three; echo four >&2; printf 'five\\r\\nsix\\rseven\\n\\nlast'"),
+        cancellation);
+    EXPECT_EQ(streamed.lines, (QStringList {"one", "two", "three", "four", "five", "six", "seven", "", "last"}));
+    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(0));
+}
+
+TEST(LiveProcessRunner, DeliversEachLineWhileTheChildRuns)
+{
+    // The child waits for a file that we create only on seeing its first line: if lines were held
+    // back until the exit, it would give up and say so.
+    QTemporaryDir dir;
+    const QString flag = dir.filePath(QStringLiteral("go"));
+    LiveProcessCancellation cancellation;
+    const Streamed streamed = streamSh(
+        QStringLiteral("echo ready; i=0; while [ ! -e '%1' ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done;"
+                       " [ -e '%1' ] && echo released || echo 'gave up'")
+            .arg(flag),
+        cancellation, [&](const QString &line) {
+            if (line == QLatin1String("ready"))
+                QFile(flag).open(QIODevice::WriteOnly);
+        });
+    EXPECT_EQ(streamed.lines, (QStringList {"ready", "released"}));
+}
+
+TEST(LiveProcessRunner, ReturnsWhenTheChildExitsThoughABackgroundGrandchildHoldsItsOutput)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const ProcessResult result = sh(QStringLiteral("sleep 30 & echo $!"));
+    EXPECT_LT(timer.elapsed(), 10000);
+    const pid_t sleeper = result.stdout.trimmed().toInt();
+    ASSERT_GT(sleeper, 0);
+    EXPECT_TRUE(isAlive(sleeper)); // finishing the run does not kill what the child left running
+    ::kill(sleeper, SIGKILL);
+
+    LiveProcessCancellation cancellation;
+    timer.restart();
+    const Streamed streamed = streamSh(QStringLiteral("sleep 30 & echo $!; echo done"), cancellation);
+    EXPECT_LT(timer.elapsed(), 10000);
+    EXPECT_EQ(streamed.lines.value(1), QStringLiteral("done"));
+    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(0));
+    ::kill(streamed.lines.value(0).toInt(), SIGKILL);
+}
+
+TEST(LiveProcessRunner, CancellingEndsTheWholeProcessTree)
+{
+    // A login zsh starts a background sleep and waits for it; we cancel once both have told us
+    // their pid.
+    QTemporaryDir home;
+    const Environment environment {{QStringLiteral("HOME"), home.path()}, {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin")}};
+    LiveProcessCancellation cancellation;
+    QList<pid_t> pids;
+    const ProcessStreamEvent end = runner.stream(
+        QStringLiteral("/bin/zsh"), {QStringLiteral("-lc"), QStringLiteral("sleep 300 & echo $!; echo $$; wait")},
+        environment, cancellation, [&](const QString &line) {
+            pids.append(line.toInt());
+            if (pids.size() == 2)
+                cancellation.cancel();
+        });
+    ASSERT_EQ(pids.size(), 2);
+    EXPECT_EQ(end, ProcessStreamEvent::exited(128 + SIGTERM));
+    for (pid_t pid : pids)
+        EXPECT_TRUE(goneWithin(pid, 5000)) << "pid " << pid << " is still running";
+
+    cancellation.cancel(); // twice, and after the exit: nothing happens
+    EXPECT_TRUE(cancellation.isCanceled());
+}
+
+TEST(LiveProcessRunner, KillsWhatIgnoresTheTerminateSignal)
+{
+    LiveProcessCancellation cancellation;
+    QElapsedTimer timer;
+    const Streamed streamed = streamSh(QStringLiteral("trap '' TERM; echo ready; sleep 300; echo woke"), cancellation,
+                                       [&](const QString &line) {
+                                           if (line == QLatin1String("ready")) {
+                                               timer.start();
+                                               cancellation.cancel();
+                                           }
+                                       });
+    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(128 + SIGKILL));
+    EXPECT_EQ(streamed.lines, QStringList {"ready"});
+    EXPECT_LT(timer.elapsed(), 10000);
+}
+
+TEST(LiveProcessRunner, CancelledBeforeTheStartEndsTheChildAtOnce)
+{
+    LiveProcessCancellation cancellation;
+    cancellation.cancel();
+    QElapsedTimer timer;
+    timer.start();
+    const Streamed streamed = streamSh(QStringLiteral("sleep 300"), cancellation);
+    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(128 + SIGTERM));
+    EXPECT_LT(timer.elapsed(), 10000);
+}
+
+TEST(LiveProcessRunner, CancelRacingTheExitStillEndsTheRunOnce)
+{
+    for (int round = 0; round < 40; ++round) {
+        LiveProcessCancellation cancellation;
+        auto canceller = std::async(std::launch::async, [&cancellation, round] {
+            std::this_thread::sleep_for(std::chrono::microseconds(round * 250));
+            cancellation.cancel();
+        });
+        const Streamed streamed = streamSh(QStringLiteral("echo x"), cancellation);
+        canceller.wait();
+        ASSERT_EQ(streamed.end.kind, ProcessStreamEvent::Kind::exited) << "round " << round;
+        const bool ranToTheEnd = streamed.end.code == 0 && streamed.lines == QStringList {"x"};
+        const bool wasTerminated = streamed.end.code == 128 + SIGTERM;
+        EXPECT_TRUE(ranToTheEnd || wasTerminated) << "round " << round << " code " << streamed.end.code;
+    }
+}
+
+TEST(LiveProcessRunner, RunsFromManyThreadsAtOnce)
+{
+    std::vector<std::future<ProcessResult>> runs;
+    for (int i = 0; i < 8; ++i)
+        runs.push_back(std::async(std::launch::async, [i] { return sh(QStringLiteral("sleep 0.2; echo %1").arg(i)); }));
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(runs[i].get().stdout, QStringLiteral("%1\n").arg(i));
+}

@@ -1,0 +1,159 @@
+#include "LocalHTTPServer.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace {
+
+QByteArray reasonPhrase(int status)
+{
+    switch (status) {
+    case 200: return "OK";
+    case 302: return "Found";
+    case 404: return "Not Found";
+    case 500: return "Internal Server Error";
+    default: return "Status";
+    }
+}
+
+class Connection : public QObject {
+public:
+    Connection(QTcpSocket *socket, LocalHTTPServer &server) : QObject(socket), m_socket(socket), m_server(server)
+    {
+        connect(socket, &QTcpSocket::readyRead, this, [this] { readMore(); });
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+    }
+
+private:
+    void readMore()
+    {
+        m_buffer += m_socket->readAll();
+        if (m_answered)
+            return;
+        const qsizetype headerEnd = m_buffer.indexOf("\r\n\r\n");
+        if (headerEnd < 0)
+            return;
+        LocalHTTPServer::Request request;
+        const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n');
+        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+        request.method = requestLine.value(0);
+        request.target = requestLine.value(1);
+        qsizetype length = 0;
+        for (const QByteArray &line : lines.mid(1)) {
+            const qsizetype colon = line.indexOf(':');
+            if (colon < 0)
+                continue;
+            const QByteArray name = line.left(colon).trimmed();
+            const QByteArray value = line.mid(colon + 1).trimmed();
+            request.headers.append({name, value});
+            if (name.compare("content-length", Qt::CaseInsensitive) == 0)
+                length = value.toLongLong();
+        }
+        if (m_buffer.size() < headerEnd + 4 + length)
+            return;
+        request.body = m_buffer.mid(headerEnd + 4, length);
+        m_answered = true;
+        m_server.record(request);
+
+        const QByteArray path = request.target.split('?').value(0);
+        const LocalHTTPServer::Handler handler = m_server.handlerFor(path);
+        LocalHTTPServer::Reply reply;
+        if (handler)
+            reply = handler(request);
+        else
+            reply = {404, {}, "no route for " + path};
+        answer(reply);
+    }
+
+    void answer(const LocalHTTPServer::Reply &reply)
+    {
+        if (reply.hang)
+            return;
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasonPhrase(reply.status) + "\r\n";
+        for (const auto &[name, value] : reply.headers)
+            head += name + ": " + value + "\r\n";
+        head += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n";
+        m_socket->write(head);
+        m_pending = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
+        m_closeWhenDone = reply.stallAfter < 0;
+        m_chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_pending.size();
+        m_pause = reply.pauseMilliseconds;
+        sendNextChunk();
+    }
+
+    void sendNextChunk()
+    {
+        m_socket->write(m_pending.left(m_chunkSize));
+        m_pending.remove(0, std::min(m_chunkSize, m_pending.size()));
+        if (!m_pending.isEmpty()) {
+            QTimer::singleShot(m_pause, this, [this] { sendNextChunk(); });
+            return;
+        }
+        if (m_closeWhenDone)
+            m_socket->disconnectFromHost();
+    }
+
+    QTcpSocket *m_socket;
+    LocalHTTPServer &m_server;
+    QByteArray m_buffer;
+    bool m_answered = false;
+    QByteArray m_pending;
+    qsizetype m_chunkSize = 0;
+    int m_pause = 0;
+    bool m_closeWhenDone = true;
+};
+
+} // namespace
+
+LocalHTTPServer::LocalHTTPServer()
+{
+    m_thread.start();
+    auto *server = new QTcpServer;
+    server->moveToThread(&m_thread);
+    m_core = server;
+    QMetaObject::invokeMethod(server, [this, server] {
+        QObject::connect(server, &QTcpServer::newConnection, server, [this, server] {
+            while (QTcpSocket *socket = server->nextPendingConnection())
+                new Connection(socket, *this);
+        });
+        server->listen(QHostAddress::LocalHost, 0);
+        m_port = server->serverPort();
+    }, Qt::BlockingQueuedConnection);
+}
+
+LocalHTTPServer::~LocalHTTPServer()
+{
+    QMetaObject::invokeMethod(m_core, [this] { delete m_core; }, Qt::BlockingQueuedConnection);
+    m_thread.quit();
+    m_thread.wait();
+}
+
+void LocalHTTPServer::route(const QByteArray &path, Handler handler)
+{
+    std::lock_guard lock(m_mutex);
+    m_routes.insert(path, std::move(handler));
+}
+
+QUrl LocalHTTPServer::url(const QString &pathAndQuery) const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery));
+}
+
+QList<LocalHTTPServer::Request> LocalHTTPServer::requests() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_requests;
+}
+
+LocalHTTPServer::Handler LocalHTTPServer::handlerFor(const QByteArray &path) const
+{
+    std::lock_guard lock(m_mutex);
+    return m_routes.value(path);
+}
+
+void LocalHTTPServer::record(const Request &request)
+{
+    std::lock_guard lock(m_mutex);
+    m_requests.append(request);
+}

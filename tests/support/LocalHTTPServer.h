@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QThread>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+/// A small HTTP/1.1 server on 127.0.0.1 for tests, running on a thread of its own so that a
+/// client may block the test's thread while waiting for it. Each connection carries one
+/// request; the answer comes from the handler routed at the request's path.
+class LocalHTTPServer {
+public:
+    struct Request {
+        QByteArray method;
+        QByteArray target; // path and query, as sent
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+    };
+    struct Reply {
+        int status = 200;
+        QList<std::pair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+        /// Never answer: keep the connection open and silent.
+        bool hang = false;
+        /// Send the body in pieces of this size with `pause` milliseconds between them (0: at once).
+        qsizetype chunkSize = 0;
+        int pauseMilliseconds = 0;
+        /// Send the headers and this many body bytes, then fall silent.
+        qsizetype stallAfter = -1;
+    };
+    using Handler = std::function<Reply(const Request &)>;
+
+    LocalHTTPServer();
+    ~LocalHTTPServer();
+
+    void route(const QByteArray &path, Handler handler);
+    [[nodiscard]] QUrl url(const QString &pathAndQuery) const;
+    [[nodiscard]] QList<Request> requests() const;
+
+    // Used by the server's own thread.
+    Handler handlerFor(const QByteArray &path) const;
+    void record(const Request &request);
+
+private:
+    QThread m_thread;
+    QObject *m_core = nullptr; // lives on m_thread
+    quint16 m_port = 0;
+    mutable std::mutex m_mutex;
+    QMap<QByteArray, Handler> m_routes;
+    QList<Request> m_requests;
+};
