@@ -23,8 +23,15 @@ Linux)
     sudo=()
     [ "$(id -u)" -eq 0 ] || sudo=(sudo)
     echo "Installing ${missing[*]}…"
-    "${sudo[@]}" apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq "${missing[@]}" >/dev/null
+    log=$(mktemp)
+    # apt's chatter goes to a log that is shown only when something fails.
+    if ! { "${sudo[@]}" apt-get update -qq && DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq "${missing[@]}"; } >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        echo "Couldn't install ${missing[*]}." >&2
+        exit 1
+    fi
+    rm -f "$log"
     ;;
 Darwin)
     if ! command -v brew >/dev/null; then

@@ -24,6 +24,7 @@ int main(int argc, char *argv[])
     options.addVersionOption();
     options.process(app);
 
+    // The one set of services of this run; the screens receive it as they are added.
     const AppServices services = AppServices::live();
 
     QQmlApplicationEngine engine;

@@ -72,6 +72,23 @@ TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBody)
     EXPECT_TRUE(sawKey);
 }
 
+TEST(LiveHTTPFetcher, AnyThreadMayFetch)
+{
+    // Worker threads with no event loop of their own, several at once.
+    LocalHTTPServer server;
+    server.route("/echo", [](const LocalHTTPServer::Request &request) {
+        return LocalHTTPServer::Reply {200, {}, request.target.split('=').last()};
+    });
+    std::vector<std::future<QByteArray>> fetches;
+    for (int i = 0; i < 6; ++i) {
+        fetches.push_back(std::async(std::launch::async, [&server, i] {
+            return http.fetch(get(server.url(QStringLiteral("/echo?n=%1").arg(i))), nullptr).body;
+        }));
+    }
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(fetches[i].get(), QByteArray::number(i));
+}
+
 TEST(LiveHTTPFetcher, ErrorStatusesComeBackAsResponses)
 {
     LocalHTTPServer server;
