@@ -31,23 +31,29 @@ QByteArray native(const QString &path)
     throw FileSystemError::withReason(QLatin1String(verb), path, reason);
 }
 
+// The entries of a folder, without "." and ".."; a failure is reported as failing to `verb` it.
+QStringList entryNames(const QString &path, const char *verb)
+{
+    DIR *directory = ::opendir(native(path).constData());
+    if (!directory)
+        fail(verb, path, errno);
+    QStringList names;
+    while (const dirent *entry = ::readdir(directory)) {
+        const QString name = QFile::decodeName(entry->d_name);
+        if (name != QLatin1String(".") && name != QLatin1String(".."))
+            names.append(name);
+    }
+    ::closedir(directory);
+    return names;
+}
+
 void removeTree(const QString &path)
 {
     struct stat info {};
     if (::lstat(native(path).constData(), &info) != 0)
         fail("remove", path, errno);
     if (S_ISDIR(info.st_mode)) {
-        DIR *directory = ::opendir(native(path).constData());
-        if (!directory)
-            fail("remove", path, errno);
-        QStringList names;
-        while (const dirent *entry = ::readdir(directory)) {
-            const QString name = QFile::decodeName(entry->d_name);
-            if (name != QLatin1String(".") && name != QLatin1String(".."))
-                names.append(name);
-        }
-        ::closedir(directory);
-        for (const QString &name : names)
+        for (const QString &name : entryNames(path, "remove"))
             removeTree(path + QLatin1Char('/') + name);
         if (::rmdir(native(path).constData()) != 0)
             fail("remove", path, errno);
@@ -102,17 +108,7 @@ bool LiveFileSystem::isExecutableFile(const QString &path) const
 
 QStringList LiveFileSystem::contentsOfDirectory(const QString &path) const
 {
-    DIR *directory = ::opendir(native(path).constData());
-    if (!directory)
-        fail("list", path, errno);
-    QStringList names;
-    while (const dirent *entry = ::readdir(directory)) {
-        const QString name = QFile::decodeName(entry->d_name);
-        if (name != QLatin1String(".") && name != QLatin1String(".."))
-            names.append(name);
-    }
-    ::closedir(directory);
-    return names;
+    return entryNames(path, "list");
 }
 
 void LiveFileSystem::createDirectory(const QString &path, bool withIntermediateDirectories) const

@@ -188,11 +188,11 @@ TEST(LiveFileSystem, ReadingAFolderOrAnUnreadableFileSaysWhy)
     const LiveFileSystem fs;
     EXPECT_EQ(failureOf([&] { (void)fs.readString(dir.path()); }),
               QStringLiteral("Couldn't read “%1”: Is a directory").arg(dir.path()));
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads files whatever their mode";
-    const QString locked = dir.filePath(QStringLiteral("locked"));
-    fs.writeString(locked, QStringLiteral("secret"));
-    fs.setPosixPermissions(locked, 0);
-    EXPECT_EQ(failureOf([&] { (void)fs.readString(locked); }),
-              QStringLiteral("Couldn't read “%1”: Permission denied").arg(locked));
+    if (::geteuid() != 0) { // root reads files whatever their mode
+        const QString locked = dir.filePath(QStringLiteral("locked"));
+        fs.writeString(locked, QStringLiteral("secret"));
+        fs.setPosixPermissions(locked, 0);
+        EXPECT_EQ(failureOf([&] { (void)fs.readString(locked); }),
+                  QStringLiteral("Couldn't read “%1”: Permission denied").arg(locked));
+    }
 }
