@@ -15,13 +15,14 @@ QString decodeUtf8OrEmpty(const QByteArray &bytes)
 } // namespace
 
 ProcessResult LiveProcessRunner::run(const QString &executable, const QStringList &arguments,
-                                     const std::optional<Environment> &environment) const
+                                     const std::optional<Environment> &environment,
+                                     ProcessCancellation *cancellation) const
 {
     ChildProcess child(executable, arguments, environment, ChildProcess::Output::separate);
     QByteArray out;
     QByteArray err;
     const std::int32_t exitCode = child.waitForExit(
-        nullptr, [&](ChildProcess::Stream stream, const char *data, qsizetype size) {
+        cancellation, [&](ChildProcess::Stream stream, const char *data, qsizetype size) {
             (stream == ChildProcess::Stream::out ? out : err).append(data, size);
         });
     return ProcessResult {exitCode, decodeUtf8OrEmpty(out), decodeUtf8OrEmpty(err)};

@@ -5,8 +5,10 @@
 /// The real ProcessRunning: posix_spawn, pipes and process groups.
 class LiveProcessRunner final : public ProcessRunning {
 public:
+    using ProcessRunning::run;
     [[nodiscard]] ProcessResult run(const QString &executable, const QStringList &arguments,
-                                    const std::optional<Environment> &environment) const override;
+                                    const std::optional<Environment> &environment,
+                                    ProcessCancellation *cancellation) const override;
     [[nodiscard]] ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
                                             const std::optional<Environment> &environment,
                                             LiveProcessCancellation &cancellation,

@@ -74,8 +74,16 @@ public:
     /// Runs to completion and returns what the child printed on each stream. The call returns as
     /// soon as the child exits, even if something it started in the background still holds its
     /// output open. A non-zero exit is not an error here. Throws ProcessLaunchError.
+    [[nodiscard]] ProcessResult run(const QString &executable, const QStringList &arguments,
+                                    const std::optional<Environment> &environment) const
+    {
+        return run(executable, arguments, environment, nullptr);
+    }
+    /// The same, stoppable: cancelling ends the child's process group as for `stream`, and the
+    /// result holds what it printed until then. `cancellation` may be null.
     [[nodiscard]] virtual ProcessResult run(const QString &executable, const QStringList &arguments,
-                                            const std::optional<Environment> &environment) const = 0;
+                                            const std::optional<Environment> &environment,
+                                            ProcessCancellation *cancellation) const = 0;
 
     /// Runs with stdout and stderr merged into one stream, in the order the child wrote them, and
     /// hands each line (without its terminator) to `onLine` on the calling thread as it arrives.

@@ -1,9 +1,10 @@
 #include "services/ShellRunner.h"
 
 ProcessResult ShellRunner::run(const QString &executable, const QStringList &arguments,
-                               const std::optional<Environment> &environment) const
+                               const std::optional<Environment> &environment,
+                               ProcessCancellation *cancellation) const
 {
-    return m_process->run(executable, arguments, environment);
+    return m_process->run(executable, arguments, environment, cancellation);
 }
 
 StreamEvent ShellRunner::stream(const QString &executable, const QStringList &arguments,

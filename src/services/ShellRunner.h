@@ -16,7 +16,8 @@ public:
 
     /// Runs to completion. Throws ProcessLaunchError when the program cannot be started.
     [[nodiscard]] ProcessResult run(const QString &executable, const QStringList &arguments,
-                                    const std::optional<Environment> &environment = std::nullopt) const;
+                                    const std::optional<Environment> &environment = std::nullopt,
+                                    ProcessCancellation *cancellation = nullptr) const;
 
     /// Streams merged output to `onOutput` as `output` events and returns the terminal event:
     /// `completed` with the exit code, or `canceled` when `cancellation` was cancelled (whether the

@@ -1,0 +1,18 @@
+#include "diagnosis/JDKInfo.h"
+
+#include <QRegularExpression>
+
+QList<JDKInfo> parseJavaHomeListing(const QString &listing)
+{
+    // An entry: indented version, (architecture), "vendor" - "display name" and the home path.
+    static const QRegularExpression entry(
+        QString::fromLatin1(R"re(^\s+(\S+)\s+\(([^)]+)\)\s+"([^"]*)"\s+-\s+"[^"]*"\s+(/.+)$)re"));
+    static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
+    QList<JDKInfo> jdks;
+    for (const QString &line : listing.split(lineBreak)) {
+        const QRegularExpressionMatch match = entry.match(line);
+        if (match.hasMatch())
+            jdks.append({match.captured(1), match.captured(3), match.captured(2), match.captured(4).trimmed()});
+    }
+    return jdks;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "diagnosis/LoginShell.h"
+#include "diagnosis/ProbeBundle.h"
+#include "services/FileSystemOperating.h"
+
+#include <memory>
+
+/// Gathers the raw facts about the Mac's Java installation. No probe fails outward: a probe that
+/// cannot run gives the empty value of its field.
+class Probes {
+public:
+    static constexpr const char *kJavaVirtualMachines = "/Library/Java/JavaVirtualMachines";
+
+    Probes(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+           std::chrono::milliseconds interactiveTimeLimit = LoginShell::kInteractiveTimeLimit);
+
+    /// The four probes, side by side (they are independent programs).
+    [[nodiscard]] ProbeBundle run() const;
+
+    /// `which java` on the app's own path.
+    [[nodiscard]] std::optional<QString> whichJava() const;
+    /// The JDKs `java_home -V` lists (it prints the list on stderr; both streams are read).
+    [[nodiscard]] QList<JDKInfo> installedJDKs() const;
+    [[nodiscard]] QStringList jvmDirContents() const;
+    /// JAVA_HOME in a fresh login shell (falling back to an interactive one, see LoginShell).
+    [[nodiscard]] std::optional<QString> javaHomeInActiveShell() const;
+
+private:
+    ShellRunner m_shell;
+    std::shared_ptr<const FileSystemOperating> m_fs;
+    LoginShell m_loginShell;
+};
+
+/// Runs a plain tool and returns its trimmed stdout when it exited 0 and said something.
+[[nodiscard]] std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable,
+                                                   const QStringList &arguments);

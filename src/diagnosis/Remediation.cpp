@@ -1,0 +1,127 @@
+#include "diagnosis/Remediation.h"
+
+#include <algorithm>
+
+namespace {
+
+// The leading number of a version such as "17.0.10"; 25 when there is none.
+int majorOf(const QString &version)
+{
+    const QStringList pieces = version.split(QLatin1Char('.'), Qt::SkipEmptyParts);
+    if (pieces.isEmpty())
+        return 25;
+    bool isNumber = false;
+    const int major = pieces.first().toInt(&isNumber, 10);
+    const bool digitsOnly = std::all_of(pieces.first().cbegin(), pieces.first().cend(),
+                                        [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
+    return isNumber && digitsOnly ? major : 25;
+}
+
+} // namespace
+
+Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &profile)
+{
+    const QString major = QString::number(temurinMajor);
+    if (profile.homebrewPrefix)
+        return Remediation::installTemurinViaBrew(QStringLiteral("temurin@") + major);
+    if (profile.sdkmanRoot)
+        return Remediation::installViaSDKMAN(major + QStringLiteral("-tem"));
+    if (profile.miseExecutable)
+        return Remediation::installViaMise(QStringLiteral("temurin-") + major);
+    if (profile.jenvRoot)
+        return Remediation::installViaPKGThenJEnv(temurinMajor);
+    if (profile.likelyDeveloper())
+        return Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@") + major);
+    return Remediation::installViaPKG(temurinMajor);
+}
+
+Remediation remediationForUnsetHome(const JDKInfo &jdk, const SystemProfile &profile)
+{
+    if (profile.sdkmanRoot)
+        return Remediation::setJavaHomeViaSDKMAN(jdk.version + QStringLiteral("-tem"));
+    if (profile.miseExecutable)
+        return Remediation::setJavaHomeViaMise(QStringLiteral("temurin-") + jdk.version);
+    if (profile.jenvRoot)
+        return Remediation::setJavaHomeViaJenv(jdk.path, majorOf(jdk.version));
+    return Remediation::writeJavaHomeToZprofile(jdk.path);
+}
+
+QString Remediation::id() const
+{
+    switch (m_kind) {
+    case Kind::installTemurinViaBrew: return QStringLiteral("brew:") + m_text;
+    case Kind::installViaSDKMAN: return QStringLiteral("sdkman:") + m_text;
+    case Kind::installViaMise: return QStringLiteral("mise:") + m_text;
+    case Kind::installViaPKG: return QStringLiteral("pkg:") + QString::number(m_number);
+    case Kind::installViaPKGThenJEnv: return QStringLiteral("pkg-jenv:") + QString::number(m_number);
+    case Kind::writeJavaHomeToZprofile: return QStringLiteral("zprofile:") + m_text;
+    case Kind::setJavaHomeViaSDKMAN: return QStringLiteral("sdkman-home:") + m_text;
+    case Kind::setJavaHomeViaMise: return QStringLiteral("mise-home:") + m_text;
+    case Kind::setJavaHomeViaJenv: return QStringLiteral("jenv-home:") + QString::number(m_number) + QLatin1Char(':') + m_text;
+    case Kind::installHomebrewThenTemurin: return QStringLiteral("homebrew+brew:") + m_text;
+    case Kind::installWarpViaBrew: return QStringLiteral("brew:") + m_text; // a plain cask install, like Temurin's
+    case Kind::installHomebrew: return QStringLiteral("homebrew");
+    }
+    return {};
+}
+
+QString Remediation::title() const
+{
+    switch (m_kind) {
+    case Kind::installTemurinViaBrew: return QStringLiteral("Install Temurin via Homebrew (recommended)");
+    case Kind::installViaSDKMAN: return QStringLiteral("Install Temurin via SDKMAN (recommended)");
+    case Kind::installViaMise: return QStringLiteral("Install Temurin via Mise (recommended)");
+    case Kind::installViaPKG: return QStringLiteral("Install Temurin (recommended)");
+    case Kind::installViaPKGThenJEnv: return QStringLiteral("Install Temurin and register with jEnv (recommended)");
+    case Kind::writeJavaHomeToZprofile: return QStringLiteral("Set JAVA_HOME in ~/.zprofile (recommended)");
+    case Kind::setJavaHomeViaSDKMAN: return QStringLiteral("Set JAVA_HOME via SDKMAN (recommended)");
+    case Kind::setJavaHomeViaMise: return QStringLiteral("Set JAVA_HOME via Mise (recommended)");
+    case Kind::setJavaHomeViaJenv: return QStringLiteral("Set JAVA_HOME via jEnv (recommended)");
+    case Kind::installHomebrewThenTemurin: return QStringLiteral("Install Homebrew + Java (recommended for developers)");
+    case Kind::installWarpViaBrew: return QStringLiteral("Install Warp (recommended)");
+    case Kind::installHomebrew: return QStringLiteral("Install Homebrew (recommended)");
+    }
+    return {};
+}
+
+QString Remediation::explainer() const
+{
+    switch (m_kind) {
+    case Kind::installTemurinViaBrew:
+        return QStringLiteral("Easiest path — one command, handles updates and uninstalls cleanly. Native Apple Silicon builds.");
+    case Kind::installViaSDKMAN:
+        return QStringLiteral("We detected SDKMAN. We'll run `sdk install java ") + m_text
+            + QStringLiteral("` and set it as your default Java.");
+    case Kind::installViaMise:
+        return QStringLiteral("We detected Mise. We'll run `mise install java@") + m_text
+            + QStringLiteral("` and set it as your global Java.");
+    case Kind::installViaPKG:
+        return QStringLiteral("No Homebrew or other developer tooling detected. We'll download the Temurin installer "
+                              "directly from Adoptium and run it for you.");
+    case Kind::installViaPKGThenJEnv:
+        return QStringLiteral("We detected jEnv. We'll install Temurin from Adoptium, then register it with jEnv "
+                              "(`jenv add` + `jenv global`).");
+    case Kind::writeJavaHomeToZprofile:
+        return QStringLiteral("We'll append two `export` lines to your `~/.zprofile`, after showing you a diff and "
+                              "backing up the existing file to `~/.zprofile.bak`.");
+    case Kind::setJavaHomeViaSDKMAN:
+        return QStringLiteral("Sets your default Java via `sdk default java <X>-tem` so JAVA_HOME points to the right "
+                              "Java installation in every new shell.");
+    case Kind::setJavaHomeViaMise:
+        return QStringLiteral("Runs `mise use -g java@<version>` and ensures Mise's activate hook is in your `~/.zshrc` "
+                              "so JAVA_HOME gets set.");
+    case Kind::setJavaHomeViaJenv:
+        return QStringLiteral("Enables jEnv's export plugin and ensures your `~/.zshrc` sources jEnv so JAVA_HOME gets "
+                              "set in every new shell.");
+    case Kind::installHomebrewThenTemurin:
+        return QStringLiteral("Easiest long-term — Homebrew manages updates and uninstalls cleanly. We'll install "
+                              "Homebrew first (which also installs Xcode Command Line Tools), then Temurin via Homebrew.");
+    case Kind::installWarpViaBrew:
+        return QStringLiteral("We'll install Warp via Homebrew — one command, native Apple Silicon build.");
+    case Kind::installHomebrew:
+        return QStringLiteral("We'll run the official Homebrew install script. macOS will prompt you for your password. "
+                              "Homebrew will also install Xcode Command Line Tools as part of its setup if they aren't "
+                              "already installed.");
+    }
+    return {};
+}

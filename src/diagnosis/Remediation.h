@@ -1,0 +1,75 @@
+#pragma once
+
+#include "diagnosis/JDKInfo.h"
+#include "diagnosis/SystemProfile.h"
+
+/// One fix the app can offer. Kinds 0-4 and 9 install Java, 5-8 set JAVA_HOME, and 10-11 serve
+/// the system audit only.
+class Remediation {
+public:
+    enum class Kind {
+        installTemurinViaBrew,      // cask
+        installViaSDKMAN,           // candidate
+        installViaMise,             // versionName
+        installViaPKG,              // version
+        installViaPKGThenJEnv,      // version
+        writeJavaHomeToZprofile,    // jdkPath
+        setJavaHomeViaSDKMAN,       // candidate
+        setJavaHomeViaMise,         // versionName
+        setJavaHomeViaJenv,         // jdkPath, majorVersion
+        installHomebrewThenTemurin, // temurinCask
+        installWarpViaBrew,         // cask
+        installHomebrew,
+    };
+
+    static Remediation installTemurinViaBrew(QString cask) { return {Kind::installTemurinViaBrew, std::move(cask)}; }
+    static Remediation installViaSDKMAN(QString candidate) { return {Kind::installViaSDKMAN, std::move(candidate)}; }
+    static Remediation installViaMise(QString version) { return {Kind::installViaMise, std::move(version)}; }
+    static Remediation installViaPKG(int version) { return {Kind::installViaPKG, {}, version}; }
+    static Remediation installViaPKGThenJEnv(int version) { return {Kind::installViaPKGThenJEnv, {}, version}; }
+    static Remediation writeJavaHomeToZprofile(QString jdkPath) { return {Kind::writeJavaHomeToZprofile, std::move(jdkPath)}; }
+    static Remediation setJavaHomeViaSDKMAN(QString candidate) { return {Kind::setJavaHomeViaSDKMAN, std::move(candidate)}; }
+    static Remediation setJavaHomeViaMise(QString version) { return {Kind::setJavaHomeViaMise, std::move(version)}; }
+    static Remediation setJavaHomeViaJenv(QString jdkPath, int majorVersion)
+    {
+        return {Kind::setJavaHomeViaJenv, std::move(jdkPath), majorVersion};
+    }
+    static Remediation installHomebrewThenTemurin(QString temurinCask)
+    {
+        return {Kind::installHomebrewThenTemurin, std::move(temurinCask)};
+    }
+    static Remediation installWarpViaBrew(QString cask) { return {Kind::installWarpViaBrew, std::move(cask)}; }
+    static Remediation installHomebrew() { return {Kind::installHomebrew}; }
+
+    [[nodiscard]] Kind kind() const { return m_kind; }
+    // Payloads, each meaningful for the kinds listed beside Kind above.
+    [[nodiscard]] const QString &cask() const { return m_text; }
+    [[nodiscard]] const QString &candidate() const { return m_text; }
+    [[nodiscard]] const QString &versionName() const { return m_text; } // Mise's "temurin-21"
+    [[nodiscard]] const QString &temurinCask() const { return m_text; }
+    [[nodiscard]] const QString &jdkPath() const { return m_text; }
+    [[nodiscard]] int version() const { return m_number; }               // a Temurin major version
+    [[nodiscard]] int majorVersion() const { return m_number; }
+
+    /// Stable identifier, e.g. "brew:temurin@21"; telemetry reports it.
+    [[nodiscard]] QString id() const;
+    /// The primary button's label.
+    [[nodiscard]] QString title() const;
+    /// The paragraph under the button.
+    [[nodiscard]] QString explainer() const;
+
+    friend bool operator==(const Remediation &, const Remediation &) = default;
+
+private:
+    Remediation(Kind kind, QString text = {}, int number = 0) : m_kind(kind), m_text(std::move(text)), m_number(number) {}
+
+    Kind m_kind;
+    QString m_text;
+    int m_number;
+};
+
+/// The fix for a Mac without a JDK; `temurinMajor` is Adoptium's latest LTS (25 when unknown).
+[[nodiscard]] Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &profile);
+/// The fix for an installed JDK without JAVA_HOME. Homebrew is not consulted: a Homebrew Mac
+/// gets the ~/.zprofile fix.
+[[nodiscard]] Remediation remediationForUnsetHome(const JDKInfo &jdk, const SystemProfile &profile);

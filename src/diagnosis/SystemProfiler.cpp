@@ -1,0 +1,139 @@
+#include "diagnosis/SystemProfiler.h"
+
+#include "diagnosis/Probes.h"
+#include "diagnosis/XcodeCLTProbe.h"
+
+#include <QOperatingSystemVersion>
+#include <QSysInfo>
+
+#include <future>
+
+SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+                               std::chrono::milliseconds interactiveTimeLimit, OSVersionSource osVersion)
+    : m_shell(std::move(shell))
+    , m_fs(std::move(fs))
+    , m_interactiveTimeLimit(interactiveTimeLimit)
+    , m_osVersion(std::move(osVersion))
+{
+}
+
+SystemProfile SystemProfiler::profile() const
+{
+    const auto inParallel = [](auto work) { return std::async(std::launch::async, std::move(work)); };
+    auto machine = inParallel([this] { return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}); });
+    auto commandLineTools = inParallel([this] { return XcodeCLTProbe(m_shell).probe(); });
+    auto java = inParallel([this] { return Probes(m_shell, m_fs, m_interactiveTimeLimit).run(); });
+    // `which mise` only matters when no usual location has it, but asking costs nothing extra
+    // when it runs beside everything else.
+    auto miseOnPath = inParallel([this] { return lookUpTool(QStringLiteral("mise")); });
+    auto claude = inParallel([this] { return lookUpTool(QStringLiteral("claude")); });
+    auto codex = inParallel([this] { return lookUpTool(QStringLiteral("codex")); });
+    auto aider = inParallel([this] { return lookUpTool(QStringLiteral("aider")); });
+
+    SystemProfile profile;
+    const QString home = m_fs->homeDirectory();
+    profile.macosVersion = m_osVersion();
+    profile.shell = shellFromPath(qEnvironmentVariableIsSet("SHELL") ? std::optional(qEnvironmentVariable("SHELL")) : std::nullopt);
+    profile.homebrewPrefix = firstExecutable({QStringLiteral("/opt/homebrew/bin/brew"), QStringLiteral("/usr/local/bin/brew")});
+    if (m_fs->fileExists(home + QStringLiteral("/.sdkman/bin/sdkman-init.sh")))
+        profile.sdkmanRoot = home + QStringLiteral("/.sdkman");
+    profile.jenvRoot = directoryIfPresent(home + QStringLiteral("/.jenv"));
+    profile.asdfRoot = directoryIfPresent(home + QStringLiteral("/.asdf"));
+
+    AITooling &ai = profile.aiTooling;
+    ai.claudeCodeDesktop = applicationInstalled(QStringLiteral("Claude.app"));
+    ai.cursor = applicationInstalled(QStringLiteral("Cursor.app"));
+    ai.codexDesktop = applicationInstalled(QStringLiteral("Codex.app"));
+    ai.vsCode = applicationInstalled(QStringLiteral("Visual Studio Code.app"));
+    ai.windsurf = applicationInstalled(QStringLiteral("Windsurf.app"));
+    ai.kiro = applicationInstalled(QStringLiteral("Kiro.app"));
+    ai.antigravity = applicationInstalled(QStringLiteral("Antigravity.app"));
+    ai.zed = applicationInstalled(QStringLiteral("Zed.app"));
+    ai.replit = applicationInstalled(QStringLiteral("Replit.app"));
+    ai.warpApp = applicationInstalled(QStringLiteral("Warp.app"));
+    ai.intellij = applicationInstalled(QStringLiteral("IntelliJ IDEA.app")) || applicationInstalled(QStringLiteral("IntelliJ IDEA CE.app"));
+    Terminals &terminals = profile.terminals;
+    terminals.iterm = applicationInstalled(QStringLiteral("iTerm.app"));
+    terminals.ghostty = applicationInstalled(QStringLiteral("Ghostty.app"));
+    terminals.warp = ai.warpApp;
+    terminals.hyper = applicationInstalled(QStringLiteral("Hyper.app"));
+    terminals.alacritty = applicationInstalled(QStringLiteral("Alacritty.app"));
+    terminals.kitty = applicationInstalled(QStringLiteral("kitty.app"));
+    terminals.wezterm = applicationInstalled(QStringLiteral("WezTerm.app"));
+
+    profile.miseExecutable = firstExecutable({QStringLiteral("/opt/homebrew/bin/mise"), home + QStringLiteral("/.local/bin/mise"),
+                                              QStringLiteral("/usr/local/bin/mise")});
+    if (!profile.miseExecutable)
+        profile.miseExecutable = miseOnPath.get();
+    ai.claudeCodeCLI = claude.get().has_value();
+    ai.codexCLI = codex.get().has_value();
+    ai.aider = aider.get().has_value();
+    profile.architecture = architectureFromMachine(machine.get().value_or(QString()));
+    profile.xcodeCommandLineToolsPath = commandLineTools.get();
+    profile.javaState = java.get();
+    return profile;
+}
+
+MacOSVersion SystemProfiler::platformOSVersion()
+{
+#if defined(Q_OS_MACOS)
+    const QOperatingSystemVersion current = QOperatingSystemVersion::current();
+    return {current.majorVersion(), std::max(0, current.minorVersion()), std::max(0, current.microVersion())};
+#else
+    // Elsewhere the distribution's version, e.g. Debian's "12"; parts it doesn't give are 0.
+    const QStringList parts = QSysInfo::productVersion().split(QLatin1Char('.'));
+    const auto part = [&parts](int index) { return parts.value(index).toInt(); };
+    return {part(0), part(1), part(2)};
+#endif
+}
+
+Shell SystemProfiler::shellFromPath(const std::optional<QString> &shellPath)
+{
+    const QString name = shellPath ? shellPath->section(QLatin1Char('/'), -1) : QStringLiteral("unknown");
+    if (name == QLatin1String("zsh"))
+        return Shell::zsh();
+    if (name == QLatin1String("bash"))
+        return Shell::bash();
+    if (name == QLatin1String("fish"))
+        return Shell::fish();
+    return Shell::other(name);
+}
+
+Architecture SystemProfiler::architectureFromMachine(const QString &machine)
+{
+    if (machine == QLatin1String("arm64"))
+        return Architecture::appleSilicon;
+    if (machine == QLatin1String("x86_64"))
+        return Architecture::intel;
+    return Architecture::unknown;
+}
+
+std::optional<QString> SystemProfiler::firstExecutable(const QStringList &paths) const
+{
+    for (const QString &path : paths) {
+        if (m_fs->isExecutableFile(path))
+            return path;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> SystemProfiler::directoryIfPresent(const QString &path) const
+{
+    if (m_fs->fileExistence(path).isDirectory)
+        return path;
+    return std::nullopt;
+}
+
+bool SystemProfiler::applicationInstalled(const QString &bundleName) const
+{
+    return m_fs->fileExistence(QStringLiteral("/Applications/") + bundleName).isDirectory
+        || m_fs->fileExistence(m_fs->homeDirectory() + QStringLiteral("/Applications/") + bundleName).isDirectory;
+}
+
+std::optional<QString> SystemProfiler::lookUpTool(const QString &name) const
+{
+    std::optional<QString> answer = trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {name});
+    if (answer && m_fs->isExecutableFile(*answer))
+        return answer;
+    return std::nullopt;
+}

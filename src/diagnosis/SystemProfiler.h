@@ -1,0 +1,43 @@
+#pragma once
+
+#include "diagnosis/SystemProfile.h"
+#include "services/FileSystemOperating.h"
+#include "services/ShellRunner.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+/// Takes one snapshot of the Mac's developer setup. Never fails: each field that cannot be
+/// found out falls back to its empty value.
+class SystemProfiler {
+public:
+    using OSVersionSource = std::function<MacOSVersion()>;
+
+    SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+                   std::chrono::milliseconds interactiveTimeLimit = std::chrono::seconds(15),
+                   OSVersionSource osVersion = &platformOSVersion);
+
+    /// Every probe is an independent program or file check; they run side by side, so a profile
+    /// takes about as long as its slowest probe.
+    [[nodiscard]] SystemProfile profile() const;
+
+    /// The running system's version as the platform reports it (on Linux, the distribution's).
+    static MacOSVersion platformOSVersion();
+    /// The shell named by a SHELL value such as "/opt/homebrew/bin/fish"; unset is "unknown".
+    static Shell shellFromPath(const std::optional<QString> &shellPath);
+    /// What `uname -m` printed, as an architecture.
+    static Architecture architectureFromMachine(const QString &machine);
+
+private:
+    [[nodiscard]] std::optional<QString> firstExecutable(const QStringList &paths) const;
+    [[nodiscard]] std::optional<QString> directoryIfPresent(const QString &path) const;
+    [[nodiscard]] bool applicationInstalled(const QString &bundleName) const;
+    /// `which name`, kept only when it names an executable file.
+    [[nodiscard]] std::optional<QString> lookUpTool(const QString &name) const;
+
+    ShellRunner m_shell;
+    std::shared_ptr<const FileSystemOperating> m_fs;
+    std::chrono::milliseconds m_interactiveTimeLimit;
+    OSVersionSource m_osVersion;
+};

@@ -1,0 +1,8 @@
+#include "diagnosis/XcodeCLTProbe.h"
+
+#include "diagnosis/Probes.h"
+
+std::optional<QString> XcodeCLTProbe::probe() const
+{
+    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/xcode-select"), {QStringLiteral("-p")});
+}

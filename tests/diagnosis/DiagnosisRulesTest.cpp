@@ -1,0 +1,159 @@
+#include "diagnosis/Diagnosis.h"
+#include "diagnosis/Remediation.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const JDKInfo temurin21 {"21.0.2", "Eclipse Adoptium", "arm64", "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"};
+const JDKInfo zulu17 {"17.0.10", "Azul Systems, Inc.", "x86_64", "/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"};
+
+// A profile built from the tools named, e.g. profileWith({"brew", "sdkman"}).
+SystemProfile profileWith(const QStringList &tools)
+{
+    SystemProfile profile;
+    const auto has = [&tools](const char *tool) { return tools.contains(QLatin1String(tool)); };
+    if (has("brew"))
+        profile.homebrewPrefix = QStringLiteral("/opt/homebrew/bin/brew");
+    if (has("sdkman"))
+        profile.sdkmanRoot = QStringLiteral("/Users/ada/.sdkman");
+    if (has("mise"))
+        profile.miseExecutable = QStringLiteral("/opt/homebrew/bin/mise");
+    if (has("jenv"))
+        profile.jenvRoot = QStringLiteral("/Users/ada/.jenv");
+    if (has("asdf"))
+        profile.asdfRoot = QStringLiteral("/Users/ada/.asdf");
+    if (has("clt"))
+        profile.xcodeCommandLineToolsPath = QStringLiteral("/Library/Developer/CommandLineTools");
+    profile.aiTooling.aider = has("aider");
+    profile.aiTooling.intellij = has("intellij");
+    profile.terminals.ghostty = has("ghostty");
+    return profile;
+}
+
+} // namespace
+
+TEST(DiagnosisRule, DecidesFromTheProbesInOrder)
+{
+    const struct {
+        const char *name;
+        ProbeBundle bundle;
+        Diagnosis expected;
+    } cases[] = {
+        {"JDK and JAVA_HOME, even without java on the path",
+         {std::nullopt, {temurin21}, {"temurin-21.jdk"}, QStringLiteral("/x")}, Diagnosis::noErrorsFound()},
+        {"several JDKs without JAVA_HOME: the first listed, not the newest",
+         {QStringLiteral("/usr/bin/java"), {zulu17, temurin21}, {"temurin-21.jdk", "zulu-17.jdk"}, std::nullopt},
+         Diagnosis::D2_HomeUnset(zulu17)},
+        {"nothing anywhere", {QStringLiteral("/usr/bin/java"), {}, {}, std::nullopt}, Diagnosis::D1_NoJDK()},
+        {"one unparsable entry",
+         {std::nullopt, {}, {"temurin-21.jdk"}, std::nullopt},
+         Diagnosis::unknown(QStringLiteral("JavaVirtualMachines directory has entries (temurin-21.jdk) but "
+                                           "/usr/libexec/java_home couldn't parse any JDKs — possible malformed install."))},
+        {"two unparsable entries, JAVA_HOME set anyway",
+         {std::nullopt, {}, {"temurin-21.jdk", "zulu-17.jdk"}, QStringLiteral("/x")},
+         Diagnosis::unknown(QStringLiteral("JavaVirtualMachines directory has entries (temurin-21.jdk, zulu-17.jdk) but "
+                                           "/usr/libexec/java_home couldn't parse any JDKs — possible malformed install."))},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(diagnose(c.bundle), c.expected) << c.name;
+}
+
+TEST(DiagnosisRule, ExplainsAnUnsetHomeWithTheJDKFound)
+{
+    EXPECT_EQ(Diagnosis::D2_HomeUnset(zulu17).explanation(),
+              QStringLiteral("Java 17.0.10 (Azul Systems, Inc., x86_64) is installed at "
+                             "/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home, but JAVA_HOME isn't set in your "
+                             "shell. Many build tools (Maven, Gradle, some IDE plugins) depend on JAVA_HOME pointing at the "
+                             "Java installation."));
+    EXPECT_EQ(Diagnosis::unknown(QStringLiteral("odd")).explanation(), QStringLiteral("odd"));
+}
+
+TEST(RemediationForMissingJDK, PrefersHomebrewThenSDKMANMiseAndJEnv)
+{
+    const struct {
+        QStringList tools;
+        int major;
+        Remediation expected;
+    } cases[] = {
+        {{"brew", "sdkman", "mise", "jenv"}, 21, Remediation::installTemurinViaBrew(QStringLiteral("temurin@21"))},
+        {{"sdkman", "mise", "jenv"}, 21, Remediation::installViaSDKMAN(QStringLiteral("21-tem"))},
+        {{"mise", "jenv"}, 21, Remediation::installViaMise(QStringLiteral("temurin-21"))},
+        {{"jenv", "clt"}, 21, Remediation::installViaPKGThenJEnv(21)},
+        {{"aider"}, 21, Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@21"))},
+        {{"intellij"}, 21, Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@21"))},
+        {{"ghostty"}, 21, Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@21"))},
+        {{"clt"}, 21, Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@21"))},
+        {{"asdf"}, 21, Remediation::installViaPKG(21)}, // asdf alone is not a developer
+        {{}, 21, Remediation::installViaPKG(21)},
+        // Adoptium unreachable: the flow asks with 25.
+        {{"brew"}, 25, Remediation::installTemurinViaBrew(QStringLiteral("temurin@25"))},
+        {{"sdkman"}, 25, Remediation::installViaSDKMAN(QStringLiteral("25-tem"))},
+        {{"mise"}, 25, Remediation::installViaMise(QStringLiteral("temurin-25"))},
+        {{}, 25, Remediation::installViaPKG(25)},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(remediationForMissingJDK(c.major, profileWith(c.tools)), c.expected) << c.tools.join(u'+').toStdString();
+    EXPECT_FALSE(profileWith({"asdf"}).likelyDeveloper());
+}
+
+TEST(RemediationForUnsetHome, PrefersSDKMANMiseJEnvAndOtherwiseTheProfile)
+{
+    JDKInfo odd = temurin21;
+    const struct {
+        QStringList tools;
+        QString version;
+        Remediation expected;
+    } cases[] = {
+        {{"brew", "sdkman", "mise"}, "21.0.2", Remediation::setJavaHomeViaSDKMAN(QStringLiteral("21.0.2-tem"))},
+        {{"mise", "jenv"}, "21.0.2", Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2"))},
+        {{"jenv"}, "17.0.10", Remediation::setJavaHomeViaJenv(temurin21.path, 17)},
+        {{"jenv"}, "1.8.0_321", Remediation::setJavaHomeViaJenv(temurin21.path, 1)},
+        {{"jenv"}, "", Remediation::setJavaHomeViaJenv(temurin21.path, 25)},
+        {{"jenv"}, "abc", Remediation::setJavaHomeViaJenv(temurin21.path, 25)},
+        {{"jenv"}, "99999999999.0", Remediation::setJavaHomeViaJenv(temurin21.path, 25)},
+        {{"brew", "clt"}, "21.0.2", Remediation::writeJavaHomeToZprofile(temurin21.path)}, // Homebrew is not asked
+        {{}, "21.0.2", Remediation::writeJavaHomeToZprofile(temurin21.path)},
+    };
+    for (const auto &c : cases) {
+        odd.version = c.version;
+        EXPECT_EQ(remediationForUnsetHome(odd, profileWith(c.tools)), c.expected)
+            << c.tools.join(u'+').toStdString() << " " << c.version.toStdString();
+    }
+}
+
+TEST(Remediation, IdentifiersAndTheTextsThatCarryAPayload)
+{
+    const struct {
+        Remediation remediation;
+        const char *id;
+    } cases[] = {
+        {Remediation::installTemurinViaBrew(QStringLiteral("temurin@21")), "brew:temurin@21"},
+        {Remediation::installViaSDKMAN(QStringLiteral("21-tem")), "sdkman:21-tem"},
+        {Remediation::installViaMise(QStringLiteral("temurin-21")), "mise:temurin-21"},
+        {Remediation::installViaPKG(21), "pkg:21"},
+        {Remediation::installViaPKGThenJEnv(17), "pkg-jenv:17"},
+        {Remediation::writeJavaHomeToZprofile(temurin21.path), "zprofile:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"},
+        {Remediation::setJavaHomeViaSDKMAN(QStringLiteral("21.0.2-tem")), "sdkman-home:21.0.2-tem"},
+        {Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")), "mise-home:temurin-21.0.2"},
+        {Remediation::setJavaHomeViaJenv(zulu17.path, 17), "jenv-home:17:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"},
+        {Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")), "homebrew+brew:temurin@25"},
+        {Remediation::installWarpViaBrew(QStringLiteral("warp")), "brew:warp"},
+        {Remediation::installHomebrew(), "homebrew"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(c.remediation.id(), QString::fromUtf8(c.id));
+        EXPECT_FALSE(c.remediation.title().isEmpty()) << c.id;
+        EXPECT_FALSE(c.remediation.explainer().isEmpty()) << c.id;
+    }
+    // Two plain cask installs share an identifier on purpose.
+    EXPECT_EQ(Remediation::installWarpViaBrew(QStringLiteral("warp")).id(), Remediation::installTemurinViaBrew(QStringLiteral("warp")).id());
+    EXPECT_NE(Remediation::installWarpViaBrew(QStringLiteral("warp")), Remediation::installTemurinViaBrew(QStringLiteral("warp")));
+
+    EXPECT_EQ(Remediation::installViaSDKMAN(QStringLiteral("25-tem")).explainer(),
+              QStringLiteral("We detected SDKMAN. We'll run `sdk install java 25-tem` and set it as your default Java."));
+    EXPECT_EQ(Remediation::installViaMise(QStringLiteral("temurin-25")).explainer(),
+              QStringLiteral("We detected Mise. We'll run `mise install java@temurin-25` and set it as your global Java."));
+    // The set-home explainers name a placeholder, not the payload.
+    EXPECT_TRUE(Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")).explainer().contains(QStringLiteral("java@<version>")));
+}

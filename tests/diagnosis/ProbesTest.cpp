@@ -1,0 +1,128 @@
+#include "StandIns.h"
+#include "diagnosis/LoginShell.h"
+#include "diagnosis/Probes.h"
+#include "fixtures/InMemoryFileSystem.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// A throw-away home folder for a real /bin/zsh, with the start-up files given.
+class Home {
+public:
+    explicit Home(const QList<std::pair<QString, QByteArray>> &files)
+    {
+        for (const auto &[name, text] : files) {
+            QFile file(m_dir.filePath(name));
+            EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(text);
+        }
+    }
+    [[nodiscard]] QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+TEST(MarkerValue, TheLastMarkerLineWins)
+{
+    const QString marker = QStringLiteral("__TWK_JAVA_HOME__:");
+    const struct {
+        const char *output;
+        std::optional<QString> expected;
+    } cases[] = {
+        {"__TWK_JAVA_HOME__:/Library/Java/Home\n", QStringLiteral("/Library/Java/Home")},
+        {"Welcome!\n\n__TWK_JAVA_HOME__: \t/Library/Java/Home \t\n\n", QStringLiteral("/Library/Java/Home")},
+        {"__TWK_JAVA_HOME__:/from/banner\nmore banner\n__TWK_JAVA_HOME__:/real\n", QStringLiteral("/real")},
+        {"__TWK_JAVA_HOME__:/earlier\n__TWK_JAVA_HOME__:   \n", std::nullopt}, // earlier lines don't count
+        {"__TWK_JAVA_HOME__:\n", std::nullopt},
+        {"zsh: no such file\n", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(markerValue(QString::fromUtf8(c.output), marker), c.expected) << c.output;
+}
+
+TEST(Probes, ReadEveryFieldFromTheMac)
+{
+    StandIns mac;
+    mac.add(QStringLiteral("/usr/bin/which"), "[ \"$1\" = java ] && echo /usr/bin/java");
+    // java_home prints its listing on stderr.
+    mac.add(QStringLiteral("/usr/libexec/java_home"),
+            "cat >&2 <<'EOF'\n"
+            "Matching Java Virtual Machines (1):\n"
+            "    21.0.2 (arm64) \"Eclipse Adoptium\" - \"OpenJDK 21.0.2\" /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"
+            "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"
+            "EOF\n"
+            "echo /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home");
+    const Home home(QList<std::pair<QString, QByteArray>> {
+        {QStringLiteral(".zprofile"), "echo 'Last login: Tue'\nexport JAVA_HOME=/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"}});
+    mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
+    auto fs = std::make_shared<InMemoryFileSystem>();
+    fs->addDirectory(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk"));
+
+    const ProbeBundle bundle = Probes(mac.shell(), fs).run();
+    EXPECT_EQ(bundle.whichJava, QStringLiteral("/usr/bin/java"));
+    EXPECT_EQ(bundle.installedJDKs,
+              (QList<JDKInfo> {{"21.0.2", "Eclipse Adoptium", "arm64", "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"}}));
+    EXPECT_EQ(bundle.jvmDirContents, QStringList {"temurin-21.jdk"});
+    EXPECT_EQ(bundle.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"));
+}
+
+TEST(Probes, FailuresGiveEmptyFields)
+{
+    StandIns mac;
+    mac.remove(QStringLiteral("/usr/bin/which"));
+    mac.add(QStringLiteral("/usr/libexec/java_home"),
+            "echo 'The operation couldn’t be completed. Unable to locate a Java Runtime.' >&2; exit 1");
+    mac.remove(QStringLiteral("/bin/zsh"));
+    const ProbeBundle bundle = Probes(mac.shell(), std::make_shared<InMemoryFileSystem>()).run();
+    EXPECT_EQ(bundle, ProbeBundle {});
+
+    // `which` that runs but finds nothing.
+    StandIns stock;
+    stock.add(QStringLiteral("/usr/bin/which"), "exit 1");
+    EXPECT_EQ(Probes(stock.shell(), std::make_shared<InMemoryFileSystem>()).whichJava(), std::nullopt);
+}
+
+TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
+{
+    // Real zsh, real start-up files in a throw-away home.
+    const struct {
+        const char *name;
+        QList<std::pair<QString, QByteArray>> files;
+        std::optional<QString> expected;
+    } cases[] = {
+        {"exported in .zprofile behind a banner",
+         {{".zprofile", "echo '  Welcome to your Mac  '\nexport JAVA_HOME=/opt/jdk\n"}}, QStringLiteral("/opt/jdk")},
+        {"a banner that prints the marker itself", {{".zprofile", "echo '__TWK_JAVA_HOME__:/fake'\nexport JAVA_HOME=/real\n"}}, QStringLiteral("/real")},
+        {"exported empty", {{".zprofile", "export JAVA_HOME=\n"}}, std::nullopt},
+        {"exported as blanks", {{".zprofile", "export JAVA_HOME='   '\n"}}, std::nullopt},
+        {"only in .zshrc, as SDKMAN users have it",
+         {{".zprofile", "echo hello\n"}, {".zshrc", "export JAVA_HOME=$HOME/.sdkman/candidates/java/current\n"}},
+         QStringLiteral("%HOME%/.sdkman/candidates/java/current")},
+        {".zprofile wins over .zshrc", {{".zprofile", "export JAVA_HOME=/first\n"}, {".zshrc", "export JAVA_HOME=/second\n"}},
+         QStringLiteral("/first")},
+        {"a .zshrc that hangs", {{".zshrc", "sleep 30\nexport JAVA_HOME=/never\n"}}, std::nullopt},
+        {"nothing at all", {}, std::nullopt},
+    };
+    for (const auto &c : cases) {
+        const Home home(c.files);
+        StandIns mac;
+        mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
+        QElapsedTimer timer;
+        timer.start();
+        std::optional<QString> expected = c.expected;
+        if (expected)
+            expected->replace(QStringLiteral("%HOME%"), home.path());
+        EXPECT_EQ(Probes(mac.shell(), std::make_shared<InMemoryFileSystem>(), 1s).javaHomeInActiveShell(), expected) << c.name;
+        EXPECT_LT(timer.elapsed(), 10000) << c.name; // the hanging .zshrc is stopped at its limit
+    }
+}

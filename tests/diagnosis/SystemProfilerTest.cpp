@@ -1,0 +1,137 @@
+#include "StandIns.h"
+#include "diagnosis/SystemProfiler.h"
+#include "fixtures/InMemoryFileSystem.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const QString kHome = QStringLiteral("/Users/ada");
+
+// The programs every profile asks, answering as the Mac described.
+void addTools(StandIns &mac, const QByteArray &machine, const QByteArray &whichAnswers)
+{
+    mac.add(QStringLiteral("/usr/bin/uname"), "[ \"$1\" = -m ] && echo " + machine);
+    mac.add(QStringLiteral("/usr/bin/xcode-select"), "echo /Library/Developer/CommandLineTools");
+    mac.add(QStringLiteral("/usr/bin/which"), "case \"$1\" in\n" + whichAnswers + "\n*) exit 1;;\nesac");
+    mac.add(QStringLiteral("/usr/libexec/java_home"),
+            "echo '    17.0.10 (x86_64) \"Azul Systems, Inc.\" - \"Zulu 17\" /Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home' >&2");
+    mac.add(QStringLiteral("/bin/zsh"), "echo '__TWK_JAVA_HOME__:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home'");
+}
+
+MacOSVersion sequoia()
+{
+    return {15, 2, 1};
+}
+
+class SystemProfilerTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_shell = qgetenv("SHELL");
+        qputenv("SHELL", "/opt/homebrew/bin/fish");
+    }
+    void TearDown() override { qputenv("SHELL", m_shell); }
+
+private:
+    QByteArray m_shell;
+};
+
+} // namespace
+
+TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
+{
+    StandIns mac;
+    addTools(mac, "arm64", "claude) echo /Users/ada/.local/bin/claude;;\ncodex) echo /nowhere/codex;;");
+    auto fs = std::make_shared<InMemoryFileSystem>(kHome);
+    fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "#!/bin/bash\n", 0755);
+    fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+    fs->addFile(kHome + QStringLiteral("/.local/bin/claude"), "", 0755);
+    fs->addFile(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh"), "");
+    fs->addDirectory(kHome + QStringLiteral("/.jenv"));
+    fs->addDirectory(kHome + QStringLiteral("/.asdf"));
+    fs->addDirectory(QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk"));
+    for (const char *app : {"/Applications/Cursor.app", "/Applications/Warp.app", "/Applications/IntelliJ IDEA CE.app",
+                            "/Users/ada/Applications/iTerm.app", "/Users/ada/Applications/kitty.app"})
+        fs->addDirectory(QString::fromUtf8(app));
+    fs->addFile(QStringLiteral("/Applications/Zed.app"), "not a bundle"); // a file is not an app
+
+    const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile();
+
+    EXPECT_EQ(profile.architecture, Architecture::appleSilicon);
+    EXPECT_EQ(profile.macosVersion, (MacOSVersion {15, 2, 1}));
+    EXPECT_EQ(profile.shell, Shell::fish());
+    EXPECT_EQ(profile.homebrewPrefix, QStringLiteral("/opt/homebrew/bin/brew"));
+    EXPECT_EQ(profile.sdkmanRoot, kHome + QStringLiteral("/.sdkman"));
+    EXPECT_EQ(profile.miseExecutable, QStringLiteral("/opt/homebrew/bin/mise"));
+    EXPECT_EQ(profile.jenvRoot, kHome + QStringLiteral("/.jenv"));
+    EXPECT_EQ(profile.asdfRoot, kHome + QStringLiteral("/.asdf"));
+    EXPECT_EQ(profile.xcodeCommandLineToolsPath, QStringLiteral("/Library/Developer/CommandLineTools"));
+    EXPECT_EQ(profile.javaState.installedJDKs.size(), 1);
+    EXPECT_EQ(profile.javaState.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"));
+
+    AITooling ai;
+    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = true; // codex's answer is no program
+    EXPECT_EQ(profile.aiTooling, ai);
+    Terminals terminals;
+    terminals.warp = terminals.iterm = terminals.kitty = true;
+    EXPECT_EQ(profile.terminals, terminals);
+    EXPECT_TRUE(profile.likelyDeveloper());
+}
+
+TEST_F(SystemProfilerTest, ReadsAnIntelMacWithHomebrewUnderUsrLocal)
+{
+    StandIns mac;
+    addTools(mac, "x86_64", "mise) echo /Users/ada/bin/mise;;");
+    auto fs = std::make_shared<InMemoryFileSystem>(kHome);
+    fs->addFile(QStringLiteral("/usr/local/bin/brew"), "", 0755);
+    fs->addFile(kHome + QStringLiteral("/bin/mise"), "", 0755);
+    fs->addDirectory(kHome + QStringLiteral("/.sdkman")); // without its init script it is not SDKMAN
+
+    const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile();
+    EXPECT_EQ(profile.architecture, Architecture::intel);
+    EXPECT_EQ(profile.homebrewPrefix, QStringLiteral("/usr/local/bin/brew"));
+    EXPECT_EQ(profile.miseExecutable, kHome + QStringLiteral("/bin/mise"));
+    EXPECT_EQ(profile.sdkmanRoot, std::nullopt);
+}
+
+TEST_F(SystemProfilerTest, AFailingProbeNeverFailsTheProfile)
+{
+    StandIns mac;
+    for (const char *tool : {"/usr/bin/uname", "/usr/bin/xcode-select", "/usr/bin/which", "/usr/libexec/java_home", "/bin/zsh"})
+        mac.remove(QString::fromLatin1(tool));
+    const SystemProfile profile = SystemProfiler(mac.shell(), std::make_shared<InMemoryFileSystem>(kHome), 1s, &sequoia).profile();
+
+    SystemProfile empty;
+    empty.macosVersion = sequoia();
+    empty.shell = Shell::fish();
+    EXPECT_EQ(profile, empty);
+    EXPECT_FALSE(profile.likelyDeveloper());
+}
+
+TEST(SystemProfilerParts, NamesShellsAndArchitectures)
+{
+    const struct {
+        std::optional<QString> path;
+        Shell expected;
+    } shells[] = {
+        {QStringLiteral("/bin/zsh"), Shell::zsh()},
+        {QStringLiteral("/bin/bash"), Shell::bash()},
+        {QStringLiteral("/opt/homebrew/bin/fish"), Shell::fish()},
+        {QStringLiteral("/bin/tcsh"), Shell::other(QStringLiteral("tcsh"))},
+        {std::nullopt, Shell::other(QStringLiteral("unknown"))},
+    };
+    for (const auto &c : shells)
+        EXPECT_EQ(SystemProfiler::shellFromPath(c.path), c.expected) << c.path.value_or(QStringLiteral("(unset)")).toStdString();
+
+    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("arm64")), Architecture::appleSilicon);
+    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("x86_64")), Architecture::intel);
+    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("i386")), Architecture::unknown);
+    EXPECT_EQ(SystemProfiler::architectureFromMachine(QString()), Architecture::unknown);
+
+    // Whatever this machine is, asking does not fail.
+    const MacOSVersion here = SystemProfiler::platformOSVersion();
+    EXPECT_GE(here.major, 0);
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "ScriptFolder.h"
+#include "fixtures/MappedProcessRunner.h"
+#include "services/LiveProcessRunner.h"
+#include "services/ShellRunner.h"
+
+/// Stand-in programs for tools that exist only on a Mac, run for real by the live process runner
+/// in place of the absolute paths the code uses.
+class StandIns {
+public:
+    StandIns() : m_runner(std::make_shared<MappedProcessRunner>(std::make_shared<LiveProcessRunner>())) {}
+
+    /// `macPath` runs a /bin/sh script with this body from now on.
+    void add(const QString &macPath, const QByteArray &body)
+    {
+        m_runner->map(macPath, m_scripts.write(QString::number(++m_count), body));
+    }
+    /// `macPath` cannot be started, as if it were not installed.
+    void remove(const QString &macPath) { m_runner->map(macPath, m_scripts.path(QStringLiteral("missing"))); }
+    /// Every child sees these variables (a throw-away HOME, say).
+    void setEnvironment(Environment overlay) { m_runner->setEnvironmentOverlay(std::move(overlay)); }
+
+    [[nodiscard]] ShellRunner shell() const { return ShellRunner(m_runner); }
+    [[nodiscard]] QString folder(const QString &name) const { return m_scripts.path(name); }
+
+private:
+    ScriptFolder m_scripts;
+    std::shared_ptr<MappedProcessRunner> m_runner;
+    int m_count = 0;
+};
