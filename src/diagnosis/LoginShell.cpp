@@ -2,7 +2,6 @@
 
 #include "services/CancelAfter.h"
 
-#include <QProcessEnvironment>
 #include <QRegularExpression>
 
 namespace {
@@ -22,10 +21,7 @@ QString trimBlanks(const QString &text)
 // The app's environment, as an interactive shell without a terminal should see it.
 Environment interactiveEnvironment()
 {
-    Environment environment;
-    const QProcessEnvironment system = QProcessEnvironment::systemEnvironment();
-    for (const QString &name : system.keys())
-        environment.insert(name, system.value(name));
+    Environment environment = appEnvironment();
     environment.insert(QStringLiteral("TERM"), QStringLiteral("dumb"));
     return environment;
 }

@@ -14,6 +14,9 @@
 /// A child's complete environment, name to value. When a call passes none, the child inherits ours.
 using Environment = QMap<QString, QString>;
 
+/// This process's own environment, for a child that should see it with a change or two.
+[[nodiscard]] Environment appEnvironment();
+
 /// Everything a child printed, and how it ended. A child killed by a signal reports 128 + the
 /// signal number, as a shell's `$?` does (SIGTERM gives 143).
 struct ProcessResult {
