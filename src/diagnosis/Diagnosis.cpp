@@ -20,13 +20,11 @@ QString Diagnosis::explanation() const
     case Kind::D2_HomeUnset:
         return QStringLiteral("Java ") + m_detectedJDK.version + QStringLiteral(" (") + m_detectedJDK.vendor
             + QStringLiteral(", ") + m_detectedJDK.architecture + QStringLiteral(") is installed at ") + m_detectedJDK.path
-            + QStringLiteral(", but JAVA_HOME isn't set in your shell. Many build tools (Maven, Gradle, some IDE plugins) "
-                             "depend on JAVA_HOME pointing at the Java installation.");
+            + QStringLiteral(", but JAVA_HOME isn't set in your shell. Many build tools (Maven, Gradle, some IDE plugins) depend on JAVA_HOME pointing at the Java installation.");
     case Kind::unknown:
         return m_reason;
     case Kind::D1_NoJDK:
-        return QStringLiteral("Java is not installed on this Mac. Install Eclipse Temurin (a free, well-maintained Java "
-                              "distribution) to get a working `java` command.");
+        return QStringLiteral("Java is not installed on this Mac. Install Eclipse Temurin (a free, well-maintained Java distribution) to get a working `java` command.");
     case Kind::noErrorsFound:
         return QStringLiteral("Java is installed and JAVA_HOME is set. Let us know if we should do more.");
     }

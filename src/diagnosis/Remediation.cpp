@@ -96,32 +96,23 @@ QString Remediation::explainer() const
         return QStringLiteral("We detected Mise. We'll run `mise install java@") + m_text
             + QStringLiteral("` and set it as your global Java.");
     case Kind::installViaPKG:
-        return QStringLiteral("No Homebrew or other developer tooling detected. We'll download the Temurin installer "
-                              "directly from Adoptium and run it for you.");
+        return QStringLiteral("No Homebrew or other developer tooling detected. We'll download the Temurin installer directly from Adoptium and run it for you.");
     case Kind::installViaPKGThenJEnv:
-        return QStringLiteral("We detected jEnv. We'll install Temurin from Adoptium, then register it with jEnv "
-                              "(`jenv add` + `jenv global`).");
+        return QStringLiteral("We detected jEnv. We'll install Temurin from Adoptium, then register it with jEnv (`jenv add` + `jenv global`).");
     case Kind::writeJavaHomeToZprofile:
-        return QStringLiteral("We'll append two `export` lines to your `~/.zprofile`, after showing you a diff and "
-                              "backing up the existing file to `~/.zprofile.bak`.");
+        return QStringLiteral("We'll append two `export` lines to your `~/.zprofile`, after showing you a diff and backing up the existing file to `~/.zprofile.bak`.");
     case Kind::setJavaHomeViaSDKMAN:
-        return QStringLiteral("Sets your default Java via `sdk default java <X>-tem` so JAVA_HOME points to the right "
-                              "Java installation in every new shell.");
+        return QStringLiteral("Sets your default Java via `sdk default java <X>-tem` so JAVA_HOME points to the right Java installation in every new shell.");
     case Kind::setJavaHomeViaMise:
-        return QStringLiteral("Runs `mise use -g java@<version>` and ensures Mise's activate hook is in your `~/.zshrc` "
-                              "so JAVA_HOME gets set.");
+        return QStringLiteral("Runs `mise use -g java@<version>` and ensures Mise's activate hook is in your `~/.zshrc` so JAVA_HOME gets set.");
     case Kind::setJavaHomeViaJenv:
-        return QStringLiteral("Enables jEnv's export plugin and ensures your `~/.zshrc` sources jEnv so JAVA_HOME gets "
-                              "set in every new shell.");
+        return QStringLiteral("Enables jEnv's export plugin and ensures your `~/.zshrc` sources jEnv so JAVA_HOME gets set in every new shell.");
     case Kind::installHomebrewThenTemurin:
-        return QStringLiteral("Easiest long-term — Homebrew manages updates and uninstalls cleanly. We'll install "
-                              "Homebrew first (which also installs Xcode Command Line Tools), then Temurin via Homebrew.");
+        return QStringLiteral("Easiest long-term — Homebrew manages updates and uninstalls cleanly. We'll install Homebrew first (which also installs Xcode Command Line Tools), then Temurin via Homebrew.");
     case Kind::installWarpViaBrew:
         return QStringLiteral("We'll install Warp via Homebrew — one command, native Apple Silicon build.");
     case Kind::installHomebrew:
-        return QStringLiteral("We'll run the official Homebrew install script. macOS will prompt you for your password. "
-                              "Homebrew will also install Xcode Command Line Tools as part of its setup if they aren't "
-                              "already installed.");
+        return QStringLiteral("We'll run the official Homebrew install script. macOS will prompt you for your password. Homebrew will also install Xcode Command Line Tools as part of its setup if they aren't already installed.");
     }
     return {};
 }

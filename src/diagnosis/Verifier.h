@@ -16,6 +16,9 @@ public:
         friend bool operator==(const Result &, const Result &) = default;
     };
 
+    /// How the verify screens introduce the captured output.
+    static constexpr const char *kOutputCaption = "Here's the actual output from a fresh `zsh -lc 'java -version'`.";
+
     explicit Verifier(ShellRunner shell, std::chrono::milliseconds interactiveTimeLimit = LoginShell::kInteractiveTimeLimit)
         : m_loginShell(std::move(shell), interactiveTimeLimit)
     {
