@@ -1,6 +1,6 @@
 #include "WindowCapture.h"
 
-#include "Version.h"
+#include "BuildConfig.h"
 #include "services/AppServices.h"
 
 #include <QCommandLineParser>

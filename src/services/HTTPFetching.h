@@ -50,6 +50,7 @@ public:
         cancelled,       // the cancellation handle was cancelled
         notHTTPResponse, // the answer was not HTTP (a file: or data: URL, say)
         transport,       // anything else: no connection, TLS, unknown scheme; message says which
+        badServerResponse, // raised by clients: an answer they cannot use (an unexpected status)
     };
 
     HTTPError(Kind kind, const QString &message)

@@ -1,0 +1,262 @@
+#include "telemetry/TelemetryService.h"
+
+#include "BuildConfig.h"
+#include "services/JSONDecoding.h"
+#include "telemetry/SessionID.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+void systemLog(const QString &line)
+{
+    qWarning("%s", qUtf8Printable(line));
+}
+
+QString eventsToJson(const QList<TelemetryService::Event> &events)
+{
+    QJsonArray array;
+    for (const TelemetryService::Event &event : events) {
+        array.append(QJsonObject {
+            {QStringLiteral("sessionID"), SessionID::canonicalText(event.sessionID)},
+            {QStringLiteral("clientTimestamp"), event.clientTimestamp},
+            {QStringLiteral("appVersion"), event.appVersion},
+            {QStringLiteral("eventName"), event.eventName},
+            {QStringLiteral("eventData"), toJson(event.eventData)},
+        });
+    }
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact));
+}
+
+TelemetryService::Event eventFromJson(const QJsonValue &value)
+{
+    const QJsonObject object = json::object(value, QStringLiteral("event"));
+    const std::optional<QUuid> sessionID = SessionID::parse(json::string(object, QStringLiteral("sessionID")));
+    if (!sessionID)
+        throw DecodingError(QStringLiteral("The data couldn't be read because “sessionID” isn't a UUID."));
+    const JSONValue data = JSONValue::fromJson(object.value(QStringLiteral("eventData")));
+    if (data.kind() != JSONValue::Kind::object)
+        throw DecodingError(QStringLiteral("The data couldn't be read because “eventData” isn't an object."));
+    return TelemetryService::Event {*sessionID, json::string(object, QStringLiteral("clientTimestamp")),
+                                    json::string(object, QStringLiteral("appVersion")),
+                                    json::string(object, QStringLiteral("eventName")), data.toObject()};
+}
+
+// The wire form: an array holding exactly one record.
+QByteArray payload(const TelemetryService::Event &event)
+{
+    const QJsonObject record {
+        {QStringLiteral("session_id"), SessionID::canonicalText(event.sessionID).toLower()},
+        {QStringLiteral("client_timestamp"), event.clientTimestamp},
+        {QStringLiteral("app_version"), event.appVersion},
+        {QStringLiteral("app_id"), QStringLiteral("java")},
+        {QStringLiteral("event_name"), event.eventName},
+        {QStringLiteral("event_data"), toJson(event.eventData)},
+    };
+    return QJsonDocument(QJsonArray {record}).toJson(QJsonDocument::Compact);
+}
+
+QString configured(const char *environmentVariable, const char *builtIn)
+{
+    const QString value = qEnvironmentVariable(environmentVariable);
+    return value.isEmpty() ? QString::fromUtf8(builtIn) : value;
+}
+
+} // namespace
+
+TelemetryService::Configuration TelemetryService::Configuration::makeDefault(const AppServices &services)
+{
+    Configuration configuration;
+    configuration.endpointURL = QUrl(configured("TARNWICK_TELEMETRY_URL", tarnwick::kTelemetryURL));
+    configuration.anonKey = configured("TARNWICK_TELEMETRY_KEY", tarnwick::kTelemetryKey);
+    configuration.appVersion = TelemetryService::appVersion();
+    configuration.http = services.http;
+    configuration.kvStore = services.store;
+    configuration.fs = services.fs;
+    configuration.pendingFilePath = defaultPendingFilePath(*services.fs);
+    configuration.log = &systemLog;
+    return configuration;
+}
+
+QString TelemetryService::appVersion()
+{
+    const QString shortVersion = QString::fromLatin1(tarnwick::kShortVersion);
+    const QString build = QString::fromLatin1(tarnwick::kBuildNumber);
+    return QStringLiteral("%1 (%2)").arg(shortVersion.isEmpty() ? QStringLiteral("0.0") : shortVersion,
+                                         build.isEmpty() ? QStringLiteral("0") : build);
+}
+
+QString TelemetryService::defaultPendingFilePath(const FileSystemOperating &fs)
+{
+    QString base = fs.applicationSupportDirectory();
+    if (base.isEmpty())
+        base = fs.temporaryDirectory();
+    return base + QStringLiteral("/Tarnwick/pending-events.json");
+}
+
+TelemetryService &TelemetryService::shared()
+{
+    static TelemetryService instance(Configuration::makeDefault(AppServices::live()));
+    return instance;
+}
+
+TelemetryService::TelemetryService(Configuration configuration) : m_configuration(std::move(configuration))
+{
+    if (!m_configuration.log)
+        m_configuration.log = &systemLog;
+    if (m_configuration.endpointURL.isEmpty()) {
+        m_configuration.log(QStringLiteral("Telemetry: off (no endpoint configured)"));
+        return;
+    }
+    m_sessionID = SessionID(m_configuration.kvStore).identity();
+    m_worker = std::make_unique<SerialWorker>();
+    m_worker->post([this] { loadPending(); });
+}
+
+TelemetryService::~TelemetryService()
+{
+    m_shutdown.cancel();
+    m_worker.reset(); // waits for a task under way; its last persist keeps the queue
+}
+
+void TelemetryService::track(const QString &eventName, const JSONObject &data)
+{
+    if (!isEnabled())
+        return;
+    Event event {m_sessionID, QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs), m_configuration.appVersion,
+                 eventName, data};
+    std::lock_guard lock(m_mutex);
+    m_pending.append(std::move(event));
+    startFlushLocked();
+}
+
+void TelemetryService::waitUntilIdle() const
+{
+    if (m_worker)
+        m_worker->waitUntilIdle();
+}
+
+void TelemetryService::startFlushLocked()
+{
+    // One loop at a time: a running loop reaches new events at the tail by itself.
+    if (m_isFlushing)
+        return;
+    m_isFlushing = true;
+    m_worker->post([this] { flush(); });
+}
+
+void TelemetryService::loadPending()
+{
+    const QString &path = m_configuration.pendingFilePath;
+    if (!m_configuration.fs->fileExists(path))
+        return;
+    const QString prefix = QStringLiteral("Telemetry: couldn't load pending events: ");
+    QList<Event> loaded;
+    try {
+        const QJsonDocument document = json::parse(m_configuration.fs->readString(path).toUtf8());
+        if (!document.isArray())
+            throw DecodingError(QStringLiteral("The data couldn't be read because it isn't an array of events."));
+        const QJsonArray entries = document.array();
+        // An entry we cannot read must not cost the others.
+        for (qsizetype i = 0; i < entries.size(); ++i) {
+            try {
+                loaded.append(eventFromJson(entries.at(i)));
+            } catch (const DecodingError &error) {
+                m_configuration.log(prefix + QStringLiteral("entry %1 skipped: %2").arg(i + 1).arg(error.message()));
+            }
+        }
+    } catch (const FileSystemError &error) {
+        m_configuration.log(prefix + error.message());
+        return;
+    } catch (const DecodingError &error) {
+        m_configuration.log(prefix + error.message());
+        return;
+    }
+    std::lock_guard lock(m_mutex);
+    m_pending = loaded + m_pending;
+    startFlushLocked();
+}
+
+void TelemetryService::flush()
+{
+    for (;;) {
+        Event head;
+        {
+            std::lock_guard lock(m_mutex);
+            if (m_pending.isEmpty()) {
+                m_isFlushing = false;
+                return;
+            }
+            head = m_pending.first();
+        }
+        const bool delivered = send(head);
+        QList<Event> snapshot;
+        {
+            std::lock_guard lock(m_mutex);
+            // Whatever is at the head now goes: loading may have put older events in front.
+            if (delivered && !m_pending.isEmpty())
+                m_pending.removeFirst();
+            snapshot = m_pending;
+            if (!delivered)
+                m_isFlushing = false; // the next event, or the next start, tries again
+        }
+        persist(snapshot);
+        if (!delivered)
+            return;
+    }
+}
+
+bool TelemetryService::send(const Event &event)
+{
+    HTTPRequest request;
+    request.url = m_configuration.endpointURL;
+    request.method = "POST";
+    request.headers = {{"Content-Type", "application/json"},
+                       {"Authorization", "Bearer " + m_configuration.anonKey.toUtf8()}};
+    request.body = payload(event);
+    request.timeLimit = 30s;
+    for (int attempt = 0;; ++attempt) {
+        try {
+            const HTTPResponse response = m_configuration.http->fetch(request, &m_shutdown);
+            if (response.status >= 200 && response.status < 300)
+                return true;
+            if (response.status >= 400 && response.status < 500) {
+                // The server will never take this record; keeping it would block the queue.
+                m_configuration.log(QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)")
+                                        .arg(response.status));
+                return true;
+            }
+        } catch (const HTTPError &) {
+            // Offline, timed out, or shutting down: retried like a 5xx.
+        }
+        if (attempt >= 2 || m_shutdown.isCanceled())
+            return false;
+        // 0.5 s after the first attempt, 1 s after the second.
+        if (!m_worker->pause(std::chrono::milliseconds(250 << (attempt + 1))))
+            return false;
+    }
+}
+
+void TelemetryService::persist(const QList<Event> &events) const
+{
+    const QString &path = m_configuration.pendingFilePath;
+    try {
+        m_configuration.fs->createDirectory(QFileInfo(path).absolutePath(), true);
+        if (events.isEmpty()) {
+            if (m_configuration.fs->fileExists(path)) {
+                try {
+                    m_configuration.fs->removeItem(path);
+                } catch (const FileSystemError &) {
+                    // A queue file we cannot remove is harmless: it is only read at start.
+                }
+            }
+            return;
+        }
+        m_configuration.fs->writeString(path, eventsToJson(events));
+    } catch (const FileSystemError &error) {
+        m_configuration.log(QStringLiteral("Telemetry: couldn't persist pending events: ") + error.message());
+    }
+}

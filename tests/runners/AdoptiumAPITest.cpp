@@ -1,0 +1,204 @@
+#include "LocalHTTPServer.h"
+#include "runners/AdoptiumAPI.h"
+#include "services/JSONDecoding.h"
+#include "services/LiveHTTPFetcher.h"
+
+#include <QUrlQuery>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QByteArray kChecksum = "3fa0d1b2c3d4e5f60718293a4b5c6d7e8f90a1b2c3d4e5f60718293a4b5c6d7e";
+
+QByteArray asset(const QByteArray &installer, const QByteArray &releaseName = "jdk-21.0.5+11")
+{
+    return "{\"binary\": {\"architecture\": \"aarch64\", \"installer\": " + installer + "}, \"release_name\": \"" + releaseName
+        + "\", \"vendor\": \"eclipse\"}";
+}
+
+QByteArray installer(const QByteArray &link, const QByteArray &checksum, const QByteArray &name)
+{
+    return "{\"link\": \"" + link + "\", \"checksum\": \"" + checksum + "\", \"name\": \"" + name + "\", \"size\": 190000000}";
+}
+
+const QByteArray kGoodInstaller = installer("https://github.com/adoptium/temurin21-binaries/releases/download/jdk-21.0.5%2B11/OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg",
+                                            kChecksum, "OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg");
+
+// Serves `body` with `status` at both API paths.
+class AdoptiumServer {
+public:
+    void answer(int status, QByteArray body)
+    {
+        for (const QByteArray &path : {QByteArray("/v3/info/available_releases"), QByteArray("/v3/assets/latest/21/hotspot"),
+                                      QByteArray("/v3/assets/latest/17/hotspot")})
+            server.route(path, [status, body](const auto &) { return LocalHTTPServer::Reply {status, {}, body}; });
+    }
+    AdoptiumAPI api() { return AdoptiumAPI(std::make_shared<LiveHTTPFetcher>(), server.url(QString())); }
+    LocalHTTPServer server;
+};
+
+template <typename Call>
+std::pair<int, QString> adoptiumError(Call call)
+{
+    try {
+        call();
+    } catch (const AdoptiumError &error) {
+        return {error.code(), error.message()};
+    }
+    return {0, QStringLiteral("(no AdoptiumError)")};
+}
+
+} // namespace
+
+TEST(AdoptiumAPI, AsksForTheLatestAssetExactly)
+{
+    AdoptiumServer adoptium;
+    adoptium.answer(200, "[" + asset(kGoodInstaller) + "]");
+    const AdoptiumAPI::AssetMetadata metadata = adoptium.api().latestAsset(17, QStringLiteral("aarch64"));
+
+    const auto requests = adoptium.server.requests();
+    ASSERT_EQ(requests.size(), 1);
+    EXPECT_EQ(requests[0].method, QByteArray("GET"));
+    EXPECT_EQ(requests[0].target, QByteArray("/v3/assets/latest/17/hotspot?architecture=aarch64&image_type=jdk&os=mac"));
+    bool acceptsJson = false;
+    for (const auto &[name, value] : requests[0].headers)
+        acceptsJson = acceptsJson || (name.compare("accept", Qt::CaseInsensitive) == 0 && value == "application/json");
+    EXPECT_TRUE(acceptsJson);
+
+    EXPECT_EQ(metadata.checksum, QString::fromLatin1(kChecksum));
+    EXPECT_EQ(metadata.filename, QStringLiteral("OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg"));
+    EXPECT_EQ(metadata.releaseName, QStringLiteral("jdk-21.0.5+11"));
+    EXPECT_EQ(metadata.downloadURL.host(), QStringLiteral("github.com"));
+}
+
+TEST(AdoptiumAPI, ReadsTheLatestLTS)
+{
+    AdoptiumServer adoptium;
+    adoptium.answer(200, R"({"available_lts_releases": [8, 11, 17, 21], "most_recent_lts": 21, "available_releases": [8, 11, 17, 21, 22]})");
+    EXPECT_EQ(adoptium.api().latestLTSMajor(), 21);
+    EXPECT_EQ(adoptium.server.requests().value(0).target, QByteArray("/v3/info/available_releases"));
+
+    // Outages have answered with zeros: not a version to offer.
+    for (const char *body : {R"({"most_recent_lts": 0, "available_releases": []})", R"({"most_recent_lts": 100})"}) {
+        adoptium.answer(200, body);
+        const auto [code, message] = adoptiumError([&] { (void)adoptium.api().latestLTSMajor(); });
+        EXPECT_EQ(code, AdoptiumError::unexpectedLTS) << body;
+        EXPECT_TRUE(message.startsWith(QStringLiteral("Unexpected LTS version from Adoptium ("))) << message.toStdString();
+    }
+}
+
+TEST(AdoptiumAPI, RejectsBodiesOfTheWrongShape)
+{
+    const struct {
+        const char *name;
+        QByteArray body;
+    } cases[] = {
+        {"no most_recent_lts", R"({"available_releases": [8, 11, 17, 21]})"},
+        {"most_recent_lts as text", R"({"most_recent_lts": "21"})"},
+        {"not JSON", "<html>Service Unavailable</html>"},
+        {"truncated", R"({"most_recent_lts": 2)"},
+    };
+    for (const auto &c : cases) {
+        AdoptiumServer adoptium;
+        adoptium.answer(200, c.body);
+        EXPECT_THROW((void)adoptium.api().latestLTSMajor(), DecodingError) << c.name;
+    }
+    AdoptiumServer adoptium;
+    adoptium.answer(200, R"({"binary": {}})");
+    EXPECT_THROW((void)adoptium.api().latestAsset(21, QStringLiteral("aarch64")), DecodingError);
+}
+
+TEST(AdoptiumAPI, AnythingButStatus200IsABadServerResponse)
+{
+    for (int status : {404, 500}) {
+        AdoptiumServer adoptium;
+        adoptium.answer(status, R"({"most_recent_lts": 21})");
+        for (const auto &call : std::initializer_list<std::function<void()>> {
+                 [&] { (void)adoptium.api().latestLTSMajor(); },
+                 [&] { (void)adoptium.api().latestAsset(21, QStringLiteral("aarch64")); }}) {
+            try {
+                call();
+                ADD_FAILURE() << "no error for " << status;
+            } catch (const HTTPError &error) {
+                EXPECT_EQ(error.kind(), HTTPError::Kind::badServerResponse) << status;
+            }
+        }
+    }
+}
+
+TEST(AdoptiumAPI, ChecksTheInstallerBeforeAnythingIsDownloaded)
+{
+    const QByteArray link = "https://github.com/adoptium/x.pkg";
+    const QByteArray name = "OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg";
+    const struct {
+        const char *name;
+        QByteArray body;
+        int code;
+        QString message;
+    } cases[] = {
+        {"no assets", "[]", 1, "No installer asset for Java 21 on aarch64"},
+        {"first asset without installer", "[" + asset("null") + ", " + asset(kGoodInstaller) + "]", 1,
+         "No installer asset for Java 21 on aarch64"},
+        {"link that is no URL", "[" + asset(installer("not a url", kChecksum, name)) + "]", 2, "Invalid installer URL from Adoptium"},
+        {"63-character checksum", "[" + asset(installer(link, kChecksum.left(63), name)) + "]", 3,
+         "Unexpected checksum format from Adoptium (63 chars)"},
+        {"65-character checksum", "[" + asset(installer(link, kChecksum + "0", name)) + "]", 3,
+         "Unexpected checksum format from Adoptium (65 chars)"},
+        {"name with a command in it", "[" + asset(installer(link, kChecksum, "x$(touch canary).pkg")) + "]", 4,
+         "Unexpected installer name from Adoptium (“x$(touch canary).pkg”)"},
+        {"name that climbs out", "[" + asset(installer(link, kChecksum, "../../evil.pkg")) + "]", 4,
+         "Unexpected installer name from Adoptium (“../../evil.pkg”)"},
+        {"empty name", "[" + asset(installer(link, kChecksum, "")) + "]", 4, "Unexpected installer name from Adoptium (“”)"},
+        {"release name with a quote", "[" + asset(installer(link, kChecksum, name), "jdk-21\\\" -target /") + "]", 4,
+         "Unexpected release name from Adoptium (“jdk-21\" -target /”)"},
+        {"release name with a backtick", "[" + asset(installer(link, kChecksum, name), "jdk-21`id`") + "]", 4,
+         "Unexpected release name from Adoptium (“jdk-21`id`”)"},
+    };
+    for (const auto &c : cases) {
+        AdoptiumServer adoptium;
+        adoptium.answer(200, c.body);
+        const auto [code, message] = adoptiumError([&] { (void)adoptium.api().latestAsset(21, QStringLiteral("aarch64")); });
+        EXPECT_EQ(code, c.code) << c.name;
+        EXPECT_EQ(message, c.message) << c.name;
+    }
+
+    AdoptiumServer upperCase;
+    upperCase.answer(200, "[" + asset(installer(link, kChecksum.toUpper(), name)) + "]");
+    EXPECT_EQ(upperCase.api().latestAsset(21, QStringLiteral("aarch64")).checksum, QString::fromLatin1(kChecksum));
+}
+
+TEST(AdoptiumAPI, PassesATimeOutOnSoCallersCanTellIt)
+{
+    LocalHTTPServer server;
+    server.route("/v3/info/available_releases", [](const auto &) {
+        LocalHTTPServer::Reply reply;
+        reply.hang = true;
+        return reply;
+    });
+    // The client's own limit is 10 s; a fetcher that honours a shorter one shows the kind passes
+    // through unchanged without making the test wait that long.
+    class Hurried final : public HTTPFetching {
+    public:
+        HTTPResponse fetch(const HTTPRequest &request, ProcessCancellation *cancellation) const override
+        {
+            limitAsked = request.timeLimit;
+            HTTPRequest quick = request;
+            quick.timeLimit = std::chrono::milliseconds(300);
+            return LiveHTTPFetcher().fetch(quick, cancellation);
+        }
+        HTTPResponse download(const HTTPRequest &, const QString &, const ProgressHandler &, ProcessCancellation *) const override
+        {
+            return {};
+        }
+        mutable std::chrono::milliseconds limitAsked {0};
+    };
+    auto hurried = std::make_shared<Hurried>();
+    try {
+        (void)AdoptiumAPI(hurried, server.url(QString())).latestLTSMajor();
+        ADD_FAILURE() << "no time-out";
+    } catch (const HTTPError &error) {
+        EXPECT_EQ(error.kind(), HTTPError::Kind::timedOut);
+    }
+    EXPECT_EQ(hurried->limitAsked, std::chrono::seconds(10));
+}

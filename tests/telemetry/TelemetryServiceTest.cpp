@@ -1,0 +1,246 @@
+#include "LocalHTTPServer.h"
+#include "fixtures/InMemoryKeyValueStore.h"
+#include "services/JSONDecoding.h"
+#include "services/LiveFileSystem.h"
+#include "services/LiveHTTPFetcher.h"
+#include "telemetry/TelemetryService.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+namespace {
+
+const QString kSession = QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF");
+
+// A telemetry service wired to a local endpoint, real files and a log the test can read.
+class Harness {
+public:
+    Harness()
+    {
+        server.route("/api/database/records/tarnwick_events", [this](const LocalHTTPServer::Request &request) {
+            return answer ? answer(request) : LocalHTTPServer::Reply {201, {}, {}};
+        });
+        store->setString(QStringLiteral("ferrowood.tarnwick.session_id"), kSession);
+    }
+
+    std::unique_ptr<TelemetryService> start()
+    {
+        TelemetryService::Configuration configuration;
+        configuration.endpointURL = server.url(QStringLiteral("/api/database/records/tarnwick_events"));
+        configuration.anonKey = QStringLiteral("anon.key.jwt");
+        configuration.appVersion = QStringLiteral("1.4 (27)");
+        configuration.http = std::make_shared<LiveHTTPFetcher>();
+        configuration.kvStore = store;
+        configuration.fs = std::make_shared<LiveFileSystem>();
+        configuration.pendingFilePath = queueFile();
+        configuration.log = [this](const QString &line) {
+            std::lock_guard lock(logMutex);
+            logLines.append(line);
+        };
+        return std::make_unique<TelemetryService>(configuration);
+    }
+
+    [[nodiscard]] QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
+    void writeQueueFile(const QByteArray &text) const
+    {
+        QDir(dir.path()).mkpath(QStringLiteral("Tarnwick"));
+        QFile file(queueFile());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    [[nodiscard]] QByteArray queueFileText() const
+    {
+        QFile file(queueFile());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+    }
+    // The event names the server received, in order.
+    [[nodiscard]] QStringList received() const
+    {
+        QStringList names;
+        for (const auto &request : server.requests())
+            names.append(json::parse(request.body).array().at(0).toObject().value(QStringLiteral("event_name")).toString());
+        return names;
+    }
+    [[nodiscard]] QStringList log() const
+    {
+        std::lock_guard lock(logMutex);
+        return logLines;
+    }
+
+    LocalHTTPServer server;
+    std::function<LocalHTTPServer::Reply(const LocalHTTPServer::Request &)> answer;
+    std::shared_ptr<InMemoryKeyValueStore> store = std::make_shared<InMemoryKeyValueStore>();
+    QTemporaryDir dir;
+    mutable std::mutex logMutex;
+    QStringList logLines;
+};
+
+} // namespace
+
+TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
+{
+    Harness harness;
+    auto telemetry = harness.start();
+    telemetry->track(QStringLiteral("remediation_completed"),
+                     {{"remediation_id", "brew:temurin@21"}, {"exit_code", 0}, {"nested", JSONArray {JSONValue::null(), 2.5}}});
+    telemetry->waitUntilIdle();
+
+    const auto requests = harness.server.requests();
+    ASSERT_EQ(requests.size(), 1);
+    EXPECT_EQ(requests[0].method, QByteArray("POST"));
+    QMap<QByteArray, QByteArray> headers;
+    for (const auto &[name, value] : requests[0].headers)
+        headers.insert(name.toLower(), value);
+    EXPECT_EQ(headers.value("content-type"), QByteArray("application/json"));
+    EXPECT_EQ(headers.value("authorization"), QByteArray("Bearer anon.key.jwt"));
+
+    const QJsonArray body = json::parse(requests[0].body).array();
+    ASSERT_EQ(body.size(), 1);
+    const QJsonObject record = body.at(0).toObject();
+    EXPECT_EQ(record.keys(), (QStringList {"app_id", "app_version", "client_timestamp", "event_data", "event_name", "session_id"}));
+    EXPECT_EQ(record.value("session_id").toString(), kSession.toLower());
+    EXPECT_EQ(record.value("app_id").toString(), QStringLiteral("java"));
+    EXPECT_EQ(record.value("app_version").toString(), QStringLiteral("1.4 (27)"));
+    EXPECT_EQ(record.value("event_name").toString(), QStringLiteral("remediation_completed"));
+    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$)"))
+                    .match(record.value("client_timestamp").toString())
+                    .hasMatch())
+        << record.value("client_timestamp").toString().toStdString();
+    EXPECT_EQ(JSONValue::fromJson(record.value("event_data")),
+              JSONValue(JSONObject {{"remediation_id", "brew:temurin@21"}, {"exit_code", 0}, {"nested", JSONArray {JSONValue::null(), 2.5}}}));
+    EXPECT_FALSE(QFile::exists(harness.queueFile())); // delivered: no queue left
+}
+
+TEST(TelemetryService, DropsWhatTheServerRefusesAfterOneAttempt)
+{
+    for (int status : {404, 422}) {
+        Harness harness;
+        harness.answer = [status](const auto &) { return LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}; };
+        auto telemetry = harness.start();
+        telemetry->track(QStringLiteral("nps_shown"), {});
+        telemetry->waitUntilIdle();
+        EXPECT_EQ(harness.received(), QStringList {"nps_shown"}) << status;
+        EXPECT_EQ(harness.log(), QStringList {QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)").arg(status)});
+        EXPECT_FALSE(QFile::exists(harness.queueFile()));
+    }
+}
+
+TEST(TelemetryService, RetriesTwiceThenKeepsTheEventQueued)
+{
+    for (int status : {500, 302}) {
+        Harness harness;
+        harness.answer = [status](const auto &) { return LocalHTTPServer::Reply {status, {}, "try later"}; };
+        auto telemetry = harness.start();
+        QElapsedTimer timer;
+        timer.start();
+        telemetry->track(QStringLiteral("app_launched"), {});
+        telemetry->waitUntilIdle();
+        EXPECT_EQ(harness.received(), (QStringList {"app_launched", "app_launched", "app_launched"})) << status;
+        EXPECT_GE(timer.elapsed(), 1400) << "pauses of 0.5 s and 1 s";
+        const QJsonArray queued = json::parse(harness.queueFileText()).array();
+        ASSERT_EQ(queued.size(), 1) << status;
+        EXPECT_EQ(queued.at(0).toObject().value("eventName").toString(), QStringLiteral("app_launched"));
+        EXPECT_EQ(queued.at(0).toObject().value("sessionID").toString(), kSession);
+    }
+}
+
+TEST(TelemetryService, ARunningFlushDeliversWhatIsTrackedMeanwhile)
+{
+    Harness harness;
+    std::promise<void> secondTracked;
+    std::shared_future<void> release = secondTracked.get_future().share();
+    std::promise<void> firstArrived;
+    std::atomic<int> calls {0};
+    harness.answer = [&, release](const LocalHTTPServer::Request &) {
+        if (calls++ == 0) {
+            firstArrived.set_value();
+            release.wait(); // hold the first answer until the second event is queued
+        }
+        return LocalHTTPServer::Reply {200, {}, {}};
+    };
+    auto telemetry = harness.start();
+    telemetry->track(QStringLiteral("consent_given"), {});
+    firstArrived.get_future().wait();
+    telemetry->track(QStringLiteral("app_launched"), {});
+    secondTracked.set_value();
+    telemetry->waitUntilIdle();
+    // A second loop would have sent the first event again.
+    EXPECT_EQ(harness.received(), (QStringList {"consent_given", "app_launched"}));
+}
+
+TEST(TelemetryService, PicksUpWhatAPreviousRunLeftQueued)
+{
+    Harness earlier;
+    earlier.answer = [](const auto &) { return LocalHTTPServer::Reply {503, {}, {}}; };
+    {
+        auto telemetry = earlier.start();
+        telemetry->track(QStringLiteral("app_launched"), {});
+        telemetry->track(QStringLiteral("diagnosis_reached"), {{"diagnosis", "D1_NoJDK"}, {"flags", JSONArray {true, JSONValue::null(), 7}}});
+        telemetry->waitUntilIdle();
+    }
+    const QByteArray leftOver = earlier.queueFileText();
+    ASSERT_EQ(json::parse(leftOver).array().size(), 2);
+
+    Harness now;
+    now.writeQueueFile(leftOver);
+    auto telemetry = now.start();
+    telemetry->track(QStringLiteral("consent_given"), {});
+    telemetry->waitUntilIdle();
+    EXPECT_EQ(now.received(), (QStringList {"app_launched", "diagnosis_reached", "consent_given"}));
+    const QJsonObject data = json::parse(now.server.requests().at(1).body).array().at(0).toObject().value("event_data").toObject();
+    EXPECT_EQ(JSONValue::fromJson(data), JSONValue(JSONObject {{"diagnosis", "D1_NoJDK"}, {"flags", JSONArray {true, JSONValue::null(), 7}}}));
+    EXPECT_FALSE(QFile::exists(now.queueFile()));
+}
+
+TEST(TelemetryService, SurvivesQueueFilesItCannotRead)
+{
+    const QByteArray valid = R"json({"sessionID":"6F9619FF-8B86-D011-B42D-00C04FC964FF","clientTimestamp":"2026-11-15T19:54:48.123Z","appVersion":"1.3 (20)","eventName":"nps_shown","eventData":{}})json";
+    const struct {
+        const char *name;
+        QByteArray file;
+        QStringList delivered;
+        int logLines;
+    } cases[] = {
+        {"empty array", "[]", {"app_launched"}, 0},
+        {"not JSON", "{{{ corrupt", {"app_launched"}, 1},
+        {"truncated", "[" + valid.left(40), {"app_launched"}, 1},
+        {"an object, not an array", valid, {"app_launched"}, 1},
+        {"one bad entry among good ones", "[" + valid + ", {\"eventName\": 3}, " + valid + "]", {"nps_shown", "nps_shown", "app_launched"}, 1},
+    };
+    for (const auto &c : cases) {
+        Harness harness;
+        harness.writeQueueFile(c.file);
+        auto telemetry = harness.start();
+        telemetry->track(QStringLiteral("app_launched"), {});
+        telemetry->waitUntilIdle();
+        EXPECT_EQ(harness.received(), c.delivered) << c.name;
+        EXPECT_EQ(harness.log().size(), c.logLines) << c.name << ": " << harness.log().join(u'|').toStdString();
+        for (const QString &line : harness.log())
+            EXPECT_TRUE(line.startsWith(QStringLiteral("Telemetry: couldn't load pending events: "))) << line.toStdString();
+    }
+}
+
+TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
+{
+    Harness harness;
+    TelemetryService::Configuration configuration;
+    configuration.fs = std::make_shared<LiveFileSystem>();
+    configuration.kvStore = harness.store;
+    configuration.pendingFilePath = harness.queueFile();
+    QStringList log;
+    configuration.log = [&log](const QString &line) { log.append(line); };
+    TelemetryService telemetry(configuration);
+    telemetry.track(QStringLiteral("app_launched"), {});
+    telemetry.waitUntilIdle();
+    EXPECT_FALSE(telemetry.isEnabled());
+    EXPECT_EQ(log, QStringList {"Telemetry: off (no endpoint configured)"});
+    EXPECT_FALSE(QFile::exists(harness.queueFile()));
+    EXPECT_TRUE(harness.server.requests().isEmpty());
+    EXPECT_TRUE(TelemetryService::appVersion().contains(QStringLiteral(" (")));
+}
