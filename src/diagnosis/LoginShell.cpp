@@ -1,6 +1,6 @@
 #include "diagnosis/LoginShell.h"
 
-#include "services/CancelAfter.h"
+#include "services/Watchdog.h"
 
 #include <QRegularExpression>
 
@@ -57,7 +57,7 @@ ProcessResult LoginShell::run(const QString &commandLine) const
 std::optional<ProcessResult> LoginShell::runInteractive(const QString &commandLine) const
 {
     ProcessCancellation cancellation;
-    const CancelAfter limit(cancellation, m_interactiveTimeLimit);
+    const Watchdog limit(m_interactiveTimeLimit, Watchdog::cancelling(cancellation));
     ProcessResult result = m_shell.run(ShellRunner::loginShell(), {QStringLiteral("-ilc"), commandLine},
                                        interactiveEnvironment(), &cancellation);
     // An interactive zsh ignores SIGTERM: once what it waited for is killed it may well go on

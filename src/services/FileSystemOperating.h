@@ -73,12 +73,17 @@ public:
     virtual void removeItem(const QString &path) const = 0;
     /// Fails when something already exists at `destination`. Throws.
     virtual void moveItem(const QString &source, const QString &destination) const = 0;
+    /// Describes `path` itself: a symbolic link is reported as a link. Throws.
     [[nodiscard]] virtual FileAttributes attributesOfItem(const QString &path) const = 0;
+    /// Describes what `path` leads to, following symbolic links. Throws.
+    [[nodiscard]] virtual FileAttributes attributesOfDestination(const QString &path) const = 0;
     /// Sets permission bits (e.g. 0700) of `path`, following a symbolic link. Throws.
     virtual void setPosixPermissions(const QString &path, unsigned permissions) const = 0;
 
     /// The file's text. Throws, also when the file is not valid UTF-8.
     [[nodiscard]] virtual QString readString(const QString &path) const = 0;
+    /// The SHA-256 digest of the file as 64 lower-case hex digits, read in pieces. Throws.
+    [[nodiscard]] virtual QString sha256Hex(const QString &path) const = 0;
     /// Replaces the file's contents atomically with `text` as UTF-8: readers see the old text or
     /// the new, never a mix. A symbolic link stays a link and its target gets the text; an
     /// existing file keeps its permission bits. Throws, e.g. when the directory does not exist.

@@ -2,6 +2,7 @@
 
 #include "services/Utf8.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
@@ -159,11 +160,10 @@ void LiveFileSystem::moveItem(const QString &source, const QString &destination)
     fail("move", source, error);
 }
 
-FileAttributes LiveFileSystem::attributesOfItem(const QString &path) const
+namespace {
+
+FileAttributes attributesFrom(const struct stat &info)
 {
-    struct stat info {};
-    if (::lstat(native(path).constData(), &info) != 0)
-        fail("read the attributes of", path, errno);
     FileAttributes attributes;
     attributes.type = S_ISREG(info.st_mode)   ? FileType::regular
         : S_ISDIR(info.st_mode)               ? FileType::directory
@@ -173,6 +173,35 @@ FileAttributes LiveFileSystem::attributesOfItem(const QString &path) const
     attributes.posixPermissions = info.st_mode & 07777;
     attributes.modificationDate = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(info.st_mtime));
     return attributes;
+}
+
+} // namespace
+
+FileAttributes LiveFileSystem::attributesOfItem(const QString &path) const
+{
+    struct stat info {};
+    if (::lstat(native(path).constData(), &info) != 0)
+        fail("read the attributes of", path, errno);
+    return attributesFrom(info);
+}
+
+FileAttributes LiveFileSystem::attributesOfDestination(const QString &path) const
+{
+    struct stat info {};
+    if (::stat(native(path).constData(), &info) != 0)
+        fail("read the attributes of", path, errno);
+    return attributesFrom(info);
+}
+
+QString LiveFileSystem::sha256Hex(const QString &path) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        fail("read", path, file.errorString());
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (!hash.addData(&file))
+        fail("read", path, file.errorString());
+    return QString::fromLatin1(hash.result().toHex());
 }
 
 void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissions) const

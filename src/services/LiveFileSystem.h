@@ -20,8 +20,10 @@ public:
     void removeItem(const QString &path) const override;
     void moveItem(const QString &source, const QString &destination) const override;
     [[nodiscard]] FileAttributes attributesOfItem(const QString &path) const override;
+    [[nodiscard]] FileAttributes attributesOfDestination(const QString &path) const override;
     void setPosixPermissions(const QString &path, unsigned permissions) const override;
 
+    [[nodiscard]] QString sha256Hex(const QString &path) const override;
     [[nodiscard]] QString readString(const QString &path) const override;
     void writeString(const QString &path, const QString &text) const override;
 };

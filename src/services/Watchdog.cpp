@@ -1,18 +1,17 @@
-#include "services/CancelAfter.h"
+#include "services/Watchdog.h"
 
-CancelAfter::CancelAfter(ProcessCancellation &cancellation, std::chrono::milliseconds limit)
+Watchdog::Watchdog(std::chrono::milliseconds limit, std::function<void()> onTimeout)
 {
-    m_timer = std::thread([this, &cancellation, limit] {
+    m_timer = std::thread([this, limit, onTimeout = std::move(onTimeout)] {
         std::unique_lock lock(m_mutex);
         if (m_wake.wait_for(lock, limit, [this] { return m_finished; }))
             return;
         m_fired = true;
-        lock.unlock();
-        cancellation.cancel();
+        onTimeout(); // under the lock: the destructor waits for it
     });
 }
 
-CancelAfter::~CancelAfter()
+Watchdog::~Watchdog()
 {
     {
         std::lock_guard lock(m_mutex);
@@ -22,7 +21,7 @@ CancelAfter::~CancelAfter()
     m_timer.join();
 }
 
-bool CancelAfter::fired() const
+bool Watchdog::fired() const
 {
     std::lock_guard lock(m_mutex);
     return m_fired;

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "runners/PrivilegedExecutor.h"
+#include "services/StreamEvent.h"
+
+#include <QUrl>
+
+/// Installs Homebrew with its official install script, non-interactively, with `sudo` routed
+/// through the privileged executor, then makes `brew` available in new login shells by appending
+/// Homebrew's shellenv line to ~/.zprofile.
+class HomebrewInstaller {
+public:
+    using OutputHandler = std::function<void(const StreamEvent &output)>;
+
+    static constexpr const char *kPrompt = "Enter Mac password to install Homebrew (and Xcode Command Line Tools, if missing).";
+
+    /// Homebrew's install script, or TARNWICK_HOMEBREW_INSTALL_URL when set.
+    [[nodiscard]] static QUrl defaultScriptURL();
+
+    HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const FileSystemOperating> fs,
+                      QUrl scriptURL = defaultScriptURL());
+
+    /// Output lines go to `onOutput`; returns `completed` or `canceled`.
+    StreamEvent install(CancellableProcess &cancellation, const OutputHandler &onOutput) const;
+
+    /// `/bin/bash -c "$(curl -fsSL <url>)"`; nothing when the address is not one we can put in a
+    /// command line safely.
+    [[nodiscard]] static std::optional<QString> commandLine(const QUrl &scriptURL);
+
+private:
+    void appendShellenv(const OutputHandler &onOutput) const;
+
+    std::shared_ptr<const ProcessRunning> m_process;
+    std::shared_ptr<const FileSystemOperating> m_fs;
+    PrivilegedExecutor m_executor;
+    QUrl m_scriptURL;
+};

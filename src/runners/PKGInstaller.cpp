@@ -1,0 +1,75 @@
+#include "runners/PKGInstaller.h"
+
+#include "services/JSONDecoding.h"
+#include "services/Watchdog.h"
+
+#include <mutex>
+
+PKGInstaller::PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
+                           std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Patience patience)
+    : m_adoptium(std::move(adoptium))
+    , m_package(std::move(process), std::move(http), std::move(fs), QStringLiteral("PKGInstaller"))
+    , m_patience(patience)
+{
+}
+
+PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, CancellableProcess &cancellation,
+                                          const EventHandler &onProgress) const
+{
+    // The watchdogs report from their own threads; one event at a time, in order.
+    std::mutex emitting;
+    const auto report = [&](const Event &event) {
+        std::lock_guard lock(emitting);
+        onProgress(event);
+    };
+    const auto slow = [&] { report(Event::of(Event::Kind::slowResponse)); };
+
+    std::optional<QString> packagePath;
+    const auto failure = [&](const QString &description) {
+        return Event::error(description + QStringLiteral(" (pkg: ") + packagePath.value_or(QStringLiteral("n.a")) + QLatin1Char(')'));
+    };
+    Event outcome;
+    try {
+        report(Event::of(Event::Kind::fetching));
+        AdoptiumAPI::AssetMetadata asset;
+        {
+            const Watchdog patience(m_patience.lookup, slow);
+            asset = m_adoptium.latestAsset(version, QStringLiteral("aarch64"), &cancellation);
+        }
+        {
+            const Watchdog patience(m_patience.download, slow);
+            packagePath = m_package.preparePath(version, asset.releaseName);
+            m_package.download(asset.downloadURL, *packagePath, cancellation,
+                               [&](qint64 received, std::optional<qint64> total) { report(Event::downloading(received, total)); });
+        }
+        report(Event::of(Event::Kind::verifying));
+        m_package.verify(*packagePath, asset.checksum);
+        report(Event::of(Event::Kind::installing));
+        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, prompt, cancellation);
+        switch (installed.kind) {
+        case TemurinPackage::InstallerOutcome::Kind::success: outcome = Event::of(Event::Kind::completed); break;
+        case TemurinPackage::InstallerOutcome::Kind::canceled: outcome = Event::of(Event::Kind::canceled); break;
+        case TemurinPackage::InstallerOutcome::Kind::failure: outcome = Event::error(installed.message); break;
+        }
+    } catch (const HTTPError &error) {
+        if (error.kind() == HTTPError::Kind::cancelled)
+            outcome = Event::of(Event::Kind::canceled);
+        else if (error.kind() == HTTPError::Kind::timedOut)
+            outcome = Event::error(QStringLiteral("Adoptium didn't respond within 20 seconds. Try again in a moment, or use Other Java install methods."));
+        else
+            outcome = failure(error.message());
+    } catch (const AdoptiumError &error) {
+        outcome = failure(error.message());
+    } catch (const PackageError &error) {
+        outcome = failure(error.message());
+    } catch (const DecodingError &error) {
+        outcome = failure(error.message());
+    } catch (const FileSystemError &error) {
+        outcome = failure(error.message());
+    }
+    if (cancellation.isCanceled() && outcome.kind != Event::Kind::completed)
+        outcome = Event::of(Event::Kind::canceled); // a cancel is never reported as a failure
+    if (packagePath)
+        m_package.remove(*packagePath);
+    return outcome;
+}
