@@ -1,19 +1,19 @@
 #include "profile_edit/FileAppendWriter.h"
 
 #include <QFileInfo>
+#include <cerrno>
 #include <QLocale>
 #include <QRegularExpression>
 
 namespace {
 
-// Anything at `path`, a dangling link included.
-bool isPresent(const FileSystemOperating &fs, const QString &path)
+// What is at `path` itself (a dangling link included); nothing when nothing is.
+std::optional<FileType> itemAt(const FileSystemOperating &fs, const QString &path)
 {
     try {
-        (void)fs.attributesOfItem(path);
-        return true;
+        return fs.attributesOfItem(path).type;
     } catch (const FileSystemError &) {
-        return false;
+        return std::nullopt;
     }
 }
 
@@ -93,7 +93,10 @@ void FileAppendWriter::apply(const DiffPreview &preview) const
     try {
         // Whatever is there goes, a link included: writing through an old link would put the
         // backup somewhere else entirely.
-        if (isPresent(*m_fs, preview.backupPath))
+        const std::optional<FileType> existingBackup = itemAt(*m_fs, preview.backupPath);
+        if (existingBackup == FileType::directory) // never a whole folder of someone's
+            throw FileSystemError::fromErrno(QStringLiteral("replace"), preview.backupPath, EISDIR);
+        if (existingBackup)
             m_fs->removeItem(preview.backupPath);
         // Profiles often hold tokens: the backup gets the original's permission bits before it
         // gets the original's text.

@@ -68,22 +68,23 @@ void removeTree(const QString &path)
 
 QString LiveFileSystem::homeDirectory() const
 {
-    return QDir::homePath();
+    return m_folders.home.isEmpty() ? QDir::homePath() : m_folders.home;
 }
 
 QString LiveFileSystem::temporaryDirectory() const
 {
-    return QDir::tempPath();
+    return m_folders.temporary.isEmpty() ? QDir::tempPath() : m_folders.temporary;
 }
 
 QString LiveFileSystem::cachesDirectory() const
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+    return m_folders.caches.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) : m_folders.caches;
 }
 
 QString LiveFileSystem::applicationSupportDirectory() const
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    return m_folders.applicationSupport.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+                                                  : m_folders.applicationSupport;
 }
 
 bool LiveFileSystem::fileExists(const QString &path) const

@@ -6,6 +6,18 @@
 /// (for atomic writes).
 class LiveFileSystem final : public FileSystemOperating {
 public:
+    /// Where the well-known folders are, when not where the platform says (tests, a simulated
+    /// Mac's root). Empty entries keep the platform's answer.
+    struct Folders {
+        QString home;
+        QString temporary;
+        QString caches;
+        QString applicationSupport;
+    };
+
+    LiveFileSystem() = default;
+    explicit LiveFileSystem(Folders folders) : m_folders(std::move(folders)) {}
+
     [[nodiscard]] QString homeDirectory() const override;
     [[nodiscard]] QString temporaryDirectory() const override;
     [[nodiscard]] QString cachesDirectory() const override;
@@ -26,4 +38,7 @@ public:
     [[nodiscard]] QString sha256Hex(const QString &path) const override;
     [[nodiscard]] QString readString(const QString &path) const override;
     void writeString(const QString &path, const QString &text) const override;
+
+private:
+    Folders m_folders;
 };

@@ -70,6 +70,12 @@ private:
     {
         if (reply.hang)
             return;
+        if (reply.delayMilliseconds > 0) {
+            LocalHTTPServer::Reply now = reply;
+            now.delayMilliseconds = 0;
+            QTimer::singleShot(reply.delayMilliseconds, this, [this, now] { answer(now); });
+            return;
+        }
         QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasonPhrase(reply.status) + "\r\n";
         for (const auto &[name, value] : reply.headers)
             head += name + ": " + value + "\r\n";

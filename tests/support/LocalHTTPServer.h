@@ -32,6 +32,8 @@ public:
         int pauseMilliseconds = 0;
         /// Send the headers and this many body bytes, then fall silent.
         qsizetype stallAfter = -1;
+        /// Wait this long before answering at all.
+        int delayMilliseconds = 0;
     };
     using Handler = std::function<Reply(const Request &)>;
 

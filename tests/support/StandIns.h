@@ -16,12 +16,15 @@ public:
     {
         m_runner->map(macPath, m_scripts.write(QString::number(++m_count), body));
     }
+    /// `macPath` runs an existing stand-in, e.g. one of tests/support/standins.
+    void map(const QString &macPath, const QString &standIn) { m_runner->map(macPath, standIn); }
     /// `macPath` cannot be started, as if it were not installed.
     void remove(const QString &macPath) { m_runner->map(macPath, m_scripts.path(QStringLiteral("missing"))); }
     /// Every child sees these variables (a throw-away HOME, say).
     void setEnvironment(Environment overlay) { m_runner->setEnvironmentOverlay(std::move(overlay)); }
 
     [[nodiscard]] ShellRunner shell() const { return ShellRunner(m_runner); }
+    [[nodiscard]] std::shared_ptr<const ProcessRunning> runner() const { return m_runner; }
     [[nodiscard]] QString folder(const QString &name) const { return m_scripts.path(name); }
 
 private:

@@ -1,0 +1,195 @@
+#include "runners/JEnvRunner.h"
+#include "runners/MiseRunner.h"
+#include "runners/Quoting.h"
+#include "runners/SDKMANRunner.h"
+#include "runners/TemurinPackage.h"
+#include "fixtures/InMemoryFileSystem.h"
+#include "fixtures/MappedProcessRunner.h"
+#include "services/LiveFileSystem.h"
+#include "services/LiveProcessRunner.h"
+#include "StandIns.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Paths that must reach a program exactly as they are, and never run: `canary` is a file that
+// must never appear.
+QStringList hostilePaths(const QString &canary)
+{
+    return {
+        QStringLiteral("/Library/Java/JavaVirtualMachines/a\"b.jdk/Contents/Home"),
+        QStringLiteral("/Library/Java/JavaVirtualMachines/a\\b.jdk"),
+        QStringLiteral("/Library/Java/JavaVirtualMachines/$(touch %1).jdk").arg(canary),
+        QStringLiteral("/Library/Java/JavaVirtualMachines/`touch %1`.jdk").arg(canary),
+        QStringLiteral("/Users/$HOME/${USER}.jdk"),
+        QStringLiteral("/Library/Java/JavaVirtualMachines/Temurin 21 (copy).jdk/Contents/Home"),
+        QStringLiteral("/Library/Java/JavaVirtualMachines/trailing\\"),
+        QStringLiteral("/tmp/a'b;c|d&e>f"),
+    };
+}
+
+// A home folder for a real login zsh, with stand-in `sdk`, `mise` and `jenv` that print each
+// argument they get on a line of its own.
+class ToolHome {
+public:
+    ToolHome()
+    {
+        QDir(dir.path()).mkpath(QStringLiteral(".sdkman/bin"));
+        QDir(dir.path()).mkpath(QStringLiteral("mise/bin"));
+        QDir(dir.path()).mkpath(QStringLiteral(".jenv/bin"));
+        write(QStringLiteral(".sdkman/bin/sdkman-init.sh"), "sdk() { for a in \"$@\"; do printf 'sdk:%s\\n' \"$a\"; done; }\n", false);
+        write(QStringLiteral("mise/bin/mise"), "#!/bin/sh\nfor a in \"$@\"; do printf 'mise:%s\\n' \"$a\"; done\n", true);
+        write(QStringLiteral(".jenv/bin/jenv"), "#!/bin/sh\nfor a in \"$@\"; do printf 'jenv:%s\\n' \"$a\"; done\n", true);
+        mac.setEnvironment({{QStringLiteral("HOME"), dir.path()}});
+    }
+    void write(const QString &name, const QByteArray &text, bool executable) const
+    {
+        QFile file(dir.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.setPermissions(executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner : QFile::ReadOwner | QFile::WriteOwner);
+    }
+    template <typename Run>
+    std::pair<QStringList, StreamEvent> lines(Run run) const
+    {
+        QStringList output;
+        CancellableProcess cancellation;
+        const StreamEvent end = run(cancellation, [&output](const StreamEvent &event) { output.append(event.text); });
+        return {output, end};
+    }
+    QTemporaryDir dir;
+    StandIns mac;
+};
+
+} // namespace
+
+TEST(Quoting, EscapesEverythingDoubleQuotesStillInterpret)
+{
+    EXPECT_EQ(Quoting::shellQuoted(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk")),
+              QStringLiteral("\"/Library/Java/JavaVirtualMachines/temurin-21.jdk\""));
+    EXPECT_EQ(Quoting::shellQuoted(QStringLiteral("a\"b\\c$d`e")), QStringLiteral("\"a\\\"b\\\\c\\$d\\`e\""));
+    EXPECT_EQ(Quoting::escapedForAppleScript(QStringLiteral("a\\\"b")), QStringLiteral("a\\\\\\\"b"));
+}
+
+TEST(VersionManagerRunners, BuildTheCommandsAsWritten)
+{
+    const SDKMANRunner sdkman(QStringLiteral("/Users/ada/.sdkman"), ShellRunner(std::make_shared<LiveProcessRunner>()));
+    EXPECT_EQ(sdkman.command(QStringLiteral("install java 21-tem")),
+              QStringLiteral("source \"/Users/ada/.sdkman/bin/sdkman-init.sh\" && sdk install java 21-tem"));
+    EXPECT_EQ(MiseRunner::installCommand(QStringLiteral("temurin-21")),
+              QStringLiteral("mise install java@\"temurin-21\" && mise use -g java@\"temurin-21\""));
+    EXPECT_EQ(MiseRunner::selectCommand(QStringLiteral("temurin-21.0.2")), QStringLiteral("mise use -g java@\"temurin-21.0.2\""));
+    EXPECT_EQ(JEnvRunner::script(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"), 21).split(u'\n'),
+              (QStringList {"set -e", "jenv enable-plugin export || true",
+                            "jenv add \"/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\" || true", "jenv rehash",
+                            "jenv global 21"}));
+    EXPECT_EQ(JEnvRunner::script(QStringLiteral("/x/a\"b"), 17).split(u'\n').value(2), QStringLiteral("jenv add \"/x/a\\\"b\" || true"));
+    EXPECT_EQ(SDKMANRunner::candidateArgument(QStringLiteral("21.0.2-tem")), QStringLiteral("21.0.2-tem"));
+    EXPECT_EQ(SDKMANRunner::candidateArgument(QStringLiteral("21$(id)-tem")), QStringLiteral("\"21\\$(id)-tem\""));
+    EXPECT_EQ(TemurinPackage::installerCommand(QStringLiteral("/Users/ada/Library/Caches/Tarnwick/temurin-21-jdk-21.0.5+11.pkg"),
+                                               QStringLiteral("Enter Mac password")),
+              QStringLiteral("do shell script \"/usr/sbin/installer -pkg \\\"/Users/ada/Library/Caches/Tarnwick/temurin-21-jdk-21.0.5+11.pkg\\\" "
+                             "-target /\" with administrator privileges with prompt \"Enter Mac password\""));
+}
+
+TEST(VersionManagerRunners, RunTheirToolsInARealLoginShell)
+{
+    ToolHome home;
+    const ShellRunner shell = home.mac.shell();
+    const SDKMANRunner sdkman(home.dir.filePath(QStringLiteral(".sdkman")), shell);
+    auto [sdkOutput, sdkEnd] = home.lines([&](auto &c, auto on) { return sdkman.install(QStringLiteral("21-tem"), c, on); });
+    EXPECT_EQ(sdkOutput, (QStringList {"sdk:install", "sdk:java", "sdk:21-tem"}));
+    EXPECT_EQ(sdkEnd, StreamEvent::completed(0));
+
+    const MiseRunner mise(home.dir.filePath(QStringLiteral("mise/bin/mise")), shell, std::make_shared<InMemoryFileSystem>());
+    auto [miseOutput, miseEnd] = home.lines([&](auto &c, auto on) { return mise.install(QStringLiteral("temurin-21"), c, on); });
+    EXPECT_EQ(miseOutput, (QStringList {"mise:install", "mise:java@temurin-21", "mise:use", "mise:-g", "mise:java@temurin-21"}));
+    EXPECT_EQ(miseEnd, StreamEvent::completed(0));
+
+    const JEnvRunner jenv(home.dir.filePath(QStringLiteral(".jenv")), shell, std::make_shared<InMemoryFileSystem>());
+    auto [jenvOutput, jenvEnd] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(QStringLiteral("/opt/jdk"), 21, c, on); });
+    EXPECT_EQ(jenvOutput, (QStringList {"jenv:enable-plugin", "jenv:export", "jenv:add", "jenv:/opt/jdk", "jenv:rehash", "jenv:global", "jenv:21"}));
+    EXPECT_EQ(jenvEnd, StreamEvent::completed(0));
+
+    // `set -e`: a failing rehash stops the script before `jenv global`.
+    home.write(QStringLiteral(".jenv/bin/jenv"), "#!/bin/sh\n[ \"$1\" = rehash ] && { echo 'jenv: cannot rehash' >&2; exit 3; }\necho \"jenv:$1\"\n", true);
+    auto [stopped, stoppedEnd] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(QStringLiteral("/opt/jdk"), 21, c, on); });
+    EXPECT_EQ(stopped, (QStringList {"jenv:enable-plugin", "jenv:add", "jenv: cannot rehash"}));
+    EXPECT_EQ(stoppedEnd, StreamEvent::completed(3));
+}
+
+TEST(VersionManagerRunners, HostilePathsReachTheToolUnchangedAndNeverRun)
+{
+    ToolHome home;
+    const QString canary = home.dir.filePath(QStringLiteral("canary"));
+    const ShellRunner shell = home.mac.shell();
+    const JEnvRunner jenv(home.dir.filePath(QStringLiteral(".jenv")), shell, std::make_shared<InMemoryFileSystem>());
+    const MiseRunner mise(home.dir.filePath(QStringLiteral("mise/bin/mise")), shell, std::make_shared<InMemoryFileSystem>());
+    for (const QString &path : hostilePaths(canary)) {
+        auto [output, end] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(path, 21, c, on); });
+        EXPECT_EQ(output.value(3), QStringLiteral("jenv:") + path) << path.toStdString();
+        auto [miseOutput, miseEnd] = home.lines([&](auto &c, auto on) { return mise.select(path, c, on); });
+        EXPECT_EQ(miseOutput.value(2), QStringLiteral("mise:java@") + path) << path.toStdString();
+        EXPECT_FALSE(QFile::exists(canary)) << path.toStdString();
+    }
+}
+
+TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
+{
+    // The stand-in osascript decodes the AppleScript literal and hands it to /bin/sh, as the real
+    // one does; the stand-in installer writes down the package path it was given.
+    QTemporaryDir dir;
+    const QString canary = dir.filePath(QStringLiteral("canary"));
+    const QString received = dir.filePath(QStringLiteral("received"));
+    StandIns mac;
+    mac.map(QStringLiteral("/usr/bin/osascript"), QStringLiteral(STANDINS_DIR "/osascript"));
+    mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
+                        {QStringLiteral("STANDIN_INSTALLED_PKG"), received},
+                        {QStringLiteral("STANDIN_PROMPT_FILE"), dir.filePath(QStringLiteral("prompt"))}});
+    const TemurinPackage package(mac.runner(), nullptr, std::make_shared<InMemoryFileSystem>(), QStringLiteral("Test"));
+    for (const QString &path : hostilePaths(canary)) {
+        QFile::remove(received);
+        CancellableProcess cancellation;
+        const TemurinPackage::InstallerOutcome outcome = package.runInstaller(path, QStringLiteral("Say \"please\" \\ now"), cancellation);
+        EXPECT_EQ(outcome.kind, TemurinPackage::InstallerOutcome::Kind::success) << path.toStdString() << outcome.message.toStdString();
+        QFile file(received);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+        EXPECT_EQ(QString::fromUtf8(file.readAll()), path);
+        EXPECT_FALSE(QFile::exists(canary)) << path.toStdString();
+    }
+    QFile prompt(dir.filePath(QStringLiteral("prompt")));
+    ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
+    EXPECT_EQ(prompt.readAll(), QByteArray("Say \"please\" \\ now"));
+}
+
+TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
+{
+    const QString mise = QStringLiteral("eval \"$(mise activate zsh)\"");
+    const QString jenvPath = QStringLiteral("export PATH=\"$HOME/.jenv/bin:$PATH\"");
+    const QString jenvInit = QStringLiteral("eval \"$(jenv init -)\"");
+    const struct {
+        const char *name;
+        std::optional<QByteArray> zshrc;
+        QStringList missingMise;
+        QStringList missingJenv;
+    } cases[] = {
+        {"no ~/.zshrc", std::nullopt, {mise}, {jenvPath, jenvInit}},
+        {"only a commented jEnv hook", "# eval \"$(jenv init -)\"\n", {mise}, {jenvPath, jenvInit}},
+        {"both jEnv lines, indented", "  export PATH=\"$HOME/.jenv/bin:$PATH\"\n\teval \"$(jenv init -)\"\n", {mise}, {}},
+        {"mise inside a longer line", "[ -x /opt/homebrew/bin/mise ] && eval \"$(mise activate zsh)\"\n", {}, {jenvPath, jenvInit}},
+        {"jEnv init only", "eval \"$(jenv init -)\"\r\n", {mise}, {jenvPath}},
+    };
+    for (const auto &c : cases) {
+        auto fs = std::make_shared<InMemoryFileSystem>();
+        if (c.zshrc)
+            fs->addFile(fs->homeDirectory() + QStringLiteral("/.zshrc"), *c.zshrc);
+        const ShellRunner shell(std::make_shared<LiveProcessRunner>());
+        EXPECT_EQ(MiseRunner(QString(), shell, fs).missingHookLines(), c.missingMise) << c.name;
+        EXPECT_EQ(JEnvRunner(QString(), shell, fs).missingHookLines(), c.missingJenv) << c.name;
+    }
+}
