@@ -1,0 +1,191 @@
+#include "StandIns.h"
+#include "fixtures/FixtureHTTPFetcher.h"
+#include "fixtures/InMemoryFileSystem.h"
+#include "runners/BrewRunner.h"
+#include "runners/PKGInstaller.h"
+
+#include <QCryptographicHash>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using Kind = BrewRunner::Event::Kind;
+
+namespace {
+
+const QByteArray kTerminalRequired = "sudo: a terminal is required to read the password; either use the -S option to read from "
+                                     "standard input or configure an askpass helper";
+const QString kApi = QStringLiteral("https://api.adoptium.test");
+
+// brew is a real stand-in process that writes down its verbs; the disk and Adoptium are doubles,
+// so that /Library/Java can hold a JDK or not.
+class BrewHarness {
+public:
+    BrewHarness()
+    {
+        mac.map(QStringLiteral("/usr/bin/osascript"), QStringLiteral(STANDINS_DIR "/osascript"));
+        mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
+                            {QStringLiteral("STANDIN_INSTALLED_PKG"), dir.filePath(QStringLiteral("installed"))}});
+        for (int major : {21, 25}) {
+            const QByteArray package = "temurin " + QByteArray::number(major) + " package";
+            http->respond(QUrl(kApi + QStringLiteral("/v3/assets/latest/%1/hotspot?architecture=aarch64&image_type=jdk&os=mac").arg(major)),
+                          HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/" + QByteArray::number(major)
+                                                     + ".pkg\", \"checksum\": \"" + QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex()
+                                                     + "\", \"name\": \"OpenJDK.pkg\"}}, \"release_name\": \"jdk-" + QByteArray::number(major) + "\"}]"});
+            http->respond(QUrl(QStringLiteral("https://downloads.test/%1.pkg").arg(major)), HTTPResponse {200, {}, package});
+        }
+    }
+    // brew prints `output` (a shell snippet) for every verb and exits with `status`.
+    void brew(const QByteArray &output, int status = 0)
+    {
+        mac.add(QStringLiteral("/opt/homebrew/bin/brew"),
+                "echo \"$1\" >> '" + dir.filePath(QStringLiteral("verbs")).toUtf8() + "'\n" + output + "\nexit " + QByteArray::number(status));
+    }
+    QStringList verbs() const
+    {
+        QFile file(dir.filePath(QStringLiteral("verbs")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts) : QStringList();
+    }
+    BrewRunner::Event run(const QString &cask, const std::function<void(const BrewRunner::Event &)> &also = {})
+    {
+        const BrewRunner runner(QStringLiteral("/opt/homebrew/bin/brew"), mac.runner(), http, fs, AdoptiumAPI(http, QUrl(kApi)));
+        return runner.run(cask, QString::fromLatin1(PKGInstaller::kPrompt), cancellation, [&](const BrewRunner::Event &event) {
+            if (event.kind == Kind::output)
+                lines.append(event.text);
+            else
+                progress.append(event);
+            if (also)
+                also(event);
+        });
+    }
+    void installJDK(const QString &bundle) const
+    {
+        fs->addFile(QStringLiteral("/Library/Java/JavaVirtualMachines/") + bundle + QStringLiteral("/Contents/Home/bin/java"), "", 0755);
+    }
+
+    QTemporaryDir dir;
+    StandIns mac;
+    std::shared_ptr<InMemoryFileSystem> fs = std::make_shared<InMemoryFileSystem>();
+    std::shared_ptr<FixtureHTTPFetcher> http = std::make_shared<FixtureHTTPFetcher>(fs);
+    CancellableProcess cancellation;
+    QStringList lines;
+    QList<BrewRunner::Event> progress;
+};
+
+} // namespace
+
+TEST(BrewRunner, StreamsASuccessfulInstallWithSudoRoutedThroughTheExecutor)
+{
+    BrewHarness harness;
+    harness.brew("echo '==> Installing Cask temurin@21'\necho \"askpass=$SUDO_ASKPASS\"\necho \"first=${PATH%%:*}\"\n"
+                 "echo '🍺  temurin@21 was successfully installed!'");
+    EXPECT_EQ(harness.run(QStringLiteral("temurin@21")), BrewRunner::Event::completed(0));
+    ASSERT_EQ(harness.lines.size(), 4);
+    EXPECT_EQ(harness.lines[0], QStringLiteral("==> Installing Cask temurin@21"));
+    EXPECT_TRUE(harness.lines[1].startsWith(QStringLiteral("askpass=/private/tmp/twk-priv-"))) << harness.lines[1].toStdString();
+    EXPECT_TRUE(harness.lines[1].endsWith(QStringLiteral("/askpass.sh")));
+    EXPECT_TRUE(harness.lines[2].startsWith(QStringLiteral("first=/private/tmp/twk-priv-")));
+    EXPECT_EQ(harness.lines[3], QStringLiteral("🍺  temurin@21 was successfully installed!"));
+    EXPECT_EQ(harness.verbs(), QStringList {"install"});
+    EXPECT_TRUE(harness.fs->contentsOfDirectory(QStringLiteral("/private/tmp")).isEmpty()); // the executor cleaned up
+}
+
+TEST(BrewRunner, FallsBackToThePackageWhenHomebrewBypassesTheWrapper)
+{
+    const struct {
+        QString cask;
+        QString lookup;
+    } cases[] = {
+        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…")},
+        {QStringLiteral("temurin"), QStringLiteral("Looking up Temurin 25 (aarch64) on Adoptium…")},
+    };
+    for (const auto &c : cases) {
+        BrewHarness harness;
+        harness.brew("echo '==> Installing Cask " + c.cask.toUtf8() + "'\necho '" + kTerminalRequired + "' >&2\necho 'sudo: a password is required' >&2", 1);
+        EXPECT_EQ(harness.run(c.cask), BrewRunner::Event::completed(0)) << c.cask.toStdString();
+        EXPECT_EQ(harness.lines.mid(3), (QStringList {QString(), QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"),
+                                                      c.lookup, QStringLiteral("Verifying download checksum…"),
+                                                      QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…"),
+                                                      QStringLiteral("Installer completed.")}))
+            << c.cask.toStdString();
+        ASSERT_FALSE(harness.progress.isEmpty());
+        EXPECT_EQ(harness.progress.last().kind, Kind::downloading);
+        EXPECT_TRUE(QFile::exists(harness.dir.filePath(QStringLiteral("installed")))); // the installer ran
+        EXPECT_TRUE(harness.fs->contentsOfDirectory(harness.fs->cachesDirectory() + QStringLiteral("/Tarnwick")).isEmpty());
+    }
+}
+
+TEST(BrewRunner, ARefusedPasswordIsACancelNotAFailure)
+{
+    BrewHarness harness;
+    harness.brew("echo 'sudo: a password is required' >&2", 1);
+    EXPECT_EQ(harness.run(QStringLiteral("temurin@21")), BrewRunner::Event::canceled());
+    EXPECT_FALSE(harness.lines.contains(QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…")));
+
+    BrewHarness failing;
+    failing.brew("echo 'Error: Download failed on Cask temurin@21' >&2", 1);
+    EXPECT_EQ(failing.run(QStringLiteral("temurin@21")), BrewRunner::Event::completed(1));
+}
+
+TEST(BrewRunner, ReinstallsWhenHomebrewHasTheCaskButTheJDKIsGone)
+{
+    const QByteArray notUpgrading = "echo 'Warning: Not upgrading temurin, the latest version is already installed'";
+    const struct {
+        const char *name;
+        QString cask;
+        QString installedBundle; // empty: none
+        QStringList verbs;
+    } cases[] = {
+        {"JDK missing", QStringLiteral("temurin"), {}, {"install", "reinstall"}},
+        {"JDK present by its major", QStringLiteral("temurin@21"), QStringLiteral("temurin-21.jdk"), {"install"}},
+        {"another major's JDK does not count", QStringLiteral("temurin@21"), QStringLiteral("temurin-17.jdk"), {"install", "reinstall"}},
+        {"any Temurin JDK for the plain cask", QStringLiteral("temurin"), QStringLiteral("temurin-23.jdk"), {"install"}},
+        {"Warp is never reinstalled", QStringLiteral("warp"), {}, {"install"}},
+    };
+    for (const auto &c : cases) {
+        BrewHarness harness;
+        harness.brew(notUpgrading);
+        if (!c.installedBundle.isEmpty())
+            harness.installJDK(c.installedBundle);
+        EXPECT_EQ(harness.run(c.cask), BrewRunner::Event::completed(0)) << c.name;
+        EXPECT_EQ(harness.verbs(), c.verbs) << c.name;
+        if (c.verbs.size() == 2) {
+            EXPECT_EQ(harness.lines.value(2), QStringLiteral("Homebrew reports ") + c.cask
+                                                  + QStringLiteral(" is already installed, but the JDK is missing from "
+                                                                   "/Library/Java/JavaVirtualMachines/. Retrying with `brew reinstall --cask ")
+                                                  + c.cask + QStringLiteral("`…"))
+                << c.name;
+        }
+    }
+}
+
+TEST(BrewRunner, WarpNeverFallsBack)
+{
+    BrewHarness harness;
+    harness.brew("echo '" + kTerminalRequired + "' >&2\necho 'sudo: a password is required' >&2", 1);
+    EXPECT_EQ(harness.run(QStringLiteral("warp")), BrewRunner::Event::canceled());
+    EXPECT_EQ(harness.verbs(), QStringList {"install"});
+    EXPECT_EQ(harness.lines.size(), 2); // brew's own lines only
+}
+
+TEST(BrewRunner, ABrewThatCannotStart)
+{
+    BrewHarness harness;
+    harness.mac.remove(QStringLiteral("/opt/homebrew/bin/brew"));
+    EXPECT_EQ(harness.run(QStringLiteral("temurin@21")), BrewRunner::Event::completed(-1));
+    EXPECT_EQ(harness.lines, QStringList {"Failed to start brew: No such file or directory"});
+}
+
+TEST(BrewRunner, CancellingStopsBrewAndReportsCanceled)
+{
+    BrewHarness harness;
+    harness.brew("echo '==> Downloading https://github.com/adoptium/temurin21-binaries'\nsleep 30");
+    const BrewRunner::Event end = harness.run(QStringLiteral("temurin@21"), [&](const BrewRunner::Event &event) {
+        if (event.text.startsWith(QLatin1String("==> Downloading")))
+            harness.cancellation.cancel();
+    });
+    EXPECT_EQ(end, BrewRunner::Event::canceled());
+    EXPECT_TRUE(harness.fs->contentsOfDirectory(QStringLiteral("/private/tmp")).isEmpty());
+}
