@@ -8,7 +8,7 @@
 
 /// What the Adoptium API said that we cannot use. Domain "AdoptiumAPI"; the message is what the
 /// user sees.
-class AdoptiumError : public std::runtime_error {
+class AdoptiumError : public Error {
 public:
     enum Code {
         noInstaller = 1,   // no asset, or the first asset has no installer
@@ -18,17 +18,12 @@ public:
         unexpectedLTS = 5, // an LTS version no release ever had
     };
 
-    AdoptiumError(Code code, const QString &message)
-        : std::runtime_error(message.toStdString()), m_code(code), m_message(message)
-    {
-    }
+    AdoptiumError(Code code, const QString &message) : Error(message), m_code(code) {}
     static QString domain() { return QStringLiteral("AdoptiumAPI"); }
     [[nodiscard]] Code code() const { return m_code; }
-    [[nodiscard]] QString message() const { return m_message; }
 
 private:
     Code m_code;
-    QString m_message;
 };
 
 /// Asks the Adoptium API which Java is the latest LTS, and where the latest Temurin installer

@@ -174,12 +174,11 @@ BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &
             onProgress(Event::output(QStringLiteral("Fallback failed: ") + error.message()));
             outcome = Event::completed(1);
         }
-    } catch (const std::runtime_error &error) {
-        // AdoptiumError, PackageError, DecodingError, FileSystemError: each says what went wrong.
+    } catch (const Error &error) { // Adoptium's answer, the package, the disk: each says what went wrong
         if (cancellation.isCanceled()) {
             outcome = Event::canceled();
         } else {
-            onProgress(Event::output(QStringLiteral("Fallback failed: ") + QString::fromStdString(error.what())));
+            onProgress(Event::output(QStringLiteral("Fallback failed: ") + error.message()));
             outcome = Event::completed(1);
         }
     }

@@ -1,6 +1,5 @@
 #include "runners/PKGInstaller.h"
 
-#include "services/JSONDecoding.h"
 #include "services/Watchdog.h"
 
 #include <mutex>
@@ -58,13 +57,7 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
             outcome = Event::error(QStringLiteral("Adoptium didn't respond within 20 seconds. Try again in a moment, or use Other Java install methods."));
         else
             outcome = failure(error.message());
-    } catch (const AdoptiumError &error) {
-        outcome = failure(error.message());
-    } catch (const PackageError &error) {
-        outcome = failure(error.message());
-    } catch (const DecodingError &error) {
-        outcome = failure(error.message());
-    } catch (const FileSystemError &error) {
+    } catch (const Error &error) { // Adoptium's answer, the package, the disk: each says what went wrong
         outcome = failure(error.message());
     }
     if (cancellation.isCanceled() && outcome.kind != Event::Kind::completed)

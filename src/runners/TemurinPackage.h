@@ -7,21 +7,16 @@
 #include <memory>
 
 /// A failure of a direct package install, with the domain of the runner that raised it.
-class PackageError : public std::runtime_error {
+class PackageError : public Error {
 public:
     enum Code { downloadStatus = 2, checksumMismatch = 6, badMajorVersion = 7 };
-    PackageError(QString domain, Code code, const QString &message)
-        : std::runtime_error(message.toStdString()), m_domain(std::move(domain)), m_code(code), m_message(message)
-    {
-    }
+    PackageError(QString domain, Code code, const QString &message) : Error(message), m_domain(std::move(domain)), m_code(code) {}
     [[nodiscard]] QString domain() const { return m_domain; }
     [[nodiscard]] Code code() const { return m_code; }
-    [[nodiscard]] QString message() const { return m_message; }
 
 private:
     QString m_domain;
     Code m_code;
-    QString m_message;
 };
 
 /// The steps of installing a Temurin package without a package manager: where it goes, the

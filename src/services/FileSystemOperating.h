@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/Error.h"
+
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
@@ -8,10 +10,10 @@
 
 /// A file operation failed. The message names the operation and the path, then the platform's
 /// reason: "Couldn't read “/Users/ada/.zprofile”: Permission denied".
-class FileSystemError : public std::runtime_error {
+class FileSystemError : public Error {
 public:
     FileSystemError(const QString &path, const QString &message, int errorCode = 0)
-        : std::runtime_error(message.toStdString()), m_path(path), m_message(message), m_errorCode(errorCode)
+        : Error(message), m_path(path), m_errorCode(errorCode)
     {
     }
     /// "Couldn't <verb> “<path>”: <the platform's reason for errorCode>".
@@ -19,13 +21,11 @@ public:
     [[nodiscard]] static FileSystemError withReason(const QString &verb, const QString &path, const QString &reason);
 
     [[nodiscard]] QString path() const { return m_path; }
-    [[nodiscard]] QString message() const { return m_message; }
     /// The errno value behind the failure, or 0 when there was none (text that is not UTF-8).
     [[nodiscard]] int errorCode() const { return m_errorCode; }
 
 private:
     QString m_path;
-    QString m_message;
     int m_errorCode;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "services/Error.h"
 #include "services/ProcessCancellation.h"
 
 #include <QByteArray>
@@ -43,7 +44,7 @@ struct HTTPResponse {
 
 /// Why a request produced no HTTP response. An HTTP error status is not one of these: it comes
 /// back as a response, and callers check the status.
-class HTTPError : public std::runtime_error {
+class HTTPError : public Error {
 public:
     enum class Kind {
         timedOut,        // the time limit passed
@@ -53,16 +54,11 @@ public:
         badServerResponse, // raised by clients: an answer they cannot use (an unexpected status)
     };
 
-    HTTPError(Kind kind, const QString &message)
-        : std::runtime_error(message.toStdString()), m_kind(kind), m_message(message)
-    {
-    }
+    HTTPError(Kind kind, const QString &message) : Error(message), m_kind(kind) {}
     [[nodiscard]] Kind kind() const { return m_kind; }
-    [[nodiscard]] QString message() const { return m_message; }
 
 private:
     Kind m_kind;
-    QString m_message;
 };
 
 /// HTTP requests, synchronous and safe to call from any thread. Redirects are followed.

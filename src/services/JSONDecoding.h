@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/Error.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -8,13 +10,9 @@
 #include <stdexcept>
 
 /// JSON that is not what we expected: unparsable, a missing key, a value of the wrong type.
-class DecodingError : public std::runtime_error {
+class DecodingError : public Error {
 public:
-    explicit DecodingError(const QString &message) : std::runtime_error(message.toStdString()), m_message(message) {}
-    [[nodiscard]] QString message() const { return m_message; }
-
-private:
-    QString m_message;
+    using Error::Error;
 };
 
 /// Strict readers for JSON we decode into our own types; each throws DecodingError saying what

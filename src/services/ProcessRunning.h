@@ -1,5 +1,6 @@
 #pragma once
 
+#include "services/Error.h"
 #include "services/ProcessCancellation.h"
 
 #include <QMap>
@@ -47,21 +48,14 @@ struct ProcessStreamEvent {
 };
 
 /// The program could not be started (missing, not executable, a directory...).
-class ProcessLaunchError : public std::runtime_error {
+/// `message()` is the platform's description of the failure, e.g. "No such file or directory".
+class ProcessLaunchError : public Error {
 public:
-    ProcessLaunchError(const QString &executable, const QString &message)
-        : std::runtime_error((executable + QStringLiteral(": ") + message).toStdString())
-        , m_executable(executable)
-        , m_message(message)
-    {
-    }
+    ProcessLaunchError(const QString &executable, const QString &message) : Error(message), m_executable(executable) {}
     [[nodiscard]] QString executable() const { return m_executable; }
-    /// The platform's description of the failure, e.g. "No such file or directory".
-    [[nodiscard]] QString message() const { return m_message; }
 
 private:
     QString m_executable;
-    QString m_message;
 };
 
 /// Starts child programs; the only code that spawns processes. Programs are named by absolute

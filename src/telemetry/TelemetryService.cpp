@@ -168,10 +168,7 @@ void TelemetryService::loadPending()
                 m_configuration.log(prefix + QStringLiteral("entry %1 skipped: %2").arg(i + 1).arg(error.message()));
             }
         }
-    } catch (const FileSystemError &error) {
-        m_configuration.log(prefix + error.message());
-        return;
-    } catch (const DecodingError &error) {
+    } catch (const Error &error) { // unreadable, or not JSON events
         m_configuration.log(prefix + error.message());
         return;
     }
