@@ -1,7 +1,7 @@
 #include "WindowCapture.h"
 
 #include "BuildConfig.h"
-#include "services/AppServices.h"
+#include "fixtures/ServiceSelection.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -25,9 +25,15 @@ int main(int argc, char *argv[])
     options.process(app);
 
     // The one set of services of this run; the screens receive it as they are added.
-    const AppServices services = AppServices::live();
+    auto selected = ServiceSelection::fromEnvironment();
+    if (const QString *problem = std::get_if<QString>(&selected)) {
+        qCritical("%s", qUtf8Printable(*problem));
+        return 2;
+    }
+    const ServiceSelection &selection = std::get<ServiceSelection>(selected);
 
     QQmlApplicationEngine engine;
+    engine.setInitialProperties({{QStringLiteral("notice"), selection.notice}});
     engine.load(QUrl(QStringLiteral("qrc:/Tarnwick/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;

@@ -14,6 +14,17 @@ Diagnosis diagnose(const ProbeBundle &bundle)
                               + QStringLiteral(") but /usr/libexec/java_home couldn't parse any JDKs — possible malformed install."));
 }
 
+QString Diagnosis::headline() const
+{
+    switch (m_kind) {
+    case Kind::D1_NoJDK: return QStringLiteral("Java is not installed");
+    case Kind::D2_HomeUnset: return QStringLiteral("JAVA_HOME isn't set");
+    case Kind::noErrorsFound: return QStringLiteral("Java is installed");
+    case Kind::unknown: return QStringLiteral("Couldn't auto-diagnose");
+    }
+    return {};
+}
+
 QString Diagnosis::explanation() const
 {
     switch (m_kind) {

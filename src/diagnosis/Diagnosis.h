@@ -23,6 +23,8 @@ public:
     /// For unknown.
     [[nodiscard]] const QString &reason() const { return m_reason; }
 
+    /// "Java is not installed" and so on: what the user reads first.
+    [[nodiscard]] QString headline() const;
     /// The paragraph shown under the diagnosis headline.
     [[nodiscard]] QString explanation() const;
 

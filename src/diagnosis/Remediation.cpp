@@ -46,6 +46,17 @@ Remediation remediationForUnsetHome(const JDKInfo &jdk, const SystemProfile &pro
     return Remediation::writeJavaHomeToZprofile(jdk.path);
 }
 
+bool Remediation::setsJavaHome() const
+{
+    return m_kind == Kind::writeJavaHomeToZprofile || m_kind == Kind::setJavaHomeViaSDKMAN || m_kind == Kind::setJavaHomeViaMise
+        || m_kind == Kind::setJavaHomeViaJenv;
+}
+
+bool Remediation::needsNoJavaCheck() const
+{
+    return m_kind == Kind::installWarpViaBrew || m_kind == Kind::installHomebrew;
+}
+
 QString Remediation::id() const
 {
     switch (m_kind) {

@@ -51,6 +51,11 @@ public:
     [[nodiscard]] int version() const { return m_number; }               // a Temurin major version
     [[nodiscard]] int majorVersion() const { return m_number; }
 
+    /// Whether the fix sets JAVA_HOME (and installs nothing).
+    [[nodiscard]] bool setsJavaHome() const;
+    /// Whether the fix is finished without checking Java afterwards (Warp, Homebrew alone).
+    [[nodiscard]] bool needsNoJavaCheck() const;
+
     /// Stable identifier, e.g. "brew:temurin@21"; telemetry reports it.
     [[nodiscard]] QString id() const;
     /// The primary button's label.

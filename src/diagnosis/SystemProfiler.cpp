@@ -10,11 +10,21 @@
 
 SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
                                std::chrono::milliseconds interactiveTimeLimit, OSVersionSource osVersion)
-    : m_shell(std::move(shell))
-    , m_fs(std::move(fs))
-    , m_interactiveTimeLimit(interactiveTimeLimit)
-    , m_osVersion(std::move(osVersion))
+    : SystemProfiler(std::move(shell), std::move(fs), Platform {std::move(osVersion), &environmentShell}, interactiveTimeLimit)
 {
+}
+
+SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
+                               std::chrono::milliseconds interactiveTimeLimit)
+    : m_shell(std::move(shell)), m_fs(std::move(fs)), m_interactiveTimeLimit(interactiveTimeLimit), m_platform(std::move(platform))
+{
+}
+
+std::optional<QString> SystemProfiler::environmentShell()
+{
+    if (!qEnvironmentVariableIsSet("SHELL"))
+        return std::nullopt;
+    return qEnvironmentVariable("SHELL");
 }
 
 SystemProfile SystemProfiler::profile() const
@@ -32,8 +42,8 @@ SystemProfile SystemProfiler::profile() const
 
     SystemProfile profile;
     const QString home = m_fs->homeDirectory();
-    profile.macosVersion = m_osVersion();
-    profile.shell = shellFromPath(qEnvironmentVariableIsSet("SHELL") ? std::optional(qEnvironmentVariable("SHELL")) : std::nullopt);
+    profile.macosVersion = m_platform.osVersion();
+    profile.shell = shellFromPath(m_platform.shellPath());
     profile.homebrewPrefix = firstExecutable({QStringLiteral("/opt/homebrew/bin/brew"), QStringLiteral("/usr/local/bin/brew")});
     if (m_fs->fileExists(home + QStringLiteral("/.sdkman/bin/sdkman-init.sh")))
         profile.sdkmanRoot = home + QStringLiteral("/.sdkman");

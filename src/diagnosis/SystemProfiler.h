@@ -14,9 +14,18 @@ class SystemProfiler {
 public:
     using OSVersionSource = std::function<MacOSVersion()>;
 
+    /// What the profile reads from the running system rather than through the services: the
+    /// OS version and the user's SHELL. A simulated Mac supplies its own.
+    struct Platform {
+        OSVersionSource osVersion = &platformOSVersion;
+        std::function<std::optional<QString>()> shellPath = &environmentShell;
+    };
+
     SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
                    std::chrono::milliseconds interactiveTimeLimit = std::chrono::seconds(15),
                    OSVersionSource osVersion = &platformOSVersion);
+    SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
+                   std::chrono::milliseconds interactiveTimeLimit = std::chrono::seconds(15));
 
     /// Every probe is an independent program or file check; they run side by side, so a profile
     /// takes about as long as its slowest probe.
@@ -24,6 +33,8 @@ public:
 
     /// The running system's version as the platform reports it (on Linux, the distribution's).
     static MacOSVersion platformOSVersion();
+    /// This process's SHELL; nothing when unset.
+    static std::optional<QString> environmentShell();
     /// The shell named by a SHELL value such as "/opt/homebrew/bin/fish"; unset is "unknown".
     static Shell shellFromPath(const std::optional<QString> &shellPath);
     /// What `uname -m` printed, as an architecture.
@@ -39,5 +50,5 @@ private:
     ShellRunner m_shell;
     std::shared_ptr<const FileSystemOperating> m_fs;
     std::chrono::milliseconds m_interactiveTimeLimit;
-    OSVersionSource m_osVersion;
+    Platform m_platform;
 };

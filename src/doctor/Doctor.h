@@ -1,0 +1,48 @@
+#pragma once
+
+#include "diagnosis/SystemProfiler.h"
+#include "doctor/DoctorReport.h"
+#include "runners/FixSequence.h"
+
+#include <QTextStream>
+
+/// The terminal front end: profiles the Mac, prints the diagnosis and the audit, and with --fix
+/// runs the recommended fix, checks it in a fresh shell, and offers the JAVA_HOME step after an
+/// install. The same core as the app; no telemetry.
+class Doctor {
+public:
+    struct Options {
+        bool json = false; // one JSON object on stdout, progress on stderr
+        bool fix = false;
+        bool yes = false;  // answer yes to every question
+    };
+    struct Terminal {
+        QTextStream &out;
+        QTextStream &err;
+        QTextStream &in;
+        bool stdinIsTerminal = false;
+        bool stdoutIsTerminal = false;
+    };
+    enum ExitCode { verified = 0, notVerified = 1, canceled = 130 };
+
+    Doctor(AppServices services, SystemProfiler::Platform platform, FixSequence::Configuration fixConfiguration, Options options,
+           Terminal terminal);
+
+    /// 0 when nothing is wrong (or the fix verified), 1 when something is (or the fix failed or
+    /// did not verify), 130 when the user cancelled.
+    int run();
+
+private:
+    [[nodiscard]] DoctorFindings examine() const;
+    [[nodiscard]] SystemProfile profile() const;
+    FixRecord runFix(const Remediation &remediation);
+    [[nodiscard]] int exitCodeAfter(const FixRecord &fix) const;
+    bool ask(const QString &question);
+    QTextStream &progress() { return m_options.json ? m_terminal.err : m_terminal.out; }
+
+    AppServices m_services;
+    SystemProfiler::Platform m_platform;
+    FixSequence::Configuration m_fixConfiguration;
+    Options m_options;
+    Terminal m_terminal;
+};

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "diagnosis/Remediation.h"
+#include "profile_edit/FileAppendWriter.h"
+#include "services/AppServices.h"
+#include "telemetry/TelemetrySink.h"
+
+#include <QUrl>
+
+/// Runs one chosen fix from start to end: which runners, in which order, with which lines and
+/// exit codes, and when to offer a ~/.zshrc or ~/.zprofile change. Written once; the remediation
+/// sheet and the doctor differ only in how they show lines and ask questions.
+class FixSequence {
+public:
+    struct Outcome {
+        enum class Kind { success, failure, canceled };
+        Kind kind = Kind::failure;
+        QString message;
+
+        static Outcome success(QString message) { return {Kind::success, std::move(message)}; }
+        static Outcome failure(QString message) { return {Kind::failure, std::move(message)}; }
+        static Outcome canceled() { return {Kind::canceled, {}}; }
+        friend bool operator==(const Outcome &, const Outcome &) = default;
+    };
+
+    /// What a front end does for the sequence. Calls come from the thread running the sequence.
+    class FrontEnd {
+    public:
+        virtual ~FrontEnd() = default;
+        /// One more line of output.
+        virtual void line(const QString &text) = 0;
+        /// A progress line that replaces the previous progress line ("Downloaded 12.0 MB of …").
+        virtual void progress(const QString &text) = 0;
+        /// Whether to append to ~/.zshrc what the preview shows (a version manager's hook).
+        virtual bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) = 0;
+        /// Whether to write ~/.zprofile as the preview shows.
+        virtual bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) = 0;
+    };
+
+    struct Configuration {
+        QUrl adoptiumBaseURL;
+        QUrl homebrewInstallScriptURL;
+        QUrl troubleshootingArticleURL; // linked from the failure message
+    };
+    /// The environment's configuration, and the maker's troubleshooting article.
+    [[nodiscard]] static Configuration defaultConfiguration();
+
+    /// `telemetry` may be null (the doctor sends nothing).
+    FixSequence(AppServices services, Configuration configuration, TelemetrySink *telemetry);
+
+    Outcome run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const;
+
+    static constexpr const char *kPasswordPrompt = "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/";
+    [[nodiscard]] static QString title(const Remediation &remediation);
+    [[nodiscard]] static QString explainer(const Remediation &remediation);
+    [[nodiscard]] static QString successMessage(const Remediation &remediation);
+    [[nodiscard]] QString failureMessage(int exitCode) const;
+    /// "Downloaded 12.3 MB of 190.0 MB", or "Downloaded 12.3 MB" when the total is unknown.
+    [[nodiscard]] static QString downloadedText(qint64 received, std::optional<qint64> total);
+    /// The explanation shown with a ~/.zshrc offer.
+    [[nodiscard]] static QStringList zshrcOfferText(const FileAppendWriter::DiffPreview &preview);
+
+private:
+    struct Run;
+
+    AppServices m_services;
+    Configuration m_configuration;
+    TelemetrySink *m_telemetry;
+};
