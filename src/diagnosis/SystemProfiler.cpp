@@ -8,6 +8,15 @@
 
 #include <future>
 
+namespace {
+
+QStringList miseLocations(const QString &home)
+{
+    return {QStringLiteral("/opt/homebrew/bin/mise"), home + QStringLiteral("/.local/bin/mise"), QStringLiteral("/usr/local/bin/mise")};
+}
+
+} // namespace
+
 SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
                                std::chrono::milliseconds interactiveTimeLimit, OSVersionSource osVersion)
     : SystemProfiler(std::move(shell), std::move(fs), Platform {std::move(osVersion), &environmentShell}, interactiveTimeLimit)
@@ -44,7 +53,7 @@ SystemProfile SystemProfiler::profile() const
     const QString home = m_fs->homeDirectory();
     profile.macosVersion = m_platform.osVersion();
     profile.shell = shellFromPath(m_platform.shellPath());
-    profile.homebrewPrefix = firstExecutable({QStringLiteral("/opt/homebrew/bin/brew"), QStringLiteral("/usr/local/bin/brew")});
+    profile.homebrewPrefix = findBrew(*m_fs);
     if (m_fs->fileExists(home + QStringLiteral("/.sdkman/bin/sdkman-init.sh")))
         profile.sdkmanRoot = home + QStringLiteral("/.sdkman");
     profile.jenvRoot = directoryIfPresent(home + QStringLiteral("/.jenv"));
@@ -71,8 +80,7 @@ SystemProfile SystemProfiler::profile() const
     terminals.kitty = applicationInstalled(QStringLiteral("kitty.app"));
     terminals.wezterm = applicationInstalled(QStringLiteral("WezTerm.app"));
 
-    profile.miseExecutable = firstExecutable({QStringLiteral("/opt/homebrew/bin/mise"), home + QStringLiteral("/.local/bin/mise"),
-                                              QStringLiteral("/usr/local/bin/mise")});
+    profile.miseExecutable = firstExecutable(miseLocations(home));
     if (!profile.miseExecutable)
         profile.miseExecutable = miseOnPath.get();
     ai.claudeCodeCLI = claude.get().has_value();
@@ -82,6 +90,27 @@ SystemProfile SystemProfiler::profile() const
     profile.xcodeCommandLineToolsPath = commandLineTools.get();
     profile.javaState = java.get();
     return profile;
+}
+
+std::optional<QString> SystemProfiler::findBrew(const FileSystemOperating &fs)
+{
+    for (const char *candidate : {"/opt/homebrew/bin/brew", "/usr/local/bin/brew"}) {
+        if (fs.isExecutableFile(QString::fromLatin1(candidate)))
+            return QString::fromLatin1(candidate);
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> SystemProfiler::findMise(const ShellRunner &shell, const FileSystemOperating &fs)
+{
+    for (const QString &candidate : miseLocations(fs.homeDirectory())) {
+        if (fs.isExecutableFile(candidate))
+            return candidate;
+    }
+    std::optional<QString> answer = trimmedAnswer(shell, QStringLiteral("/usr/bin/which"), {QStringLiteral("mise")});
+    if (answer && fs.isExecutableFile(*answer))
+        return answer;
+    return std::nullopt;
 }
 
 MacOSVersion SystemProfiler::platformOSVersion()

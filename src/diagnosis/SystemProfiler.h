@@ -37,6 +37,10 @@ public:
     static std::optional<QString> environmentShell();
     /// The shell named by a SHELL value such as "/opt/homebrew/bin/fish"; unset is "unknown".
     static Shell shellFromPath(const std::optional<QString> &shellPath);
+    /// Where Homebrew's `brew` is: /opt/homebrew/bin (Apple silicon), else /usr/local/bin (Intel).
+    [[nodiscard]] static std::optional<QString> findBrew(const FileSystemOperating &fs);
+    /// Where `mise` is: the usual places in order, else what `which mise` names (an executable).
+    [[nodiscard]] static std::optional<QString> findMise(const ShellRunner &shell, const FileSystemOperating &fs);
     /// What `uname -m` printed, as an architecture.
     static Architecture architectureFromMachine(const QString &machine);
 

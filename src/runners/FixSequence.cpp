@@ -1,6 +1,7 @@
 #include "runners/FixSequence.h"
 
 #include "diagnosis/Probes.h"
+#include "diagnosis/SystemProfiler.h"
 #include "profile_edit/ZprofileWriter.h"
 #include "runners/BrewRunner.h"
 #include "runners/HomebrewInstaller.h"
@@ -55,16 +56,10 @@ struct FixSequence::Run {
 
     void brewStep(const QString &cask, const QString &prompt)
     {
-        QString brew;
-        for (const char *candidate : {"/opt/homebrew/bin/brew", "/usr/local/bin/brew"}) {
-            if (services().fs->isExecutableFile(QString::fromLatin1(candidate))) {
-                brew = QString::fromLatin1(candidate);
-                break;
-            }
-        }
-        if (brew.isEmpty())
+        const std::optional<QString> brew = SystemProfiler::findBrew(*services().fs);
+        if (!brew)
             return fail(QStringLiteral("Homebrew not found in /opt/homebrew/bin or /usr/local/bin."), -1);
-        const BrewRunner runner(brew, services().processRunner, services().http, services().fs, adoptium());
+        const BrewRunner runner(*brew, services().processRunner, services().http, services().fs, adoptium());
         const BrewRunner::Event end = runner.run(cask, prompt, cancellation, [this](const BrewRunner::Event &event) {
             if (event.kind == BrewRunner::Event::Kind::output)
                 frontEnd.line(event.text);
@@ -243,16 +238,7 @@ struct FixSequence::Run {
         }
     }
 
-    // Where Mise is: the usual places, else wherever `which` finds it.
-    QString miseExecutable() const
-    {
-        for (const QString &candidate : {QStringLiteral("/opt/homebrew/bin/mise"), home() + QStringLiteral("/.local/bin/mise"),
-                                         QStringLiteral("/usr/local/bin/mise")}) {
-            if (services().fs->isExecutableFile(candidate))
-                return candidate;
-        }
-        return trimmedAnswer(shell(), QStringLiteral("/usr/bin/which"), {QStringLiteral("mise")}).value_or(QString());
-    }
+    QString miseExecutable() const { return SystemProfiler::findMise(shell(), *services().fs).value_or(QString()); }
 };
 
 FixSequence::Outcome FixSequence::run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const

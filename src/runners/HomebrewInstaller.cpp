@@ -1,5 +1,6 @@
 #include "runners/HomebrewInstaller.h"
 
+#include "diagnosis/SystemProfiler.h"
 #include "profile_edit/FileAppendWriter.h"
 
 #include <QRegularExpression>
@@ -74,13 +75,7 @@ StreamEvent HomebrewInstaller::install(CancellableProcess &cancellation, const O
 void HomebrewInstaller::appendShellenv(const OutputHandler &onOutput) const
 {
     const auto output = [&onOutput](const QString &line) { onOutput(StreamEvent::output(line)); };
-    QString brew;
-    for (const char *candidate : {"/opt/homebrew/bin/brew", "/usr/local/bin/brew"}) {
-        if (m_fs->isExecutableFile(QString::fromLatin1(candidate))) {
-            brew = QString::fromLatin1(candidate);
-            break;
-        }
-    }
+    const QString brew = SystemProfiler::findBrew(*m_fs).value_or(QString());
     if (brew.isEmpty()) {
         output(QStringLiteral("Note: brew not found in expected locations after install; skipping ~/.zprofile shellenv append."));
         return;
