@@ -34,8 +34,6 @@ public:
     /// The arguments that run `commandLine` in a fresh, non-interactive login shell.
     static QStringList loginShellArguments(const QString &commandLine);
 
-    [[nodiscard]] const std::shared_ptr<const ProcessRunning> &process() const { return m_process; }
-
 private:
     std::shared_ptr<const ProcessRunning> m_process;
 };
