@@ -1,0 +1,419 @@
+// The unmodified doctor with live services inside a Mac-shaped root: real absolute paths, a real
+// login zsh reading real dotfiles, real child processes and real HTTP from servers on 127.0.0.1.
+
+#include "LocalHTTPServer.h"
+#include "MacRoot.h"
+
+#include <QCryptographicHash>
+#include <QDate>
+#include <QFileInfo>
+#include <QJsonArray>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString kHome = QString::fromLatin1(MacRoot::kHome);
+const QString kJVMs = QStringLiteral("/Library/Java/JavaVirtualMachines");
+const QString kTemurin21Home = kJVMs + QStringLiteral("/temurin-21.jdk/Contents/Home");
+const QString kPackageCache = kHome + QStringLiteral("/Library/Caches/Tarnwick");
+const QByteArray kUserCanceled = "0:75: execution error: User canceled. (-128)";
+
+QStringList linesOf(const QJsonObject &fix)
+{
+    QStringList lines;
+    for (const QJsonValue &line : fix.value(QStringLiteral("lines")).toArray())
+        lines.append(line.toString());
+    return lines;
+}
+
+// The last step of a fix: the JAVA_HOME step after an install, when there was one.
+QJsonObject lastStep(const QJsonObject &fix)
+{
+    return fix.value(QStringLiteral("followUp")).isObject() ? lastStep(fix.value(QStringLiteral("followUp")).toObject()) : fix;
+}
+
+std::string show(const MacRoot::Run &run)
+{
+    return "exit " + std::to_string(run.exitCode) + "\n--- stdout\n" + run.out.toStdString() + "\n--- stderr\n" + run.err.toStdString();
+}
+
+class DoctorOnAMac : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (const std::optional<QString> reason = MacRoot::unavailableReason())
+            GTEST_SKIP() << reason->toStdString();
+    }
+
+    // Adoptium says 21 is the latest LTS and offers `jdk`'s package (its published checksum is
+    // the package's own unless `checksumOf` says otherwise).
+    void serveAdoptium(MacRoot &mac, const MacRoot::JDK &jdk, const QByteArray &checksumOf = {})
+    {
+        adoptium.route("/v3/info/available_releases", [](const LocalHTTPServer::Request &) {
+            return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases":[8,11,17,21],"available_releases":[8,11,17,21,22,23],)"
+                                                   R"("most_recent_feature_release":23,"most_recent_lts":21})"};
+        });
+        const QByteArray package = MacRoot::temurinPackage(jdk);
+        const QByteArray name = "OpenJDK21U-jdk_aarch64_mac_hotspot_" + jdk.version.toUtf8() + "_" + jdk.build.toUtf8() + ".pkg";
+        const QByteArray checksum = QCryptographicHash::hash(checksumOf.isNull() ? package : checksumOf, QCryptographicHash::Sha256).toHex();
+        const QByteArray asset = R"([{"binary":{"architecture":"aarch64","image_type":"jdk","installer":{"checksum":")" + checksum
+            + R"(","link":")" + adoptium.url(QStringLiteral("/binaries/") + QString::fromLatin1(name)).toEncoded() + R"(","name":")" + name
+            + R"(","size":)" + QByteArray::number(package.size()) + R"(},"os":"mac"},"release_name":"jdk-)" + jdk.version.toUtf8() + "+"
+            + jdk.build.toUtf8() + R"(","vendor":"eclipse"}])";
+        adoptium.route("/v3/assets/latest/21/hotspot", [asset](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, asset}; });
+        adoptium.route("/binaries/" + name, [package](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, package}; });
+        mac.setEnvironment(QStringLiteral("TARNWICK_ADOPTIUM_URL"), adoptium.url(QString()).toString());
+    }
+
+    void serveDownload(MacRoot &mac, const QByteArray &path, const QByteArray &body)
+    {
+        downloads.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
+        mac.setEnvironment(QStringLiteral("STANDIN_DOWNLOADS"), downloads.url(QString()).toString());
+        mac.setEnvironment(QStringLiteral("TARNWICK_HOMEBREW_INSTALL_URL"), downloads.url(QStringLiteral("/install.sh")).toString());
+    }
+
+    static MacRoot::Run fix(const MacRoot &mac)
+    {
+        return mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")});
+    }
+
+    // What every run must leave: no process of its own, no password helper folder.
+    static void expectTidy(const MacRoot &mac, const MacRoot::Run &run)
+    {
+        EXPECT_EQ(run.leftoverProcesses, QStringList());
+        const QStringList temporary = mac.entries(QString::fromLatin1(MacRoot::kTemporaryFolder));
+        EXPECT_TRUE(temporary.filter(QStringLiteral("twk-priv-")).isEmpty()) << temporary.join(u' ').toStdString();
+    }
+
+    LocalHTTPServer adoptium;
+    LocalHTTPServer downloads;
+};
+
+} // namespace
+
+TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
+{
+    for (const MacRoot::Chip chip : {MacRoot::Chip::appleSilicon, MacRoot::Chip::intel}) {
+        const bool intel = chip == MacRoot::Chip::intel;
+        SCOPED_TRACE(intel ? "Intel" : "Apple silicon");
+        MacRoot mac(chip);
+        mac.installHomebrew();
+        MacRoot::JDK jdk;
+        jdk.arch = intel ? QStringLiteral("x86_64") : QStringLiteral("arm64");
+        serveAdoptium(mac, jdk);
+        serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
+        mac.setEnvironment(QStringLiteral("STANDIN_PROMPT_FILE"), QStringLiteral("/private/tmp/dialog-prompt"));
+        const QByteArray zprofileBefore = mac.readFile(kHome + QStringLiteral("/.zprofile"));
+
+        const MacRoot::Run run = fix(mac);
+        ASSERT_EQ(run.exitCode, 0) << show(run);
+        const QJsonObject profile = run.json.value("profile").toObject();
+        EXPECT_EQ(profile.value("architecture").toString(), intel ? QStringLiteral("intel") : QStringLiteral("appleSilicon"));
+        EXPECT_EQ(profile.value("homebrewPrefix").toString(), mac.brewPath());
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("brew:temurin@21"));
+
+        const QJsonObject install = run.json.value("fix").toObject();
+        EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("success"));
+        EXPECT_TRUE(linesOf(install).contains(QStringLiteral("🍺  temurin@21 was successfully installed!"))) << show(run);
+        const QJsonObject verify = install.value("verify").toObject();
+        EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
+        EXPECT_TRUE(verify.value("offersJavaHome").toBool());
+        EXPECT_TRUE(verify.value("javaVersionOutput").toString().startsWith(QStringLiteral("openjdk version \"21.0.5\" 2024-10-15 LTS")));
+
+        // Homebrew's sudo asked through the app's dialog, with the app's sentence.
+        EXPECT_EQ(mac.readFile(QStringLiteral("/tmp/dialog-prompt")), QByteArray("Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/"));
+        EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + QStringLiteral("/bin/java"))).isExecutable());
+        EXPECT_EQ(mac.entries(QFileInfo(mac.brewPath()).path() + QStringLiteral("/../Caskroom")), QStringList {"temurin@21"});
+
+        // The JAVA_HOME step, accepted with --yes, verified in a fresh login shell.
+        const QJsonObject javaHome = lastStep(install);
+        EXPECT_EQ(javaHome.value("outcome").toString(), QStringLiteral("success"));
+        EXPECT_EQ(javaHome.value("verify").toObject().value("javaHomeValue").toString(), kTemurin21Home);
+        EXPECT_EQ(mac.readFile(kHome + QStringLiteral("/.zprofile.bak")), zprofileBefore);
+        EXPECT_TRUE(mac.readFile(kHome + QStringLiteral("/.zprofile")).endsWith("export JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n"));
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, WhenHomebrewBypassesSudoThePackageIsCheckedAndInstalledInstead)
+{
+    const struct {
+        const char *name;
+        bool checksumMatches;
+    } cases[] = {{"published checksum", true}, {"tampered package", false}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        MacRoot mac;
+        mac.installHomebrew();
+        const MacRoot::JDK jdk;
+        serveAdoptium(mac, jdk, c.checksumMatches ? QByteArray() : QByteArray("the package Adoptium published"));
+        serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
+        mac.setEnvironment(QStringLiteral("STANDIN_BREW_SUDO"), QStringLiteral("bypass"));
+        mac.setEnvironment(QStringLiteral("STANDIN_INSTALLED_PKG"), QStringLiteral("/private/tmp/installed-package"));
+
+        const MacRoot::Run run = fix(mac);
+        const QJsonObject install = run.json.value("fix").toObject();
+        const QStringList lines = linesOf(install);
+        EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"))) << show(run);
+        EXPECT_TRUE(lines.contains(QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…")));
+        EXPECT_TRUE(lines.contains(QStringLiteral("Verifying download checksum…")));
+        if (c.checksumMatches) {
+            EXPECT_EQ(run.exitCode, 0) << show(run);
+            EXPECT_TRUE(lines.contains(QStringLiteral("Installer completed.")));
+            EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
+            // The installer ran through osascript on the package downloaded into the caches.
+            EXPECT_TRUE(mac.readFile(QStringLiteral("/tmp/installed-package")).startsWith(kPackageCache.toUtf8() + "/temurin-21-jdk-21.0.5+11.pkg"));
+            EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + QStringLiteral("/bin/java"))).isExecutable());
+        } else {
+            EXPECT_EQ(run.exitCode, 1) << show(run);
+            EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("failure"));
+            EXPECT_EQ(lines.filter(QStringLiteral("Fallback failed: Checksum mismatch (expected ")).size(), 1) << show(run);
+            EXPECT_TRUE(mac.find(QStringLiteral("installed-package")).isEmpty()); // the installer never ran
+            EXPECT_EQ(mac.entries(kJVMs), QStringList());
+        }
+        EXPECT_EQ(mac.entries(kPackageCache), QStringList()); // the package is gone either way
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, ADeclinedPasswordCancelsAndLeavesNothingBehind)
+{
+    const struct {
+        const char *name;
+        bool homebrew;
+        const char *remediation;
+    } cases[] = {{"Homebrew's sudo", true, "brew:temurin@21"}, {"the package installer", false, "pkg:21"}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        MacRoot mac;
+        if (c.homebrew)
+            mac.installHomebrew();
+        const MacRoot::JDK jdk;
+        serveAdoptium(mac, jdk);
+        serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
+        mac.setEnvironment(QStringLiteral("STANDIN_OSASCRIPT_SAYS"), QString::fromUtf8(kUserCanceled));
+
+        const MacRoot::Run run = fix(mac);
+        EXPECT_EQ(run.exitCode, 130) << show(run);
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QLatin1String(c.remediation));
+        const QJsonObject install = run.json.value("fix").toObject();
+        EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("canceled")) << show(run);
+        EXPECT_TRUE(install.value("verify").isNull());
+        EXPECT_EQ(mac.entries(kJVMs), QStringList());
+        EXPECT_EQ(mac.entries(kPackageCache), QStringList());
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, AMacWithoutToolingGetsThePackage)
+{
+    MacRoot mac;
+    serveAdoptium(mac, MacRoot::JDK {});
+
+    const MacRoot::Run run = fix(mac);
+    ASSERT_EQ(run.exitCode, 0) << show(run);
+    EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("D1_NoJDK"));
+    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("pkg:21"));
+    const QJsonObject install = run.json.value("fix").toObject();
+    const QStringList lines = linesOf(install);
+    EXPECT_TRUE(lines.contains(QStringLiteral("Verifying SHA256 checksum…"))) << show(run);
+    EXPECT_TRUE(lines.contains(QStringLiteral("Installer completed.")));
+    EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
+    EXPECT_EQ(lastStep(install).value("verify").toObject().value("javaHomeValue").toString(), kTemurin21Home);
+    EXPECT_EQ(mac.entries(kJVMs), QStringList {"temurin-21.jdk"});
+    EXPECT_EQ(mac.entries(kPackageCache), QStringList());
+    expectTidy(mac, run);
+}
+
+TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
+{
+    const QByteArray before = "alias ll='ls -l'"; // no final newline
+    const struct {
+        const char *name;
+        QString bundle;
+        bool symlinked; // ~/.zprofile is a link into a dotfiles folder
+    } cases[] = {
+        {"a plain file", QStringLiteral("temurin-21.jdk"), false},
+        {"a symlinked file", QStringLiteral("temurin-21.jdk"), true},
+        {"a JDK folder whose name runs a command", QStringLiteral("temurin-`touch canary2`.jdk"), false},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        MacRoot mac;
+        MacRoot::JDK jdk;
+        jdk.bundle = c.bundle;
+        mac.installJDK(jdk);
+        const QString zprofile = kHome + QStringLiteral("/.zprofile");
+        const QString dotfile = kHome + QStringLiteral("/dotfiles/zprofile");
+        if (c.symlinked) {
+            mac.writeFile(dotfile, before);
+            mac.symlink(zprofile, QStringLiteral("dotfiles/zprofile"));
+        } else {
+            mac.writeFile(zprofile, before);
+        }
+
+        const MacRoot::Run run = fix(mac);
+        EXPECT_EQ(mac.find(QStringLiteral("canary2")), QStringList());
+        ASSERT_EQ(run.exitCode, 0) << show(run);
+        const QString home = kJVMs + QLatin1Char('/') + c.bundle + QStringLiteral("/Contents/Home");
+        EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("D2_HomeUnset"));
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("zprofile:") + home);
+        const QJsonObject verify = run.json.value("fix").toObject().value("verify").toObject();
+        EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
+        EXPECT_EQ(verify.value("javaHomeValue").toString(), home);
+
+        const QByteArray expected = before + "\n\n# " + QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd")).toUtf8()
+            + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
+        EXPECT_EQ(mac.readFile(zprofile), expected);
+        EXPECT_EQ(mac.readFile(zprofile + QStringLiteral(".bak")), before);
+        EXPECT_EQ(QFileInfo(mac.hostPath(zprofile)).isSymLink(), c.symlinked);
+        if (c.symlinked) {
+            EXPECT_EQ(mac.readFile(dotfile), expected);
+        }
+
+        // A second look, in new shells, finds nothing wrong.
+        const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json")});
+        EXPECT_EQ(again.exitCode, 0) << show(again);
+        EXPECT_EQ(again.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("no_errors_found"));
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, SDKMANInstallsAndAnInteractiveShellSeesIt)
+{
+    MacRoot mac;
+    mac.installSDKMAN();
+    MacRoot::JDK jdk;
+    serveAdoptium(mac, jdk);
+    serveDownload(mac, "/sdkman/java/21-tem/darwinarm64", MacRoot::tarball(MacRoot::jdkHome(jdk)));
+
+    const MacRoot::Run run = fix(mac);
+    ASSERT_EQ(run.exitCode, 0) << show(run);
+    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("sdkman:21-tem"));
+    const QJsonObject install = run.json.value("fix").toObject();
+    EXPECT_TRUE(linesOf(install).contains(QStringLiteral("Installing: java 21-tem"))) << show(run);
+    const QJsonObject verify = install.value("verify").toObject();
+    EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
+    // Only ~/.zshrc loads SDKMAN, so the answer came from the interactive login shell.
+    EXPECT_EQ(verify.value("javaHomeValue").toString(), kHome + QStringLiteral("/.sdkman/candidates/java/current"));
+    EXPECT_FALSE(verify.value("offersJavaHome").toBool());
+    EXPECT_TRUE(install.value("followUp").isNull());
+    expectTidy(mac, run);
+}
+
+TEST_F(DoctorOnAMac, VersionManagersGetTheirHooksInZshrc)
+{
+    const struct {
+        const char *name;
+        bool mise; // else jEnv
+        const char *remediation;
+        QString javaHome;
+        QByteArray hooks;
+    } cases[] = {
+        {"Mise", true, "mise:temurin-21", kHome + QStringLiteral("/.local/share/mise/installs/java/temurin-21"), "eval \"$(mise activate zsh)\"\n"},
+        {"jEnv", false, "pkg-jenv:21", kTemurin21Home, "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        MacRoot mac;
+        const MacRoot::JDK jdk;
+        serveAdoptium(mac, jdk);
+        if (c.mise) {
+            mac.installMise();
+            serveDownload(mac, "/mise/java/temurin-21.tar.gz", MacRoot::tarball(MacRoot::jdkHome(jdk)));
+        } else {
+            mac.installJEnv(false);
+        }
+        const QString zshrc = kHome + QStringLiteral("/.zshrc");
+        mac.writeFile(zshrc, "setopt autocd\n");
+
+        const MacRoot::Run run = fix(mac);
+        ASSERT_EQ(run.exitCode, 0) << show(run);
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QLatin1String(c.remediation));
+        const QJsonObject install = run.json.value("fix").toObject();
+        EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("success")) << show(run);
+        EXPECT_TRUE(mac.readFile(zshrc).startsWith("setopt autocd\n\n# ")) << mac.readFile(zshrc).toStdString();
+        EXPECT_TRUE(mac.readFile(zshrc).endsWith(c.hooks)) << mac.readFile(zshrc).toStdString();
+        EXPECT_EQ(mac.readFile(zshrc + QStringLiteral(".bak")), QByteArray("setopt autocd\n"));
+        const QJsonObject verify = install.value("verify").toObject();
+        EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
+        EXPECT_EQ(verify.value("javaHomeValue").toString(), c.javaHome) << show(run);
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, JEnvGetsHostileJDKPathsAsDataNotCode)
+{
+    const struct {
+        QString bundle;
+        QString canary; // the file the name would create if it ran
+    } cases[] = {
+        {QStringLiteral("temurin-$(touch canary).jdk"), QStringLiteral("canary")},
+        {QStringLiteral("temurin-`touch canary2`.jdk"), QStringLiteral("canary2")},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.bundle.toStdString());
+        MacRoot mac;
+        mac.installJEnv(true);
+        MacRoot::JDK jdk;
+        jdk.bundle = c.bundle;
+        mac.installJDK(jdk);
+        const QString home = kJVMs + QLatin1Char('/') + c.bundle + QStringLiteral("/Contents/Home");
+
+        const MacRoot::Run run = fix(mac);
+        EXPECT_EQ(mac.find(c.canary), QStringList());
+        EXPECT_EQ(run.exitCode, 0) << show(run);
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("jenv-home:21:") + home);
+        const QJsonObject verify = run.json.value("fix").toObject().value("verify").toObject();
+        EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
+        EXPECT_EQ(verify.value("javaHomeValue").toString(), home);
+        EXPECT_EQ(mac.entries(kHome + QStringLiteral("/.jenv/versions")), (QStringList {"21", "21.0", "21.0.5", "openjdk64-21.0.5"}));
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, HomebrewIsInstalledFirstThenTemurin)
+{
+    MacRoot mac;
+    mac.installApplication(QStringLiteral("Cursor.app")); // a developer, but no Homebrew yet
+    const MacRoot::JDK jdk;
+    serveAdoptium(mac, jdk);
+    serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
+    serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
+    serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
+
+    const MacRoot::Run run = fix(mac);
+    ASSERT_EQ(run.exitCode, 0) << show(run);
+    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("homebrew+brew:temurin@21"));
+    const QJsonObject install = run.json.value("fix").toObject();
+    const QStringList lines = linesOf(install);
+    EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
+    EXPECT_TRUE(lines.contains(QStringLiteral("🍺  temurin@21 was successfully installed!")));
+    EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
+    EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/opt/homebrew/bin/brew"))).isExecutable());
+    EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/Library/Developer/CommandLineTools/usr/bin"))).isDir());
+    const QByteArray zprofile = mac.readFile(kHome + QStringLiteral("/.zprofile"));
+    EXPECT_TRUE(zprofile.contains("Tarnwick — Homebrew shellenv\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n")) << zprofile.toStdString();
+    EXPECT_TRUE(zprofile.contains("export JAVA_HOME=$(/usr/libexec/java_home)\n")) << zprofile.toStdString();
+
+    // The next look sees the Homebrew the fix installed.
+    const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json")});
+    EXPECT_EQ(again.json.value("profile").toObject().value("homebrewPrefix").toString(), QStringLiteral("/opt/homebrew/bin/brew")) << show(again);
+    EXPECT_EQ(again.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("no_errors_found"));
+    expectTidy(mac, run);
+}
+
+TEST_F(DoctorOnAMac, ProcessesLeftBehindAreNoticed)
+{
+    // The harness's own check, shown able to fail: an `sdk` that leaves a detached child running.
+    MacRoot mac;
+    mac.installSDKMAN();
+    mac.writeFile(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh"),
+                  "sdk() { setsid sleep 300 </dev/null >/dev/null 2>&1 & echo \"Installing: java $3\"; }\n");
+    serveAdoptium(mac, MacRoot::JDK {});
+
+    const MacRoot::Run run = fix(mac);
+    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("sdkman:21-tem")) << show(run);
+    EXPECT_EQ(run.leftoverProcesses, QStringList {"sleep 300"});
+}

@@ -1,0 +1,420 @@
+#include "MacRoot.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <unistd.h>
+
+namespace {
+
+// The writable parts of the Mac and the folders of this machine's disk that hold them.
+struct Area {
+    const char *macPath;
+    const char *folder;
+};
+constexpr Area kAreas[] = {
+    {"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
+    {"/usr/local", "usr-local"}, {"/Users", "Users"},           {"/private", "private"},
+};
+
+// The Mac's own tools, stood in for by tests/support/standins.
+struct Tool {
+    const char *standIn;
+    const char *macPath;
+};
+constexpr Tool kTools[] = {
+    {"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"},     {"xcode-select", "/usr/bin/xcode-select"},
+    {"uname", "/usr/bin/uname"},             {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
+    {"installer", "/usr/sbin/installer"},
+};
+
+const QString kDoctorMacPath = QStringLiteral("/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor");
+
+// Debian's programs go under /usr/.debian read-only; /usr/bin and /usr/sbin become folders of
+// links to them, so that stand-ins can sit beside them at names Debian doesn't have (a
+// read-only bind of the whole folder would leave no room for /usr/bin/osascript).
+QStringList debianProgramLinks()
+{
+    static const QStringList links = [] {
+        QStringList arguments;
+        for (const QString &folder : {QStringLiteral("bin"), QStringLiteral("sbin")}) {
+            const QString usrFolder = QStringLiteral("/usr/") + folder;
+            arguments << QStringLiteral("--ro-bind") << usrFolder << QStringLiteral("/usr/.debian/") + folder;
+            arguments << QStringLiteral("--dir") << usrFolder;
+            const QFileInfoList entries = QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+            for (const QFileInfo &entry : entries) {
+                const QString macPath = usrFolder + QLatin1Char('/') + entry.fileName();
+                const bool stoodIn = std::any_of(std::begin(kTools), std::end(kTools), [&](const Tool &tool) { return macPath == QLatin1String(tool.macPath); });
+                if (stoodIn)
+                    continue;
+                // A link keeps its own text (relative, or through /etc/alternatives).
+                QString text = QStringLiteral("/usr/.debian/") + folder + QLatin1Char('/') + entry.fileName();
+                if (entry.isSymLink()) {
+                    char buffer[4096];
+                    const ssize_t length = ::readlink(QFile::encodeName(entry.filePath()).constData(), buffer, sizeof buffer);
+                    if (length <= 0)
+                        continue;
+                    text = QFile::decodeName(QByteArray(buffer, static_cast<int>(length)));
+                }
+                arguments << QStringLiteral("--symlink") << text << macPath;
+            }
+        }
+        return arguments;
+    }();
+    return links;
+}
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+std::optional<QString> MacRoot::unavailableReason()
+{
+#if !defined(Q_OS_LINUX)
+    return QStringLiteral("the Mac-shaped root is built with bubblewrap, which runs on Linux only");
+#else
+    const QString bwrap = QStandardPaths::findExecutable(QStringLiteral("bwrap"));
+    if (bwrap.isEmpty()) {
+        ADD_FAILURE() << "bwrap is not installed; scripts/setup.sh installs the bubblewrap package";
+        return QStringLiteral("bwrap is missing");
+    }
+    QProcess probe;
+    probe.start(bwrap, {QStringLiteral("--ro-bind"), QStringLiteral("/"), QStringLiteral("/"), QStringLiteral("--unshare-ipc"),
+                        QStringLiteral("--unshare-uts"), QStringLiteral("/bin/true")});
+    if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0) {
+        return QStringLiteral("bubblewrap cannot create namespaces on this machine: %1")
+            .arg(QString::fromLocal8Bit(probe.readAllStandardError()).trimmed());
+    }
+    return std::nullopt;
+#endif
+}
+
+MacRoot::MacRoot(Chip chip) : m_chip(chip)
+{
+    EXPECT_TRUE(m_disk.isValid());
+    for (const Area &area : kAreas)
+        QDir(m_disk.path()).mkpath(QLatin1String(area.folder));
+    for (const char *folder : {"/Library/Java/JavaVirtualMachines", "/private/tmp", kTemporaryFolder, kHome, "/usr/local/bin"})
+        QDir().mkpath(hostPath(QLatin1String(folder)));
+    // What a Mac's /etc/zprofile does through path_helper: the system folders first.
+    QDir().mkpath(m_disk.filePath(QStringLiteral("etc-zsh")));
+    QFile zprofile(m_disk.filePath(QStringLiteral("etc-zsh/zprofile")));
+    EXPECT_TRUE(zprofile.open(QIODevice::WriteOnly));
+    zprofile.write("typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n");
+    zprofile.close();
+    // The doctor's binary is bound over this placeholder, read-only.
+    writeFile(kDoctorMacPath, QByteArray(), true);
+    m_environment.insert(QStringLiteral("STANDIN_MACHINE"), chip == Chip::intel ? QStringLiteral("x86_64") : QStringLiteral("arm64"));
+}
+
+QString MacRoot::brewPath() const
+{
+    return m_chip == Chip::intel ? QStringLiteral("/usr/local/bin/brew") : QStringLiteral("/opt/homebrew/bin/brew");
+}
+
+QString MacRoot::hostPath(const QString &macPath) const
+{
+    QString path = macPath;
+    if (path == QLatin1String("/tmp") || path.startsWith(QLatin1String("/tmp/")) || path.startsWith(QLatin1String("/var/")))
+        path.prepend(QLatin1String("/private"));
+    for (const Area &area : kAreas) {
+        const QLatin1String prefix(area.macPath);
+        if (path == prefix || (path.startsWith(prefix) && path.at(prefix.size()) == QLatin1Char('/')))
+            return m_disk.filePath(QLatin1String(area.folder)) + path.mid(prefix.size());
+    }
+    ADD_FAILURE() << macPath.toStdString() << " is not in a writable part of the Mac";
+    return m_disk.filePath(QStringLiteral("elsewhere")) + path;
+}
+
+void MacRoot::writeFile(const QString &macPath, const QByteArray &contents, bool executable) const
+{
+    const QString path = hostPath(macPath);
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
+    file.write(contents);
+    file.close();
+    QFile::Permissions permissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther;
+    if (executable)
+        permissions |= QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+    file.setPermissions(permissions);
+}
+
+QByteArray MacRoot::readFile(const QString &macPath) const
+{
+    return readAll(hostPath(macPath));
+}
+
+void MacRoot::symlink(const QString &macPath, const QString &target) const
+{
+    const QString path = hostPath(macPath);
+    QDir().mkpath(QFileInfo(path).path());
+    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()), 0) << path.toStdString();
+}
+
+QByteArray MacRoot::standIn(const QString &name)
+{
+    const QString path = QStringLiteral(STANDINS_DIR "/") + name;
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+void MacRoot::installStandIn(const QString &name, const QString &macPath) const
+{
+    writeFile(macPath, standIn(name), true);
+}
+
+QMap<QString, QByteArray> MacRoot::jdkHome(const JDK &jdk)
+{
+    const QString major = jdk.version.section(QLatin1Char('.'), 0, 0);
+    const bool lts = QStringList {"8", "11", "17", "21", "25"}.contains(major);
+    const QString runtime = jdk.version + QLatin1Char('+') + jdk.build + (lts ? QStringLiteral("-LTS") : QString());
+    const QString release = QStringLiteral("IMPLEMENTOR=\"%1\"\nIMPLEMENTOR_VERSION=\"Temurin-%2+%3\"\nJAVA_RUNTIME_VERSION=\"%4\"\n"
+                                           "JAVA_VERSION=\"%2\"\nJAVA_VERSION_DATE=\"2024-10-15\"\n")
+                                .arg(jdk.vendor, jdk.version, jdk.build, runtime);
+    return {{QStringLiteral("bin/java"), standIn(QStringLiteral("jdk-java"))}, {QStringLiteral("release"), release.toUtf8()}};
+}
+
+QByteArray MacRoot::infoPlist(const JDK &jdk)
+{
+    const QString major = jdk.version.section(QLatin1Char('.'), 0, 0);
+    return QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                          "<plist version=\"1.0\">\n<dict>\n"
+                          "\t<key>CFBundleIdentifier</key>\n\t<string>net.temurin.%1.jdk</string>\n"
+                          "\t<key>JavaVM</key>\n\t<dict>\n"
+                          "\t\t<key>JVMArch</key>\n\t\t<string>%2</string>\n"
+                          "\t\t<key>JVMName</key>\n\t\t<string>OpenJDK %3</string>\n"
+                          "\t\t<key>JVMVendor</key>\n\t\t<string>%4</string>\n"
+                          "\t\t<key>JVMVersion</key>\n\t\t<string>%3</string>\n"
+                          "\t</dict>\n</dict>\n</plist>\n")
+        .arg(major, jdk.arch, jdk.version, jdk.vendor)
+        .toUtf8();
+}
+
+QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
+{
+    QTemporaryDir folder;
+    QStringList tops;
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        const QString path = folder.filePath(it.key());
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
+        file.write(it.value());
+        file.close();
+        const bool program = it.key().startsWith(QLatin1String("bin/")) || it.key().contains(QLatin1String("/bin/"));
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
+                            | (program ? QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther : QFile::Permissions()));
+        const QString top = it.key().section(QLatin1Char('/'), 0, 0);
+        if (!tops.contains(top))
+            tops.append(top);
+    }
+    QProcess tar;
+    tar.setWorkingDirectory(folder.path());
+    tar.start(QStringLiteral("tar"), QStringList {QStringLiteral("--owner=0"), QStringLiteral("--group=0"), QStringLiteral("-czf"), QStringLiteral("-")} + tops);
+    EXPECT_TRUE(tar.waitForFinished(30000));
+    EXPECT_EQ(tar.exitCode(), 0) << tar.readAllStandardError().toStdString();
+    return tar.readAllStandardOutput();
+}
+
+QByteArray MacRoot::temurinPackage(const JDK &jdk)
+{
+    const QString contents = QStringLiteral("Library/Java/JavaVirtualMachines/") + jdk.bundle + QStringLiteral("/Contents/");
+    QMap<QString, QByteArray> files {{contents + QStringLiteral("Info.plist"), infoPlist(jdk)}};
+    const QMap<QString, QByteArray> home = jdkHome(jdk);
+    for (auto it = home.cbegin(); it != home.cend(); ++it)
+        files.insert(contents + QStringLiteral("Home/") + it.key(), it.value());
+    return tarball(files);
+}
+
+void MacRoot::installJDK(const JDK &jdk) const
+{
+    const QString contents = QStringLiteral("/Library/Java/JavaVirtualMachines/") + jdk.bundle + QStringLiteral("/Contents/");
+    writeFile(contents + QStringLiteral("Info.plist"), infoPlist(jdk));
+    const QMap<QString, QByteArray> home = jdkHome(jdk);
+    for (auto it = home.cbegin(); it != home.cend(); ++it)
+        writeFile(contents + QStringLiteral("Home/") + it.key(), it.value(), it.key().startsWith(QLatin1String("bin/")));
+}
+
+namespace {
+
+void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
+{
+    mac.writeFile(macPath, mac.readFile(macPath) + text);
+}
+
+} // namespace
+
+void MacRoot::installHomebrew() const
+{
+    installStandIn(QStringLiteral("brew"), brewPath());
+    if (m_chip == Chip::appleSilicon) // what Homebrew's installer tells Apple-silicon users to add
+        append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zprofile"), "\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n");
+}
+
+void MacRoot::installSDKMAN() const
+{
+    const QString root = QString::fromLatin1(kHome) + QStringLiteral("/.sdkman");
+    installStandIn(QStringLiteral("sdkman-init.sh"), root + QStringLiteral("/bin/sdkman-init.sh"));
+    QDir().mkpath(hostPath(root + QStringLiteral("/candidates")));
+    append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zshrc"),
+           "\n#THIS MUST BE AT THE END OF THE FILE FOR SDKMAN TO WORK!!!\nexport SDKMAN_DIR=\"$HOME/.sdkman\"\n"
+           "[[ -s \"$HOME/.sdkman/bin/sdkman-init.sh\" ]] && source \"$HOME/.sdkman/bin/sdkman-init.sh\"\n");
+}
+
+void MacRoot::installMise() const
+{
+    installStandIn(QStringLiteral("mise"), QString::fromLatin1(kHome) + QStringLiteral("/.local/bin/mise"));
+    append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zprofile"), "export PATH=\"$HOME/.local/bin:$PATH\"\n");
+}
+
+void MacRoot::installJEnv(bool hooked) const
+{
+    installStandIn(QStringLiteral("jenv"), QString::fromLatin1(kHome) + QStringLiteral("/.jenv/bin/jenv"));
+    QDir().mkpath(hostPath(QString::fromLatin1(kHome) + QStringLiteral("/.jenv/versions")));
+    if (hooked)
+        append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zshrc"), "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n");
+}
+
+void MacRoot::installApplication(const QString &bundleName) const
+{
+    writeFile(QStringLiteral("/Applications/") + bundleName + QStringLiteral("/Contents/Info.plist"), "<plist version=\"1.0\"><dict/></plist>\n");
+}
+
+QStringList MacRoot::sandboxArguments(const QString &runToken) const
+{
+    QStringList arguments {
+        QStringLiteral("--die-with-parent"), QStringLiteral("--unshare-ipc"), QStringLiteral("--unshare-uts"),
+        QStringLiteral("--hostname"),        QStringLiteral("Testers-MacBook-Pro"),
+        QStringLiteral("--tmpfs"),           QStringLiteral("/usr"),
+    };
+    for (const QString &folder : {QStringLiteral("/usr/lib"), QStringLiteral("/usr/lib64"), QStringLiteral("/usr/share")}) {
+        if (QFileInfo::exists(folder))
+            arguments << QStringLiteral("--ro-bind") << folder << folder;
+    }
+    arguments << debianProgramLinks() << QStringLiteral("--dir") << QStringLiteral("/usr/libexec");
+    for (const Tool &tool : kTools)
+        arguments << QStringLiteral("--ro-bind") << QStringLiteral(STANDINS_DIR "/") + QLatin1String(tool.standIn) << QLatin1String(tool.macPath);
+    for (const char *link : {"bin", "sbin", "lib", "lib64"}) {
+        if (QFileInfo::exists(QStringLiteral("/usr/") + QLatin1String(link)))
+            arguments << QStringLiteral("--symlink") << QStringLiteral("usr/") + QLatin1String(link) << QLatin1Char('/') + QLatin1String(link);
+    }
+    arguments << QStringLiteral("--proc") << QStringLiteral("/proc") << QStringLiteral("--dev") << QStringLiteral("/dev");
+    arguments << QStringLiteral("--ro-bind") << QStringLiteral("/etc") << QStringLiteral("/etc");
+    arguments << QStringLiteral("--ro-bind") << m_disk.filePath(QStringLiteral("etc-zsh")) << QStringLiteral("/etc/zsh");
+    for (const Area &area : kAreas)
+        arguments << QStringLiteral("--bind") << m_disk.filePath(QLatin1String(area.folder)) << QLatin1String(area.macPath);
+    arguments << QStringLiteral("--symlink") << QStringLiteral("private/tmp") << QStringLiteral("/tmp");
+    arguments << QStringLiteral("--symlink") << QStringLiteral("private/var") << QStringLiteral("/var");
+    arguments << QStringLiteral("--ro-bind") << QStringLiteral(DOCTOR_PATH) << kDoctorMacPath;
+
+    // What an app started from the Finder has, and where Qt should put its caches and temporary
+    // files on a Mac.
+    const QString home = QString::fromLatin1(kHome);
+    QMap<QString, QString> environment {
+        {QStringLiteral("HOME"), home},
+        {QStringLiteral("USER"), QString::fromLatin1(kUser)},
+        {QStringLiteral("LOGNAME"), QString::fromLatin1(kUser)},
+        {QStringLiteral("SHELL"), QStringLiteral("/bin/zsh")},
+        {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin")},
+        {QStringLiteral("TMPDIR"), QString::fromLatin1(kTemporaryFolder) + QLatin1Char('/')},
+        {QStringLiteral("LANG"), QStringLiteral("C.UTF-8")},
+        {QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/Library/Caches")},
+        {QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/Library/Application Support")},
+        {QStringLiteral("TARNWICK_FIXTURE"), QStringLiteral("live")},
+        {QStringLiteral("TWK_E2E_RUN"), runToken},
+    };
+    // A sanitizer build's settings reach the doctor inside too.
+    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+        if (qEnvironmentVariableIsSet(name))
+            environment.insert(QLatin1String(name), qEnvironmentVariable(name));
+    }
+    for (auto it = m_environment.cbegin(); it != m_environment.cend(); ++it)
+        environment.insert(it.key(), it.value());
+    arguments << QStringLiteral("--clearenv");
+    for (auto it = environment.cbegin(); it != environment.cend(); ++it)
+        arguments << QStringLiteral("--setenv") << it.key() << it.value();
+    arguments << QStringLiteral("--chdir") << home;
+    return arguments;
+}
+
+namespace {
+
+// Processes that carry the run's token in their environment: children the doctor left behind.
+// They are killed once listed, so that one case's leftovers can't disturb the next.
+QStringList processesCarrying(const QString &runToken)
+{
+    const QByteArray marker = "TWK_E2E_RUN=" + runToken.toUtf8();
+    QStringList found;
+    const QStringList pids = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &pid : pids) {
+        bool isNumber = false;
+        const int id = pid.toInt(&isNumber);
+        if (!isNumber)
+            continue;
+        const QList<QByteArray> environment = readAll(QStringLiteral("/proc/%1/environ").arg(pid)).split('\0');
+        if (!environment.contains(marker))
+            continue;
+        found.append(QString::fromLocal8Bit(readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).replace('\0', ' ')).trimmed());
+        ::kill(id, SIGKILL);
+    }
+    return found;
+}
+
+} // namespace
+
+MacRoot::Run MacRoot::runDoctor(const QStringList &arguments) const
+{
+    const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    QProcess process;
+    process.setStandardInputFile(QProcess::nullDevice()); // nobody at a terminal
+    process.start(QStringLiteral("bwrap"), sandboxArguments(token) + QStringList {kDoctorMacPath} + arguments);
+    Run run;
+    if (!process.waitForFinished(240000)) {
+        ADD_FAILURE() << "the doctor did not finish within four minutes";
+        process.kill();
+        process.waitForFinished();
+    } else if (process.exitStatus() == QProcess::NormalExit) {
+        run.exitCode = process.exitCode();
+    }
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    run.json = QJsonDocument::fromJson(run.out).object();
+    run.leftoverProcesses = processesCarrying(token);
+    return run;
+}
+
+QStringList MacRoot::find(const QString &name) const
+{
+    QStringList found;
+    QDirIterator it(m_disk.path(), QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        it.next();
+        if (it.fileName() == name)
+            found.append(it.filePath().mid(m_disk.path().size()));
+    }
+    return found;
+}
+
+QStringList MacRoot::entries(const QString &macFolder) const
+{
+    QStringList names = QDir(hostPath(macFolder)).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+    names.sort();
+    return names;
+}
