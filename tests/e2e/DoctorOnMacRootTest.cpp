@@ -206,6 +206,27 @@ TEST_F(DoctorOnAMac, ADeclinedPasswordCancelsAndLeavesNothingBehind)
     }
 }
 
+TEST_F(DoctorOnAMac, CtrlCDuringAStalledHomebrewDownloadCancelsCleanly)
+{
+    MacRoot mac;
+    mac.installHomebrew();
+    serveAdoptium(mac, MacRoot::JDK {});
+    downloads.route("/casks/temurin@21.pkg", [](const LocalHTTPServer::Request &) {
+        LocalHTTPServer::Reply reply;
+        reply.hang = true; // brew's curl waits for ever
+        return reply;
+    });
+    mac.setEnvironment(QStringLiteral("STANDIN_DOWNLOADS"), downloads.url(QString()).toString());
+
+    // brew makes its download folder just before it starts curl.
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")},
+                                           kHome + QStringLiteral("/Library/Caches/Homebrew/downloads"));
+    EXPECT_EQ(run.exitCode, 130) << show(run);
+    EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled")) << show(run);
+    EXPECT_EQ(mac.entries(kJVMs), QStringList());
+    expectTidy(mac, run); // curl and brew are gone, and so is the password helper folder
+}
+
 TEST_F(DoctorOnAMac, AMacWithoutToolingGetsThePackage)
 {
     MacRoot mac;
@@ -278,6 +299,21 @@ TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
         EXPECT_EQ(again.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("no_errors_found"));
         expectTidy(mac, run);
     }
+}
+
+TEST_F(DoctorOnAMac, WithoutYesAndNoTerminalZprofileIsLeftAlone)
+{
+    MacRoot mac;
+    mac.installJDK(MacRoot::JDK {});
+    const QString zprofile = kHome + QStringLiteral("/.zprofile");
+    mac.writeFile(zprofile, "export EDITOR=vim\n");
+
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
+    EXPECT_EQ(run.exitCode, 130) << show(run);
+    EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled"));
+    EXPECT_EQ(mac.readFile(zprofile), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.entries(kHome), QStringList {".zprofile"}); // no backup either
+    expectTidy(mac, run);
 }
 
 TEST_F(DoctorOnAMac, SDKMANInstallsAndAnInteractiveShellSeesIt)

@@ -1,5 +1,6 @@
 #include "MacRoot.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -356,37 +357,43 @@ QStringList MacRoot::sandboxArguments(const QString &runToken) const
 
 namespace {
 
-// Processes that carry the run's token in their environment: children the doctor left behind.
-// They are killed once listed, so that one case's leftovers can't disturb the next.
-QStringList processesCarrying(const QString &runToken)
+// The processes that carry the run's token in their environment: the doctor and its children.
+QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
 {
     const QByteArray marker = "TWK_E2E_RUN=" + runToken.toUtf8();
-    QStringList found;
+    QList<std::pair<int, QString>> found;
     const QStringList pids = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &pid : pids) {
         bool isNumber = false;
         const int id = pid.toInt(&isNumber);
-        if (!isNumber)
+        if (!isNumber || !readAll(QStringLiteral("/proc/%1/environ").arg(pid)).split('\0').contains(marker))
             continue;
-        const QList<QByteArray> environment = readAll(QStringLiteral("/proc/%1/environ").arg(pid)).split('\0');
-        if (!environment.contains(marker))
-            continue;
-        found.append(QString::fromLocal8Bit(readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).replace('\0', ' ')).trimmed());
-        ::kill(id, SIGKILL);
+        found.append({id, QString::fromLocal8Bit(readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).replace('\0', ' ')).trimmed()});
     }
     return found;
 }
 
 } // namespace
 
-MacRoot::Run MacRoot::runDoctor(const QStringList &arguments) const
+MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const QString &interruptOnceExists) const
 {
     const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QProcess process;
     process.setStandardInputFile(QProcess::nullDevice()); // nobody at a terminal
     process.start(QStringLiteral("bwrap"), sandboxArguments(token) + QStringList {kDoctorMacPath} + arguments);
+    QDeadlineTimer deadline(std::chrono::minutes(4));
+    bool interrupted = interruptOnceExists.isEmpty();
+    while (!process.waitForFinished(interrupted ? 1000 : 20) && !deadline.hasExpired()) {
+        if (interrupted || !QFileInfo::exists(hostPath(interruptOnceExists)))
+            continue;
+        for (const auto &[pid, commandLine] : processesCarrying(token)) {
+            if (commandLine.startsWith(kDoctorMacPath))
+                ::kill(pid, SIGINT);
+        }
+        interrupted = true;
+    }
     Run run;
-    if (!process.waitForFinished(240000)) {
+    if (process.state() != QProcess::NotRunning) {
         ADD_FAILURE() << "the doctor did not finish within four minutes";
         process.kill();
         process.waitForFinished();
@@ -396,7 +403,11 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments) const
     run.out = process.readAllStandardOutput();
     run.err = process.readAllStandardError();
     run.json = QJsonDocument::fromJson(run.out).object();
-    run.leftoverProcesses = processesCarrying(token);
+    // Whatever still runs was left behind; it goes, so that it can't disturb the next case.
+    for (const auto &[pid, commandLine] : processesCarrying(token)) {
+        run.leftoverProcesses.append(commandLine);
+        ::kill(pid, SIGKILL);
+    }
     return run;
 }
 

@@ -80,8 +80,10 @@ public:
     /// Every child in the sandbox sees this variable.
     void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
 
-    /// Runs tarnwick-doctor with `arguments` inside the sandbox, no terminal on stdin.
-    Run runDoctor(const QStringList &arguments) const;
+    /// Runs tarnwick-doctor with `arguments` inside the sandbox, no terminal on stdin. When
+    /// `interruptOnceExists` names a Mac path, the doctor gets SIGINT (Ctrl-C) as soon as that
+    /// file appears.
+    Run runDoctor(const QStringList &arguments, const QString &interruptOnceExists = {}) const;
 
     /// Mac paths of everything in the root named `name`.
     [[nodiscard]] QStringList find(const QString &name) const;
