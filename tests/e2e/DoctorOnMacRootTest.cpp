@@ -111,6 +111,7 @@ TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
         const QJsonObject profile = run.json.value("profile").toObject();
         EXPECT_EQ(profile.value("architecture").toString(), intel ? QStringLiteral("intel") : QStringLiteral("appleSilicon"));
         EXPECT_EQ(profile.value("homebrewPrefix").toString(), mac.brewPath());
+        EXPECT_EQ(profile.value("macosVersion").toObject(), (QJsonObject {{"major", 15}, {"minor", 1}, {"patch", 0}}));
         EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("brew:temurin@21"));
 
         const QJsonObject install = run.json.value("fix").toObject();

@@ -117,6 +117,11 @@ MacRoot::MacRoot(Chip chip) : m_chip(chip)
     EXPECT_TRUE(zprofile.open(QIODevice::WriteOnly));
     zprofile.write("typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n");
     zprofile.close();
+    // Qt reads the system's version from os-release off a Mac; this root says it is macOS 15.1.
+    QFile osRelease(m_disk.filePath(QStringLiteral("os-release")));
+    EXPECT_TRUE(osRelease.open(QIODevice::WriteOnly));
+    osRelease.write("NAME=\"macOS\"\nID=macos\nVERSION_ID=\"15.1\"\nPRETTY_NAME=\"macOS 15.1\"\n");
+    osRelease.close();
     // The doctor's binary is bound over this placeholder, read-only.
     writeFile(kDoctorMacPath, QByteArray(), true);
     m_environment.insert(QStringLiteral("STANDIN_MACHINE"), chip == Chip::intel ? QStringLiteral("x86_64") : QStringLiteral("arm64"));
@@ -319,6 +324,7 @@ QStringList MacRoot::sandboxArguments(const QString &runToken) const
     arguments << QStringLiteral("--proc") << QStringLiteral("/proc") << QStringLiteral("--dev") << QStringLiteral("/dev");
     arguments << QStringLiteral("--ro-bind") << QStringLiteral("/etc") << QStringLiteral("/etc");
     arguments << QStringLiteral("--ro-bind") << m_disk.filePath(QStringLiteral("etc-zsh")) << QStringLiteral("/etc/zsh");
+    arguments << QStringLiteral("--ro-bind") << m_disk.filePath(QStringLiteral("os-release")) << QStringLiteral("/etc/os-release");
     for (const Area &area : kAreas)
         arguments << QStringLiteral("--bind") << m_disk.filePath(QLatin1String(area.folder)) << QLatin1String(area.macPath);
     arguments << QStringLiteral("--symlink") << QStringLiteral("private/tmp") << QStringLiteral("/tmp");
