@@ -380,6 +380,33 @@ TEST_F(DoctorOnAMac, VersionManagersGetTheirHooksInZshrc)
     }
 }
 
+TEST_F(DoctorOnAMac, WithoutMisesHookJavaStaysOutOfReachAndTheCheckSaysSo)
+{
+    MacRoot mac;
+    mac.installMise();
+    const MacRoot::JDK jdk;
+    serveAdoptium(mac, jdk);
+    serveDownload(mac, "/mise/java/temurin-21.tar.gz", MacRoot::tarball(MacRoot::jdkHome(jdk)));
+
+    // No --yes and no terminal: the ~/.zshrc offer is declined, the install itself goes ahead.
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
+    EXPECT_EQ(run.exitCode, 1) << show(run);
+    EXPECT_EQ(run.json.value("profile").toObject().value("javaState").toObject().value("whichJava").toString(), QStringLiteral("/usr/bin/java"));
+    const QJsonObject install = run.json.value("fix").toObject();
+    EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("success")) << show(run);
+    EXPECT_TRUE(linesOf(install).contains(
+        QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually.")));
+    const QJsonObject verify = install.value("verify").toObject();
+    EXPECT_FALSE(verify.value("passed").toBool());
+    // What macOS's java stub says in a new shell that has no Java.
+    EXPECT_EQ(verify.value("javaVersionOutput").toString(),
+              QStringLiteral("The operation couldn’t be completed. Unable to locate a Java Runtime.\n"
+                             "Please visit http://www.java.com for information on installing Java.\n"));
+    EXPECT_EQ(verify.value("javaVersionExitCode").toInt(), 1);
+    EXPECT_FALSE(QFileInfo::exists(mac.hostPath(kHome + QStringLiteral("/.zshrc"))));
+    expectTidy(mac, run);
+}
+
 TEST_F(DoctorOnAMac, JEnvGetsHostileJDKPathsAsDataNotCode)
 {
     const struct {
