@@ -1,5 +1,5 @@
 # Stand-in for SDKMAN's bin/sdkman-init.sh, sourced by zsh or bash: puts every candidate's
-# `current` on PATH, sets JAVA_HOME, and defines `sdk` with install/default/current for java,
+# `current` on PATH, sets JAVA_HOME, and defines `sdk` with install and default for java,
 # fetching $STANDIN_DOWNLOADS/sdkman/java/<version>/<platform>. Reads SDKMAN_DIR, STANDIN_DOWNLOADS
 # and sdkman_auto_answer from $SDKMAN_DIR/etc/config.
 export SDKMAN_DIR="${SDKMAN_DIR:-$HOME/.sdkman}"
@@ -70,7 +70,7 @@ __sdkman_install() {
 sdk() {
     local verb="$1" candidate="$2" version="$3"
     case $verb in
-        install|i|default|d|current|c) ;;
+        install|i|default|d) ;;
         *) echo "Invalid command: $verb"; return 1 ;;
     esac
     if [ -n "$candidate" ] && [ "$candidate" != java ]; then
@@ -87,12 +87,6 @@ sdk() {
             esac || { echo "Stop! Candidate version is not installed."; return 1; }
             __sdkman_link_current "$version"
             printf '\n%s\n' "Default java version set to $version" ;;
-        current|c)
-            if [ -L "$SDKMAN_CANDIDATES_DIR/java/current" ]; then
-                echo "Using java version $(basename "$(readlink "$SDKMAN_CANDIDATES_DIR/java/current")")"
-            else
-                echo "Not using any version of java"
-            fi ;;
     esac
 }
 
