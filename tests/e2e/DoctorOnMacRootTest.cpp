@@ -221,7 +221,7 @@ TEST_F(DoctorOnAMac, CtrlCDuringAStalledHomebrewDownloadCancelsCleanly)
 
     // brew makes its download folder just before it starts curl.
     const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")},
-                                           kHome + QStringLiteral("/Library/Caches/Homebrew/downloads"));
+                                           {.onceExists = kHome + QStringLiteral("/Library/Caches/Homebrew/downloads")});
     EXPECT_EQ(run.exitCode, 130) << show(run);
     EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled")) << show(run);
     EXPECT_EQ(mac.entries(kJVMs), QStringList());

@@ -308,6 +308,8 @@ QStringList MacRoot::sandboxArguments(const QString &runToken) const
 {
     QStringList arguments {
         QStringLiteral("--die-with-parent"), QStringLiteral("--unshare-ipc"), QStringLiteral("--unshare-uts"),
+        // An ordinary user, as on a real Mac: root would ignore every permission bit.
+        QStringLiteral("--unshare-user"),    QStringLiteral("--uid"), QStringLiteral("501"), QStringLiteral("--gid"), QStringLiteral("20"),
         QStringLiteral("--hostname"),        QStringLiteral("Testers-MacBook-Pro"),
         QStringLiteral("--tmpfs"),           QStringLiteral("/usr"),
     };
@@ -380,24 +382,43 @@ QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
     return found;
 }
 
+// Whether the process has stopped itself (SIGSTOP): the state after the command's parentheses.
+bool isStopped(int pid)
+{
+    const QByteArray stat = readAll(QStringLiteral("/proc/%1/stat").arg(pid));
+    const qsizetype close = stat.lastIndexOf(')');
+    return close > 0 && stat.mid(close + 2, 1) == "T";
+}
+
 } // namespace
 
-MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const QString &interruptOnceExists) const
+MacRoot::Run MacRoot::runDoctor(const QStringList &arguments) const
+{
+    return runDoctor(arguments, Signal {});
+}
+
+MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &signal) const
 {
     const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QProcess process;
     process.setStandardInputFile(QProcess::nullDevice()); // nobody at a terminal
     process.start(QStringLiteral("bwrap"), sandboxArguments(token) + QStringList {kDoctorMacPath} + arguments);
     QDeadlineTimer deadline(std::chrono::minutes(4));
-    bool interrupted = interruptOnceExists.isEmpty();
-    while (!process.waitForFinished(interrupted ? 1000 : 20) && !deadline.hasExpired()) {
-        if (interrupted || !QFileInfo::exists(hostPath(interruptOnceExists)))
+    bool signalled = signal.onceExists.isEmpty() && !signal.onceStopped;
+    while (!process.waitForFinished(signalled ? 1000 : 20) && !deadline.hasExpired()) {
+        if (signalled)
             continue;
         for (const auto &[pid, commandLine] : processesCarrying(token)) {
-            if (commandLine.startsWith(kDoctorMacPath))
-                ::kill(pid, SIGINT);
+            if (!commandLine.startsWith(kDoctorMacPath))
+                continue;
+            const bool due = signal.onceStopped ? isStopped(pid) : QFileInfo::exists(hostPath(signal.onceExists));
+            if (!due)
+                continue;
+            ::kill(pid, signal.number);
+            if (signal.onceStopped && signal.number != SIGKILL)
+                ::kill(pid, SIGCONT);
+            signalled = true;
         }
-        interrupted = true;
     }
     Run run;
     if (process.state() != QProcess::NotRunning) {

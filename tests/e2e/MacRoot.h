@@ -8,6 +8,8 @@
 
 #include <optional>
 
+#include <csignal>
+
 /// A throw-away Mac for end-to-end runs of the unmodified doctor. A folder on this machine holds
 /// the writable parts of a Mac's disk (/Library, /Applications, /opt, /usr/local, /Users and
 /// /private); bubblewrap makes them the root of a sandbox with Debian's programs read-only under
@@ -80,10 +82,18 @@ public:
     /// Every child in the sandbox sees this variable.
     void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
 
-    /// Runs tarnwick-doctor with `arguments` inside the sandbox, no terminal on stdin. When
-    /// `interruptOnceExists` names a Mac path, the doctor gets SIGINT (Ctrl-C) as soon as that
-    /// file appears.
-    Run runDoctor(const QStringList &arguments, const QString &interruptOnceExists = {}) const;
+    /// When the doctor gets a signal during a run, and which one.
+    struct Signal {
+        QString onceExists;           // a Mac path: as soon as that file appears
+        bool onceStopped = false;     // as soon as the doctor has stopped itself at its pause point
+        int number = SIGINT;          // Ctrl-C unless said otherwise
+    };
+
+    /// Runs tarnwick-doctor with `arguments` inside the sandbox as the ordinary user `tester`
+    /// (uid 501, gid 20: permission bits apply), with no terminal on stdin, and sends it `signal`
+    /// when that asks for one.
+    Run runDoctor(const QStringList &arguments, const Signal &signal) const;
+    Run runDoctor(const QStringList &arguments) const;
 
     /// Mac paths of everything in the root named `name`.
     [[nodiscard]] QStringList find(const QString &name) const;
