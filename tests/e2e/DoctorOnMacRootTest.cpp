@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-
 TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
 {
     for (const MacRoot::Chip chip : {MacRoot::Chip::appleSilicon, MacRoot::Chip::intel}) {
