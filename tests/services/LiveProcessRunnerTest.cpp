@@ -97,15 +97,15 @@ TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
     }
 }
 
-TEST(LiveProcessRunner, OutputThatIsNotUtf8DecodesToEmpty)
+TEST(LiveProcessRunner, ABadByteCostsOnlyItself)
 {
     const ProcessResult result = sh(QStringLiteral("printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2"));
-    EXPECT_EQ(result.stdout, QString());
+    EXPECT_EQ(result.stdout, QStringLiteral("caf\uFFFD\n"));
     EXPECT_EQ(result.stderr, QStringLiteral("café\n"));
 
     LiveProcessCancellation cancellation;
     const Streamed streamed = streamSh(QStringLiteral("printf 'caf\\351\\ncaf\\303\\251\\n'"), cancellation);
-    EXPECT_EQ(streamed.lines, (QStringList {QString(), QStringLiteral("café")}));
+    EXPECT_EQ(streamed.lines, (QStringList {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}));
 }
 
 TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)
