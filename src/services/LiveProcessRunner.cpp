@@ -3,6 +3,8 @@
 #include "services/ChildProcess.h"
 #include "services/LineSplitter.h"
 
+#include <algorithm>
+
 namespace {
 
 // A stray byte that is not UTF-8 becomes U+FFFD; it must not cost the rest of the output.
@@ -22,7 +24,8 @@ ProcessResult LiveProcessRunner::run(const QString &executable, const QStringLis
     QByteArray err;
     const std::int32_t exitCode = child.waitForExit(
         cancellation, [&](ChildProcess::Stream stream, const char *data, qsizetype size) {
-            (stream == ChildProcess::Stream::out ? out : err).append(data, size);
+            QByteArray &kept = stream == ChildProcess::Stream::out ? out : err;
+            kept.append(data, std::min(size, kKeptOutputBytes - kept.size()));
         });
     return ProcessResult {exitCode, decodeLossily(out), decodeLossily(err)};
 }
