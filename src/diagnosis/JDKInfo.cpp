@@ -5,8 +5,10 @@
 QList<JDKInfo> parseJavaHomeListing(const QString &listing)
 {
     // An entry: indented version, (architecture), "vendor" - "display name" and the home path.
+    // Vendors and names are not ours: a quote inside one must not cost the line. The vendor ends
+    // at the first `" - "`; the name runs to the last quote that blanks and a "/" follow.
     static const QRegularExpression entry(
-        QString::fromLatin1(R"re(^\s+(\S+)\s+\(([^)]+)\)\s+"([^"]*)"\s+-\s+"[^"]*"\s+(/.+)$)re"));
+        QString::fromLatin1(R"re(^\s+(\S+)\s+\(([^)]+)\)\s+"(.*?)"\s+-\s+".*"\s+(/.+)$)re"));
     static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
     QList<JDKInfo> jdks;
     for (const QString &line : listing.split(lineBreak)) {

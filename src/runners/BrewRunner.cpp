@@ -17,16 +17,6 @@ bool isTemurin(const QString &cask)
 
 } // namespace
 
-bool mentionsRefusedPassword(const QString &lowercaseTranscript)
-{
-    for (const char *phrase : {"a password is required", "sudo: a password is required", "user canceled", "sudo_askpass",
-                               "askpass", "authentication failed", "execution error: user canceled"}) {
-        if (lowercaseTranscript.contains(QLatin1String(phrase)))
-            return true;
-    }
-    return false;
-}
-
 BrewRunner::BrewRunner(QString brewPath, std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
                        std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium)
     : m_brewPath(std::move(brewPath))
@@ -60,8 +50,7 @@ BrewRunner::Event BrewRunner::run(const QString &cask, const QString &prompt, Ca
     const BrewResult installed = runBrew(QStringLiteral("install"), cask, environment, cancellation, onProgress);
 
     Event outcome;
-    if (!cancellation.isCanceled() && installed.status == 0 && isTemurin(cask)
-        && installed.transcript.contains(QLatin1String("not upgrading")) && installed.transcript.contains(QLatin1String("already installed"))
+    if (!cancellation.isCanceled() && installed.status == 0 && isTemurin(cask) && installed.said.saysAlreadyInstalled()
         && !temurinJDKPresent(cask)) {
         onProgress(Event::output(QString()));
         onProgress(Event::output(QStringLiteral("Homebrew reports ") + cask
@@ -82,7 +71,7 @@ BrewRunner::BrewResult BrewRunner::runBrew(const QString &verb, const QString &c
     const ProcessStreamEvent end = m_process->stream(m_brewPath, {verb, QStringLiteral("--cask"), cask}, environment, cancellation,
                                                      [&](const QString &line) {
                                                          onProgress(Event::output(line));
-                                                         result.transcript += line.toLower() + QLatin1Char('\n');
+                                                         result.said.note(line);
                                                      });
     if (end.kind == ProcessStreamEvent::Kind::failedToStart) {
         onProgress(Event::output(QStringLiteral("Failed to start brew: ") + end.text));
@@ -102,14 +91,13 @@ BrewRunner::Event BrewRunner::conclude(const QString &cask, const BrewResult &re
         return Event::completed(0);
     // Tested first: with no terminal, sudo also says a password is required, which alone would
     // mean the user refused.
-    if (isTemurin(cask) && result.transcript.contains(QLatin1String("a terminal is required"))
-        && result.transcript.contains(QLatin1String("a password is required"))) {
+    if (isTemurin(cask) && result.said.saysSudoBypassedWrapper()) {
         onProgress(Event::output(QString()));
         onProgress(Event::output(QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…")));
         const QString major = caskMajor(cask);
         return fallBack(major.isEmpty() ? QStringLiteral("25") : major, prompt, cancellation, onProgress);
     }
-    if (mentionsRefusedPassword(result.transcript))
+    if (result.said.saysPasswordRefused())
         return Event::canceled();
     return Event::completed(result.status);
 }

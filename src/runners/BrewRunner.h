@@ -1,6 +1,7 @@
 #pragma once
 
 #include "runners/AdoptiumAPI.h"
+#include "runners/OutputPhrases.h"
 #include "runners/PrivilegedExecutor.h"
 #include "runners/TemurinPackage.h"
 
@@ -39,7 +40,7 @@ public:
 private:
     struct BrewResult {
         std::int32_t status = 0;
-        QString transcript; // lower case, a line per line
+        OutputPhrases said;
     };
     BrewResult runBrew(const QString &verb, const QString &cask, const Environment &environment,
                        CancellableProcess &cancellation, const EventHandler &onProgress) const;
@@ -56,7 +57,3 @@ private:
     AdoptiumAPI m_adoptium;
     TemurinPackage m_package;
 };
-
-/// Output of a privileged run that means the password dialog was dismissed or authentication
-/// failed: the run counts as cancelled, not failed.
-[[nodiscard]] bool mentionsRefusedPassword(const QString &lowercaseTranscript);

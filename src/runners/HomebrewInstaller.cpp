@@ -2,6 +2,7 @@
 
 #include "diagnosis/SystemProfiler.h"
 #include "profile_edit/FileAppendWriter.h"
+#include "runners/OutputPhrases.h"
 
 #include <QRegularExpression>
 
@@ -45,12 +46,12 @@ StreamEvent HomebrewInstaller::install(CancellableProcess &cancellation, const O
     Environment environment = appEnvironmentWith(executor.environment);
     environment.insert(QStringLiteral("NONINTERACTIVE"), QStringLiteral("1"));
 
-    QString transcript;
+    OutputPhrases said;
     std::int32_t status = -1;
     const ProcessStreamEvent end = m_process->stream(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), *command}, environment,
                                                      cancellation, [&](const QString &line) {
                                                          output(line);
-                                                         transcript += line.toLower() + QLatin1Char('\n');
+                                                         said.note(line);
                                                      });
     if (end.kind == ProcessStreamEvent::Kind::failedToStart)
         output(QStringLiteral("Failed to start Homebrew installer: ") + end.text);
@@ -64,12 +65,7 @@ StreamEvent HomebrewInstaller::install(CancellableProcess &cancellation, const O
         appendShellenv(onOutput);
         return StreamEvent::completed(0);
     }
-    for (const char *phrase : {"user canceled", "execution error: user canceled", "sudo_askpass", "askpass", "a password is required",
-                               "authentication failed"}) {
-        if (transcript.contains(QLatin1String(phrase)))
-            return StreamEvent::canceled();
-    }
-    return StreamEvent::completed(status);
+    return said.saysPasswordRefused() ? StreamEvent::canceled() : StreamEvent::completed(status);
 }
 
 void HomebrewInstaller::appendShellenv(const OutputHandler &onOutput) const

@@ -6,7 +6,9 @@
 
 QString PrivilegedExecutor::askpassScript(const QString &prompt)
 {
-    return QStringLiteral("#!/bin/bash\nosascript <<EOF\ndisplay dialog \"") + Quoting::escapedForAppleScript(prompt)
+    // A quoted here-document: bash expands nothing in it. The escaping keeps the prompt one line,
+    // so no line of it can end the here-document either.
+    return QStringLiteral("#!/bin/bash\nosascript <<'EOF'\ndisplay dialog \"") + Quoting::escapedForAppleScript(prompt)
         + QStringLiteral("\" default answer \"\" with hidden answer with title \"Tarnwick\" with icon caution\n"
                          "return text returned of result\nEOF");
 }

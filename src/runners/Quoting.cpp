@@ -21,10 +21,19 @@ QString shellQuoted(const QString &text)
 
 QString escapedForAppleScript(const QString &text)
 {
-    // Backslashes first: escaping the quotes first would double the backslashes that adds.
-    QString escaped = text;
-    escaped.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
-    escaped.replace(QLatin1Char('"'), QStringLiteral("\\\""));
+    // Line breaks as escapes too: a literal that spans lines can end a here-document it sits in.
+    QString escaped;
+    escaped.reserve(text.size() + 8);
+    for (const QChar c : text) {
+        switch (c.unicode()) {
+        case '\\': escaped.append(QLatin1String("\\\\")); break;
+        case '"': escaped.append(QLatin1String("\\\"")); break;
+        case '\n': escaped.append(QLatin1String("\\n")); break;
+        case '\r': escaped.append(QLatin1String("\\r")); break;
+        case '\t': escaped.append(QLatin1String("\\t")); break;
+        default: escaped.append(c);
+        }
+    }
     return escaped;
 }
 

@@ -10,7 +10,8 @@ namespace Quoting {
 [[nodiscard]] QString escapedForDoubleQuotes(const QString &text);
 /// `text` in double quotes, escaped as above: "…".
 [[nodiscard]] QString shellQuoted(const QString &text);
-/// Escapes `\` and `"` (in that order) for an AppleScript string literal.
+/// Escapes `\` and `"` for an AppleScript string literal, and writes line breaks and tabs as
+/// `\n`, `\r` and `\t`, so the literal stays on one line.
 [[nodiscard]] QString escapedForAppleScript(const QString &text);
 
 } // namespace Quoting

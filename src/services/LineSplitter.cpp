@@ -16,6 +16,7 @@ void LineSplitter::feed(const char *data, qsizetype size)
         }
         const char *terminator = std::find_if(cursor, end, [](char c) { return c == '\n' || c == '\r'; });
         m_partial.append(cursor, terminator - cursor);
+        emitOverlongPieces();
         if (terminator == end)
             return;
         m_afterCarriageReturn = *terminator == '\r';
@@ -31,4 +32,18 @@ void LineSplitter::finish()
         m_emit(m_partial);
     m_partial.clear();
     m_afterCarriageReturn = false;
+}
+
+void LineSplitter::emitOverlongPieces()
+{
+    while (m_partial.size() > kLongestLine) {
+        // Back up over continuation bytes (10xxxxxx) so no character is split between pieces.
+        qsizetype cut = kLongestLine;
+        while (cut > kLongestLine - 4 && (static_cast<unsigned char>(m_partial.at(cut)) & 0xC0) == 0x80)
+            --cut;
+        if ((static_cast<unsigned char>(m_partial.at(cut)) & 0xC0) == 0x80)
+            cut = kLongestLine; // not UTF-8 anyway
+        m_emit(m_partial.left(cut));
+        m_partial.remove(0, cut);
+    }
 }

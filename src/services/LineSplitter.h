@@ -7,10 +7,13 @@
 
 /// Cuts a byte stream into lines at "\n", "\r\n" and a lone "\r" (progress bars redraw with "\r";
 /// each redraw is a line of its own). Terminators are not part of a line. Chunks may end anywhere,
-/// including between the "\r" and "\n" of one terminator.
+/// including between the "\r" and "\n" of one terminator. A line longer than kLongestLine comes
+/// in pieces of at most that size, cut between UTF-8 characters, so output that never ends a
+/// line cannot grow without bound.
 class LineSplitter {
 public:
     using Emit = std::function<void(const QByteArray &line)>;
+    static constexpr qsizetype kLongestLine = 1 << 20;
 
     explicit LineSplitter(Emit onLine) : m_emit(std::move(onLine)) {}
 
@@ -19,6 +22,8 @@ public:
     void finish();
 
 private:
+    void emitOverlongPieces();
+
     Emit m_emit;
     QByteArray m_partial;
     bool m_afterCarriageReturn = false;

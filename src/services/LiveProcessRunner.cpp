@@ -2,14 +2,15 @@
 
 #include "services/ChildProcess.h"
 #include "services/LineSplitter.h"
-#include "services/Utf8.h"
+
+#include <algorithm>
 
 namespace {
 
-// Output that is not UTF-8 reads as empty rather than as mojibake.
-QString decodeUtf8OrEmpty(const QByteArray &bytes)
+// A stray byte that is not UTF-8 becomes U+FFFD; it must not cost the rest of the output.
+QString decodeLossily(const QByteArray &bytes)
 {
-    return decodeUtf8(bytes).value_or(QString());
+    return QString::fromUtf8(bytes);
 }
 
 } // namespace
@@ -23,9 +24,10 @@ ProcessResult LiveProcessRunner::run(const QString &executable, const QStringLis
     QByteArray err;
     const std::int32_t exitCode = child.waitForExit(
         cancellation, [&](ChildProcess::Stream stream, const char *data, qsizetype size) {
-            (stream == ChildProcess::Stream::out ? out : err).append(data, size);
+            QByteArray &kept = stream == ChildProcess::Stream::out ? out : err;
+            kept.append(data, std::min(size, kKeptOutputBytes - kept.size()));
         });
-    return ProcessResult {exitCode, decodeUtf8OrEmpty(out), decodeUtf8OrEmpty(err)};
+    return ProcessResult {exitCode, decodeLossily(out), decodeLossily(err)};
 }
 
 ProcessStreamEvent LiveProcessRunner::stream(const QString &executable, const QStringList &arguments,
@@ -39,7 +41,7 @@ ProcessStreamEvent LiveProcessRunner::stream(const QString &executable, const QS
     } catch (const ProcessLaunchError &error) {
         return ProcessStreamEvent::failedToStart(error.message());
     }
-    LineSplitter lines([&](const QByteArray &line) { onLine(decodeUtf8OrEmpty(line)); });
+    LineSplitter lines([&](const QByteArray &line) { onLine(decodeLossily(line)); });
     const std::int32_t exitCode = child->waitForExit(
         &cancellation,
         [&](ChildProcess::Stream, const char *data, qsizetype size) { lines.feed(data, size); });

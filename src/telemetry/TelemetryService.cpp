@@ -7,6 +7,9 @@
 #include <QDateTime>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <utility>
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -45,18 +48,21 @@ TelemetryService::Event eventFromJson(const QJsonValue &value)
                                     json::string(object, QStringLiteral("eventName")), data.toObject()};
 }
 
-// The wire form: an array holding exactly one record.
-QByteArray payload(const TelemetryService::Event &event)
+// The wire form: an array of records.
+QByteArray payload(const QList<TelemetryService::Event> &events)
 {
-    const QJsonObject record {
-        {QStringLiteral("session_id"), SessionID::canonicalText(event.sessionID).toLower()},
-        {QStringLiteral("client_timestamp"), event.clientTimestamp},
-        {QStringLiteral("app_version"), event.appVersion},
-        {QStringLiteral("app_id"), QStringLiteral("java")},
-        {QStringLiteral("event_name"), event.eventName},
-        {QStringLiteral("event_data"), toJson(event.eventData)},
-    };
-    return QJsonDocument(QJsonArray {record}).toJson(QJsonDocument::Compact);
+    QJsonArray records;
+    for (const TelemetryService::Event &event : events) {
+        records.append(QJsonObject {
+            {QStringLiteral("session_id"), SessionID::canonicalText(event.sessionID).toLower()},
+            {QStringLiteral("client_timestamp"), event.clientTimestamp},
+            {QStringLiteral("app_version"), event.appVersion},
+            {QStringLiteral("app_id"), QStringLiteral("java")},
+            {QStringLiteral("event_name"), event.eventName},
+            {QStringLiteral("event_data"), toJson(event.eventData)},
+        });
+    }
+    return QJsonDocument(records).toJson(QJsonDocument::Compact);
 }
 
 QString configured(const char *environmentVariable, const char *builtIn)
@@ -130,7 +136,18 @@ void TelemetryService::track(const QString &eventName, const JSONObject &data)
                  eventName, data};
     std::lock_guard lock(m_mutex);
     m_pending.append(std::move(event));
+    capLocked();
     startFlushLocked();
+}
+
+void TelemetryService::capLocked()
+{
+    const qsizetype excess = m_pending.size() - kQueueLimit;
+    if (excess <= 0)
+        return;
+    // The oldest that no request is carrying: the flush removes what it sent from the head.
+    m_pending.remove(m_inFlight, excess);
+    m_dropped += excess;
 }
 
 void TelemetryService::waitUntilIdle() const
@@ -155,13 +172,17 @@ void TelemetryService::loadPending()
         return;
     const QString prefix = QStringLiteral("Telemetry: couldn't load pending events: ");
     QList<Event> loaded;
+    qsizetype skipped = 0;
     try {
         const QJsonDocument document = json::parse(m_configuration.fs->readString(path).toUtf8());
         if (!document.isArray())
             throw DecodingError(QStringLiteral("The data couldn't be read because it isn't an array of events."));
         const QJsonArray entries = document.array();
+        // Only the newest can stay; don't decode what the cap would drop anyway.
+        const qsizetype first = std::max<qsizetype>(0, entries.size() - kQueueLimit);
+        skipped = first;
         // An entry we cannot read must not cost the others.
-        for (qsizetype i = 0; i < entries.size(); ++i) {
+        for (qsizetype i = first; i < entries.size(); ++i) {
             try {
                 loaded.append(eventFromJson(entries.at(i)));
             } catch (const DecodingError &error) {
@@ -174,66 +195,93 @@ void TelemetryService::loadPending()
     }
     std::lock_guard lock(m_mutex);
     m_pending = loaded + m_pending;
+    m_dropped += skipped;
+    capLocked();
     startFlushLocked();
 }
 
 void TelemetryService::flush()
 {
     for (;;) {
-        Event head;
+        QList<Event> batch;
         {
             std::lock_guard lock(m_mutex);
             if (m_pending.isEmpty()) {
                 m_isFlushing = false;
                 return;
             }
-            head = m_pending.first();
+            batch = m_pending.first(std::min(m_pending.size(), kBatchSize));
+            m_inFlight = batch.size();
         }
-        const bool delivered = send(head);
+        const qsizetype settled = deliver(batch);
         QList<Event> snapshot;
+        qsizetype dropped = 0;
         {
             std::lock_guard lock(m_mutex);
-            // Whatever is at the head now goes: loading may have put older events in front.
-            if (delivered && !m_pending.isEmpty())
-                m_pending.removeFirst();
+            m_pending.remove(0, std::min(settled, m_pending.size()));
+            m_inFlight = 0;
             snapshot = m_pending;
-            if (!delivered)
+            dropped = std::exchange(m_dropped, 0);
+            if (settled < batch.size())
                 m_isFlushing = false; // the next event, or the next start, tries again
         }
+        if (dropped > 0)
+            m_configuration.log(QStringLiteral("Telemetry: queue full, dropped the %1 oldest events (at most %2 are kept)")
+                                    .arg(dropped)
+                                    .arg(kQueueLimit));
         persist(snapshot);
-        if (!delivered)
+        if (settled < batch.size())
             return;
     }
 }
 
-bool TelemetryService::send(const Event &event)
+qsizetype TelemetryService::deliver(const QList<Event> &batch)
+{
+    int status = 0;
+    Answer answer = send(batch, &status);
+    if (answer == Answer::failed)
+        return 0;
+    if (answer == Answer::accepted)
+        return batch.size();
+    // The server refuses the whole batch for one record it will never take; find that one by
+    // sending each alone, so the others still arrive.
+    for (qsizetype i = 0; i < batch.size(); ++i) {
+        if (batch.size() > 1)
+            answer = send({batch.at(i)}, &status);
+        if (answer == Answer::failed)
+            return i;
+        if (answer == Answer::refused)
+            m_configuration.log(QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)").arg(status));
+    }
+    return batch.size();
+}
+
+TelemetryService::Answer TelemetryService::send(const QList<Event> &events, int *status)
 {
     HTTPRequest request;
     request.url = m_configuration.endpointURL;
     request.method = "POST";
     request.headers = {{"Content-Type", "application/json"},
                        {"Authorization", "Bearer " + m_configuration.anonKey.toUtf8()}};
-    request.body = payload(event);
+    request.body = payload(events);
     request.timeLimit = 30s;
     for (int attempt = 0;; ++attempt) {
         try {
             const HTTPResponse response = m_configuration.http->fetch(request, &m_shutdown);
+            *status = response.status;
             if (response.status >= 200 && response.status < 300)
-                return true;
-            if (response.status >= 400 && response.status < 500) {
-                // The server will never take this record; keeping it would block the queue.
-                m_configuration.log(QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)")
-                                        .arg(response.status));
-                return true;
-            }
+                return Answer::accepted;
+            // The server will never take this; keeping it would block the queue.
+            if (response.status >= 400 && response.status < 500)
+                return Answer::refused;
         } catch (const HTTPError &) {
             // Offline, timed out, or shutting down: retried like a 5xx.
         }
         if (attempt >= 2 || m_shutdown.isCanceled())
-            return false;
+            return Answer::failed;
         // 0.5 s after the first attempt, 1 s after the second.
         if (!m_worker->pause(std::chrono::milliseconds(250 << (attempt + 1))))
-            return false;
+            return Answer::failed;
     }
 }
 

@@ -10,10 +10,11 @@
 #include <memory>
 #include <mutex>
 
-/// Sends anonymous usage events to the telemetry endpoint, one at a time, oldest first, with a
-/// short retry. Every event is queued in memory and mirrored to pending-events.json, so nothing is
-/// lost when the Mac is offline or the app quits. All the work happens on a worker thread of its
-/// own: `track` returns at once and no telemetry failure ever reaches the user.
+/// Sends anonymous usage events to the telemetry endpoint in batches, oldest first, with a short
+/// retry. Every event is queued in memory and mirrored to pending-events.json, so nothing is lost
+/// when the Mac is offline or the app quits; the queue keeps the newest kQueueLimit events. All
+/// the work happens on a worker thread of its own: `track` returns at once and no telemetry
+/// failure ever reaches the user.
 class TelemetryService final : public TelemetrySink {
 public:
     struct Configuration {
@@ -45,6 +46,11 @@ public:
         friend bool operator==(const Event &, const Event &) = default;
     };
 
+    /// Events per request; the queue file is rewritten once per batch.
+    static constexpr qsizetype kBatchSize = 100;
+    /// Past this many queued events the oldest go (one log line says how many).
+    static constexpr qsizetype kQueueLimit = 1000;
+
     explicit TelemetryService(Configuration configuration);
     ~TelemetryService() override;
 
@@ -67,7 +73,10 @@ private:
     void loadPending();
     void flush();
     void startFlushLocked();
-    [[nodiscard]] bool send(const Event &event);
+    void capLocked();
+    [[nodiscard]] qsizetype deliver(const QList<Event> &batch);
+    enum class Answer { accepted, refused, failed };
+    [[nodiscard]] Answer send(const QList<Event> &events, int *status);
     void persist(const QList<Event> &events) const;
 
     Configuration m_configuration;
@@ -75,6 +84,8 @@ private:
     mutable std::mutex m_mutex;
     QList<Event> m_pending;
     bool m_isFlushing = false;
+    qsizetype m_inFlight = 0;  // events at the head of m_pending that a request is carrying
+    qsizetype m_dropped = 0;   // dropped by the cap, not yet logged
     ProcessCancellation m_shutdown; // stops a request in flight when the service goes away
     std::unique_ptr<SerialWorker> m_worker;
 };

@@ -40,6 +40,12 @@ TEST(JavaHomeListing, ParsesTheLayoutsAMacPrints)
          "    11.0.2 (x86_64) Vendor - \"Name\" /Library/unquoted-vendor/Home\n"
          "    21.0.2 (arm64) \"Eclipse Adoptium\" - \"OpenJDK 21.0.2\" /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n",
          {temurin21}},
+        {"quotes inside the vendor or the name, a character that was not UTF-8",
+         "    21.0.2 (arm64) \"Eclipse \"Adoptium\"\" - \"OpenJDK 21.0.2\" /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"
+         "    17.0.10 (x86_64) \"Azul Systems, Inc.\" - \"Zulu \"17\" /x\" - \"\"  /Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home\n"
+         "    1.8.0_321 (x86_64) \"Caf\uFFFD\" - \"Java SE 8\" /Library/Internet Plug-Ins/JavaAppletPlugin.plugin/Contents/Home\n",
+         {{"21.0.2", "Eclipse \"Adoptium\"", "arm64", temurin21.path}, zulu17,
+          {"1.8.0_321", "Caf\uFFFD", "x86_64", oracle8.path}}},
         {"empty", "", {}},
     };
     for (const auto &c : cases)

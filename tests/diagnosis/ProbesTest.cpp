@@ -61,6 +61,8 @@ TEST(Probes, ReadEveryFieldFromTheMac)
             "    21.0.2 (arm64) \"Eclipse Adoptium\" - \"OpenJDK 21.0.2\" /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"
             "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"
             "EOF\n"
+            // A byte that is not UTF-8 costs only its own character.
+            "printf '    17.0.10 (x86_64) \"Azul\\377\" - \"Zulu\" /Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home\\n' >&2\n"
             "echo /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home");
     const Home home(QList<std::pair<QString, QByteArray>> {
         {QStringLiteral(".zprofile"), "echo 'Last login: Tue'\nexport JAVA_HOME=/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"}});
@@ -71,7 +73,8 @@ TEST(Probes, ReadEveryFieldFromTheMac)
     const ProbeBundle bundle = Probes(mac.shell(), fs).run();
     EXPECT_EQ(bundle.whichJava, QStringLiteral("/usr/bin/java"));
     EXPECT_EQ(bundle.installedJDKs,
-              (QList<JDKInfo> {{"21.0.2", "Eclipse Adoptium", "arm64", "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"}}));
+              (QList<JDKInfo> {{"21.0.2", "Eclipse Adoptium", "arm64", "/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"},
+                               {"17.0.10", "Azul\uFFFD", "x86_64", "/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"}}));
     EXPECT_EQ(bundle.jvmDirContents, QStringList {"temurin-21.jdk"});
     EXPECT_EQ(bundle.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"));
 }

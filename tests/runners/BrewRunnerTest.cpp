@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
 #include <thread>
 
 using Kind = BrewRunner::Event::Kind;
@@ -188,4 +189,31 @@ TEST(BrewRunner, CancellingStopsBrewAndReportsCanceled)
     });
     EXPECT_EQ(end, BrewRunner::Event::canceled());
     EXPECT_TRUE(harness.fs->contentsOfDirectory(QStringLiteral("/private/tmp")).isEmpty());
+}
+
+TEST(BrewRunner, KeepsNoTranscriptOfALongRun)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's allocator does not report heap use";
+#else
+    // 40 MB of lines, then the phrases that decide the outcome at the very end: every line is
+    // streamed, the verdict still comes from them, and the heap does not grow with the output.
+    BrewHarness harness;
+    harness.brew("head -c 40000000 /dev/zero | tr '\\0' x | fold -w 1000; echo\necho '" + kTerminalRequired + "' >&2\necho 'Sudo: A password is required' >&2", 1);
+    const BrewRunner runner(QStringLiteral("/opt/homebrew/bin/brew"), harness.mac.runner(), harness.http, harness.fs,
+                            AdoptiumAPI(harness.http, QUrl(kApi)));
+    const auto heapInUse = [] { const struct mallinfo2 info = mallinfo2(); return info.uordblks + info.hblkhd; };
+    std::optional<size_t> atFirstLine;
+    size_t mostAbove = 0;
+    int lines = 0;
+    const BrewRunner::Event end = runner.run(QStringLiteral("warp"), QStringLiteral("x"), harness.cancellation, [&](const BrewRunner::Event &) {
+        ++lines;
+        if (!atFirstLine)
+            atFirstLine = heapInUse();
+        mostAbove = std::max(mostAbove, heapInUse() - std::min(heapInUse(), *atFirstLine));
+    });
+    EXPECT_EQ(end, BrewRunner::Event::canceled());
+    EXPECT_EQ(lines, 40000 + 2);
+    EXPECT_LT(mostAbove, size_t(8) << 20);
+#endif
 }

@@ -1,5 +1,6 @@
 #include "runners/PrivilegedExecutor.h"
 #include "services/LiveFileSystem.h"
+#include "services/LiveProcessRunner.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,7 +35,7 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
     const QString folder = temporary.filePath(folders[0]);
 
     EXPECT_EQ(contents(folder + QStringLiteral("/askpass.sh")),
-              QByteArray("#!/bin/bash\nosascript <<EOF\ndisplay dialog \"Enter Mac password to install Temurin to "
+              QByteArray("#!/bin/bash\nosascript <<'EOF'\ndisplay dialog \"Enter Mac password to install Temurin to "
                          "/Library/Java/JavaVirtualMachines/\" default answer \"\" with hidden answer with title \"Tarnwick\" "
                          "with icon caution\nreturn text returned of result\nEOF"));
     EXPECT_EQ(contents(folder + QStringLiteral("/sudo")), QByteArray("#!/bin/bash\nexec /usr/bin/sudo -A \"$@\""));
@@ -62,20 +63,36 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
     EXPECT_TRUE(QDir(temporary.path()).isEmpty());
 }
 
-TEST(PrivilegedExecutor, EscapesThePromptForAppleScript)
+TEST(PrivilegedExecutor, AnyPromptShowsLiterallyAndRunsNothing)
 {
-    const struct {
-        QString prompt;
-        QString written;
-    } cases[] = {
-        {QStringLiteral("Say \"yes\""), QStringLiteral("Say \\\"yes\\\"")},
-        {QStringLiteral("C:\\path"), QStringLiteral("C:\\\\path")},
-        {QStringLiteral("a\\\"b"), QStringLiteral("a\\\\\\\"b")}, // backslash-quote becomes three backslashes and a quote
+    // The askpass script run for real by bash, with the osascript stand-in as the dialog.
+    QTemporaryDir temporary;
+    ASSERT_TRUE(QFile::link(QStringLiteral(STANDINS_DIR "/osascript"), temporary.filePath(QStringLiteral("osascript"))));
+    const QString canary = temporary.filePath(QStringLiteral("canary"));
+    const QString prompts[] = {
+        QStringLiteral("Say \"yes\""),
+        QStringLiteral("C:\\path and a\\\"b"),
+        QStringLiteral("$(touch %1) `touch %1` ${HOME} $HOME").arg(canary),
+        QStringLiteral("one\nEOF\ntouch %1\n").arg(canary), // a line that would end an unquoted here-document
+        QStringLiteral("\" & (do shell script \"touch %1\") & \"").arg(canary),
+        QStringLiteral("tab\tcarriage\rreturn\\n"),
     };
-    for (const auto &c : cases) {
-        const QString script = PrivilegedExecutor::askpassScript(c.prompt);
-        EXPECT_TRUE(script.contains(QStringLiteral("display dialog \"") + c.written + QStringLiteral("\" default answer")))
-            << script.toStdString();
+    for (const QString &prompt : prompts) {
+        const QString script = temporary.filePath(QStringLiteral("askpass.sh"));
+        QFile file(script);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(PrivilegedExecutor::askpassScript(prompt).toUtf8());
+        file.close();
+        const QString shown = temporary.filePath(QStringLiteral("shown"));
+        QFile::remove(shown);
+        QFile::remove(canary);
+        const ProcessResult result = LiveProcessRunner().run(
+            QStringLiteral("/bin/bash"), {script},
+            Environment {{QStringLiteral("PATH"), temporary.path() + QStringLiteral(":/usr/bin:/bin")},
+                         {QStringLiteral("STANDIN_PROMPT_FILE"), shown}});
+        EXPECT_EQ(result, (ProcessResult {0, QStringLiteral("hunter2\n"), QString()})) << prompt.toStdString();
+        EXPECT_EQ(QString::fromUtf8(contents(shown)), prompt);
+        EXPECT_FALSE(QFileInfo::exists(canary)) << prompt.toStdString();
     }
 }
 

@@ -1,4 +1,5 @@
 #include "ScriptFolder.h"
+#include "services/LineSplitter.h"
 #include "services/LiveProcessRunner.h"
 
 #include <QDir>
@@ -66,15 +67,29 @@ bool goneWithin(pid_t pid, int milliseconds)
 
 } // namespace
 
-TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlock)
+TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlockOrEndlessGrowth)
 {
     // 2 MB on stderr before a single byte on stdout: a reader that waits on stdout first would
-    // leave the child blocked on a full stderr pipe forever.
-    const ProcessResult result = sh(QStringLiteral("head -c 2000000 /dev/zero | tr '\\0' e >&2; echo out"));
+    // leave the child blocked on a full stderr pipe forever. Then more on stdout than we keep.
+    const qsizetype kept = LiveProcessRunner::kKeptOutputBytes;
+    const ProcessResult result = sh(QStringLiteral("head -c 2000000 /dev/zero | tr '\\0' e >&2; echo out;"
+                                                   " head -c %1 /dev/zero | tr '\\0' o; echo end >&2").arg(3 * kept));
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.stdout, QStringLiteral("out\n"));
-    EXPECT_EQ(result.stderr.size(), 2000000);
-    EXPECT_TRUE(result.stderr.startsWith(QStringLiteral("eeee")));
+    EXPECT_EQ(result.stdout.size(), kept);
+    EXPECT_TRUE(result.stdout.startsWith(QStringLiteral("out\nooo")));
+    EXPECT_EQ(result.stderr.size(), 2000000 + 4);
+    EXPECT_TRUE(result.stderr.startsWith(QStringLiteral("eeee")) && result.stderr.endsWith(QStringLiteral("eend\n")));
+
+    // A line that never ends arrives in bounded pieces, none of it lost, no character split.
+    LiveProcessCancellation cancellation;
+    const Streamed streamed = streamSh(QStringLiteral("printf l; head -c %1 /dev/zero | tr '\\0' '\\351' | iconv -f latin1 -t utf-8;"
+                                                      " echo; echo after").arg(LineSplitter::kLongestLine), cancellation);
+    ASSERT_GE(streamed.lines.size(), 3);
+    EXPECT_EQ(streamed.lines.last(), QStringLiteral("after"));
+    const QString whole = streamed.lines.mid(0, streamed.lines.size() - 1).join(QString());
+    EXPECT_EQ(whole, QLatin1Char('l') + QString(LineSplitter::kLongestLine, QChar(0xE9)));
+    for (const QString &piece : streamed.lines)
+        EXPECT_LE(piece.toUtf8().size(), LineSplitter::kLongestLine);
 }
 
 TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
@@ -97,15 +112,15 @@ TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
     }
 }
 
-TEST(LiveProcessRunner, OutputThatIsNotUtf8DecodesToEmpty)
+TEST(LiveProcessRunner, ABadByteCostsOnlyItself)
 {
     const ProcessResult result = sh(QStringLiteral("printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2"));
-    EXPECT_EQ(result.stdout, QString());
+    EXPECT_EQ(result.stdout, QStringLiteral("caf\uFFFD\n"));
     EXPECT_EQ(result.stderr, QStringLiteral("café\n"));
 
     LiveProcessCancellation cancellation;
     const Streamed streamed = streamSh(QStringLiteral("printf 'caf\\351\\ncaf\\303\\251\\n'"), cancellation);
-    EXPECT_EQ(streamed.lines, (QStringList {QString(), QStringLiteral("café")}));
+    EXPECT_EQ(streamed.lines, (QStringList {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}));
 }
 
 TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)

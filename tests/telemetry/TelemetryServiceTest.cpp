@@ -18,6 +18,13 @@ namespace {
 
 const QString kSession = QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF");
 
+// One event as an earlier run left it in the queue file.
+QByteArray queued(const QByteArray &name)
+{
+    return R"json({"sessionID":"6F9619FF-8B86-D011-B42D-00C04FC964FF","clientTimestamp":"2026-11-15T19:54:48.123Z","appVersion":"1.3 (20)","eventName":")json"
+        + name + R"json(","eventData":{}})json";
+}
+
 // A telemetry service wired to a local endpoint, real files and a log the test can read.
 class Harness {
 public:
@@ -59,12 +66,21 @@ public:
         QFile file(queueFile());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
     }
-    // The event names the server received, in order.
+    // The records the server received, in order, whatever the batches.
+    [[nodiscard]] QList<QJsonObject> records() const
+    {
+        QList<QJsonObject> records;
+        for (const auto &request : server.requests()) {
+            for (const QJsonValue &record : json::parse(request.body).array())
+                records.append(record.toObject());
+        }
+        return records;
+    }
     [[nodiscard]] QStringList received() const
     {
         QStringList names;
-        for (const auto &request : server.requests())
-            names.append(json::parse(request.body).array().at(0).toObject().value(QStringLiteral("event_name")).toString());
+        for (const QJsonObject &record : records())
+            names.append(record.value(QStringLiteral("event_name")).toString());
         return names;
     }
     [[nodiscard]] QStringList log() const
@@ -117,18 +133,42 @@ TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
     EXPECT_FALSE(QFile::exists(harness.queueFile())); // delivered: no queue left
 }
 
-TEST(TelemetryService, DropsWhatTheServerRefusesAfterOneAttempt)
+TEST(TelemetryService, DropsWhatTheServerRefusesAfterOneAttemptAndDeliversTheRest)
 {
     for (int status : {404, 422}) {
         Harness harness;
-        harness.answer = [status](const auto &) { return LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}; };
+        harness.answer = [status](const LocalHTTPServer::Request &request) {
+            return request.body.contains("nps_shown") ? LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}
+                                                      : LocalHTTPServer::Reply {201, {}, {}};
+        };
+        // One batch of two, refused for one of them: each is then tried alone.
+        harness.writeQueueFile("[" + queued("app_launched") + "]");
         auto telemetry = harness.start();
         telemetry->track(QStringLiteral("nps_shown"), {});
         telemetry->waitUntilIdle();
-        EXPECT_EQ(harness.received(), QStringList {"nps_shown"}) << status;
+        EXPECT_EQ(harness.received(), (QStringList {"app_launched", "nps_shown", "app_launched", "nps_shown"})) << status;
         EXPECT_EQ(harness.log(), QStringList {QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)").arg(status)});
         EXPECT_FALSE(QFile::exists(harness.queueFile()));
     }
+}
+
+TEST(TelemetryService, DeliversALongQueueInBatchesKeepingTheNewest)
+{
+    Harness harness;
+    QByteArrayList events;
+    for (int i = 0; i < 2500; ++i)
+        events.append(queued("e" + QByteArray::number(i)));
+    harness.writeQueueFile("[" + events.join(',') + "]");
+    auto telemetry = harness.start();
+    telemetry->waitUntilIdle();
+
+    QStringList newest;
+    for (int i = 1500; i < 2500; ++i)
+        newest.append(QStringLiteral("e%1").arg(i));
+    EXPECT_EQ(harness.received(), newest);
+    EXPECT_EQ(harness.server.requests().size(), 10);
+    EXPECT_EQ(harness.log(), QStringList {"Telemetry: queue full, dropped the 1500 oldest events (at most 1000 are kept)"});
+    EXPECT_FALSE(QFile::exists(harness.queueFile()));
 }
 
 TEST(TelemetryService, RetriesTwiceThenKeepsTheEventQueued)
@@ -193,14 +233,14 @@ TEST(TelemetryService, PicksUpWhatAPreviousRunLeftQueued)
     telemetry->track(QStringLiteral("consent_given"), {});
     telemetry->waitUntilIdle();
     EXPECT_EQ(now.received(), (QStringList {"app_launched", "diagnosis_reached", "consent_given"}));
-    const QJsonObject data = json::parse(now.server.requests().at(1).body).array().at(0).toObject().value("event_data").toObject();
+    const QJsonObject data = now.records().at(1).value("event_data").toObject();
     EXPECT_EQ(JSONValue::fromJson(data), JSONValue(JSONObject {{"diagnosis", "D1_NoJDK"}, {"flags", JSONArray {true, JSONValue::null(), 7}}}));
     EXPECT_FALSE(QFile::exists(now.queueFile()));
 }
 
 TEST(TelemetryService, SurvivesQueueFilesItCannotRead)
 {
-    const QByteArray valid = R"json({"sessionID":"6F9619FF-8B86-D011-B42D-00C04FC964FF","clientTimestamp":"2026-11-15T19:54:48.123Z","appVersion":"1.3 (20)","eventName":"nps_shown","eventData":{}})json";
+    const QByteArray valid = queued("nps_shown");
     const struct {
         const char *name;
         QByteArray file;
