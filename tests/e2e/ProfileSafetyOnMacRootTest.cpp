@@ -95,3 +95,24 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     EXPECT_EQ(mac.readFile(kHome + QLatin1Char('/') + staged.first()), QByteArray("export EDITOR=vim\n"));
     EXPECT_EQ(run.leftoverProcesses, QStringList());
 }
+
+TEST_F(DoctorOnAMac, WithoutYesHomebrewsShellenvIsAskedForAndDeclined)
+{
+    MacRoot mac;
+    mac.installApplication(QStringLiteral("Cursor.app")); // a developer: Homebrew first, then Temurin
+    mac.writeFile(kZprofile, "export EDITOR=vim\n");
+    serveAdoptium(mac, MacRoot::JDK {});
+    serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
+    serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
+    serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(MacRoot::JDK {}));
+
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
+    const QStringList lines = linesOf(run.json.value("fix").toObject());
+    EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
+    EXPECT_TRUE(lines.contains(QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this "
+                                              "line to ~/.zprofile: eval \"$(/opt/homebrew/bin/brew shellenv)\"")));
+    EXPECT_TRUE(run.err.contains("Append brew shellenv to ~/.zprofile? no: there is no terminal to answer on, so nothing is written."));
+    EXPECT_EQ(mac.readFile(kZprofile), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".zprofile")), QStringList {".zprofile"});
+    expectTidy(mac, run);
+}
