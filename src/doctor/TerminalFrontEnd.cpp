@@ -56,3 +56,14 @@ bool TerminalFrontEnd::confirmZprofileWrite(const FileAppendWriter::DiffPreview 
     showAddedLines(preview);
     return m_ask(QStringLiteral("Apply this change to ~/.zprofile?"));
 }
+
+bool TerminalFrontEnd::confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview)
+{
+    endProgressLine();
+    m_out << "Homebrew is installed. Its shellenv line in `~/.zprofile` puts brew on PATH in new shells.\n";
+    if (preview.wasCreated)
+        m_out << "Creating `~/.zprofile` (didn't exist before).\n";
+    m_out << "Backup: `" << preview.backupPath << "`\n";
+    showAddedLines(preview);
+    return m_ask(QStringLiteral("Append brew shellenv to ~/.zprofile?"));
+}

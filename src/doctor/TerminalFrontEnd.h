@@ -17,6 +17,7 @@ public:
     void progress(const QString &text) override;
     bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override;
     bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override;
+    bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override;
 
     /// Every line shown, a progress line as its latest text.
     [[nodiscard]] const QStringList &lines() const { return m_lines; }

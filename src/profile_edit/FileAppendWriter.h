@@ -10,27 +10,32 @@
 
 /// Changes a shell start-up file the only way we ever do: by appending a dated, titled block at
 /// the end, after a preview the user can inspect, with a backup beside it. Nothing inside an
-/// existing file is ever removed or rewritten.
+/// existing file is ever removed or rewritten: the file is handled as bytes, whatever its
+/// encoding, and only the preview's texts are decoded, for showing.
 class FileAppendWriter {
 public:
     struct DiffPreview {
         QString path;
         QString backupPath; // the target's name with ".bak", beside it
-        QString originalContents;
-        QString proposedContents;
+        QString originalContents; // for showing: bytes that are not UTF-8 appear as U+FFFD
+        QString proposedContents; // likewise
         QStringList linesAdded; // the header line, then the block; empty when already set
         bool alreadySet = false;
         bool wasCreated = false;
+        QByteArray originalData; // the file's bytes as read: what the backup holds
+        QByteArray appendedData; // what the write adds after them: separator, header, block
 
         friend bool operator==(const DiffPreview &, const DiffPreview &) = default;
     };
 
     class WriteError : public std::runtime_error {
     public:
-        enum class Kind { backupFailed, writeFailed };
+        enum class Kind { backupFailed, writeFailed, changedSinceReview };
+        /// For changedSinceReview, `underlying` is the file's path.
         WriteError(Kind kind, const QString &underlying);
         [[nodiscard]] Kind kind() const { return m_kind; }
-        /// "Couldn't write backup file: …" or "Couldn't write file: …".
+        /// "Couldn't write backup file: …", "Couldn't write file: …", or that the file changed
+        /// while the change was being reviewed and nothing was written.
         [[nodiscard]] QString message() const { return m_message; }
 
     private:
@@ -43,14 +48,18 @@ public:
     FileAppendWriter(QString target, std::shared_ptr<const FileSystemOperating> fs);
 
     /// What appending `lines` under `title` would do; reads, never writes. The file counts as
-    /// already set when it contains `presenceTest` anywhere (comments included).
+    /// already set when it contains `presenceTest` anywhere (comments included). Throws
+    /// FileSystemError when the file is there but cannot be read, and when the target sits in
+    /// the root folder (an empty HOME or "/"), where no profile of anyone's belongs.
     [[nodiscard]] DiffPreview preview(const QStringList &lines, const QString &title, const QString &presenceTest,
                                       QDate today = QDate::currentDate()) const;
     [[nodiscard]] DiffPreview preview(const QStringList &lines, const QString &title, const PresenceTest &isAlreadySet,
                                       QDate today = QDate::currentDate()) const;
-    /// Writes the preview as it stands: backup first (with the original's permission bits), then
-    /// the file itself, through a symbolic link if it is one. Nothing when already set. Throws
-    /// WriteError; when the backup fails the file is not touched.
+    /// Writes the preview: the backup first, complete, with the original's permission bits, put
+    /// in place of the previous one only then; then the file itself, through a symbolic link if
+    /// it is one, and in place when it has hard links. Nothing when already set. Throws
+    /// WriteError: changedSinceReview when the file is no longer what the preview read (nothing
+    /// is written); when the backup fails, the file and the previous backup are not touched.
     void apply(const DiffPreview &preview) const;
 
     /// "# 2026-03-14 Tarnwick — Java configuration".
@@ -61,6 +70,10 @@ public:
     [[nodiscard]] const QString &target() const { return m_target; }
 
 private:
+    void requireHomeFolder() const;
+    void requireUnchanged(const DiffPreview &preview) const;
+    void writeBackup(const DiffPreview &preview) const;
+
     QString m_target;
     std::shared_ptr<const FileSystemOperating> m_fs;
 };

@@ -76,7 +76,8 @@ struct FixSequence::Run {
     {
         const QUrl &url = sequence.m_configuration.homebrewInstallScriptURL;
         frontEnd.line(QStringLiteral("Running: ") + HomebrewInstaller::commandLine(url).value_or(url.toString()));
-        const HomebrewInstaller installer(services().processRunner, services().fs, url);
+        const HomebrewInstaller installer(services().processRunner, services().fs, url,
+                                          [this](const FileAppendWriter::DiffPreview &preview) { return frontEnd.confirmShellenvAppend(preview); });
         take(installer.install(cancellation, [this](const StreamEvent &event) { take(event); }));
     }
 
@@ -121,7 +122,7 @@ struct FixSequence::Run {
         const JEnvRunner jenv(home() + QStringLiteral("/.jenv"), shell(), services().fs);
         take(jenv.registerAndSelect(jdkPath, major, cancellation, [this](const StreamEvent &event) { take(event); }));
         if (succeeded())
-            offerZshrc(jenv.missingHookLines(), QStringLiteral("jEnv init"));
+            offerZshrc([&jenv] { return jenv.missingHookLines(); }, QStringLiteral("jEnv init"));
     }
 
     void jenvRegistrationAfterPackage(int major)
@@ -139,15 +140,23 @@ struct FixSequence::Run {
              1);
     }
 
-    void offerZshrc(const QStringList &missingLines, const QString &title)
+    void offerZshrc(const std::function<QStringList()> &findMissingLines, const QString &title)
     {
-        if (missingLines.isEmpty() || cancellation.isCanceled())
+        if (cancellation.isCanceled())
             return;
         const FileAppendWriter writer(ZshrcHooks::path(*services().fs), services().fs);
-        const FileAppendWriter::DiffPreview preview =
-            writer.preview(missingLines, title, [this, missingLines](const QString &) {
+        FileAppendWriter::DiffPreview preview;
+        try {
+            const QStringList missingLines = findMissingLines();
+            if (missingLines.isEmpty())
+                return;
+            preview = writer.preview(missingLines, title, [this, missingLines](const QString &) {
                 return ZshrcHooks::missingLines(*services().fs, missingLines).isEmpty();
             });
+        } catch (const FileSystemError &error) {
+            frontEnd.line(QStringLiteral("Couldn't read ~/.zshrc: ") + error.message()); // the fix itself still succeeded
+            return;
+        }
         if (preview.alreadySet)
             return;
         if (!frontEnd.confirmZshrcAppend(preview)) {
@@ -165,7 +174,14 @@ struct FixSequence::Run {
     Outcome writeZprofile()
     {
         const ZprofileWriter writer(services().fs);
-        const FileAppendWriter::DiffPreview preview = writer.preview();
+        FileAppendWriter::DiffPreview preview;
+        try {
+            preview = writer.preview();
+        } catch (const FileSystemError &error) {
+            const QString message = QStringLiteral("Couldn't read ~/.zprofile: ") + error.message();
+            fail(message, 1);
+            return Outcome::failure(message);
+        }
         if (preview.alreadySet) {
             frontEnd.line(QStringLiteral("Your ~/.zprofile already sets JAVA_HOME via `$(/usr/libexec/java_home)` — no changes needed."));
             exitCode = 0;
@@ -208,7 +224,7 @@ struct FixSequence::Run {
                 take(mise.select(version, cancellation, stream));
             }
             if (succeeded())
-                offerZshrc(mise.missingHookLines(), QStringLiteral("Mise activation"));
+                offerZshrc([&mise] { return mise.missingHookLines(); }, QStringLiteral("Mise activation"));
             return;
         }
         case Kind::installViaPKG: return packageStep(remediation.version());

@@ -35,6 +35,9 @@ public:
         virtual bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) = 0;
         /// Whether to write ~/.zprofile as the preview shows.
         virtual bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) = 0;
+        /// Whether to append Homebrew's shellenv line to ~/.zprofile after Homebrew's install.
+        /// The app appends it unasked (its lines say so); the doctor asks, as for every profile.
+        virtual bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) = 0;
     };
 
     struct Configuration {

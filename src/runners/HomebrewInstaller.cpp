@@ -13,8 +13,12 @@ QUrl HomebrewInstaller::defaultScriptURL()
 }
 
 HomebrewInstaller::HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const FileSystemOperating> fs,
-                                     QUrl scriptURL)
-    : m_process(std::move(process)), m_fs(fs), m_executor(std::move(fs)), m_scriptURL(std::move(scriptURL))
+                                     QUrl scriptURL, ShellenvConsent shellenvConsent)
+    : m_process(std::move(process))
+    , m_fs(fs)
+    , m_executor(std::move(fs))
+    , m_scriptURL(std::move(scriptURL))
+    , m_shellenvConsent(std::move(shellenvConsent))
 {
 }
 
@@ -77,17 +81,25 @@ void HomebrewInstaller::appendShellenv(const OutputHandler &onOutput) const
         return;
     }
     const FileAppendWriter writer(m_fs->homeDirectory() + QStringLiteral("/.zprofile"), m_fs);
+    const QString line = QStringLiteral("eval \"$(") + brew + QStringLiteral(" shellenv)\"");
     try {
-        const FileAppendWriter::DiffPreview preview = writer.preview({QStringLiteral("eval \"$(") + brew + QStringLiteral(" shellenv)\"")},
-                                                                     QStringLiteral("Homebrew shellenv"), QStringLiteral("brew shellenv"));
+        const FileAppendWriter::DiffPreview preview = writer.preview({line}, QStringLiteral("Homebrew shellenv"), QStringLiteral("brew shellenv"));
         if (preview.alreadySet) {
             output(QStringLiteral("brew shellenv already in ~/.zprofile — skipping."));
+            return;
+        }
+        if (m_shellenvConsent && !m_shellenvConsent(preview)) {
+            // Homebrew itself is installed; only new shells won't find brew by name.
+            output(QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this line to ~/.zprofile: ")
+                   + line);
             return;
         }
         output(QStringLiteral("Appending brew shellenv to ~/.zprofile (so brew is fully integrated in new shells)."));
         writer.apply(preview);
         output(QStringLiteral("Appended. Backup at ") + preview.backupPath + QLatin1Char('.'));
     } catch (const FileAppendWriter::WriteError &error) {
+        output(QStringLiteral("Couldn't append brew shellenv to ~/.zprofile: ") + error.message());
+    } catch (const FileSystemError &error) {
         output(QStringLiteral("Couldn't append brew shellenv to ~/.zprofile: ") + error.message());
     }
 }

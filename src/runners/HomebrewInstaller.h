@@ -1,5 +1,6 @@
 #pragma once
 
+#include "profile_edit/FileAppendWriter.h"
 #include "runners/PrivilegedExecutor.h"
 #include "services/StreamEvent.h"
 
@@ -11,6 +12,8 @@
 class HomebrewInstaller {
 public:
     using OutputHandler = std::function<void(const StreamEvent &output)>;
+    /// Whether the shellenv line may be appended as the preview shows; none: appended unasked.
+    using ShellenvConsent = std::function<bool(const FileAppendWriter::DiffPreview &preview)>;
 
     static constexpr const char *kPrompt = "Enter Mac password to install Homebrew (and Xcode Command Line Tools, if missing).";
 
@@ -18,7 +21,7 @@ public:
     [[nodiscard]] static QUrl defaultScriptURL();
 
     HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const FileSystemOperating> fs,
-                      QUrl scriptURL = defaultScriptURL());
+                      QUrl scriptURL = defaultScriptURL(), ShellenvConsent shellenvConsent = {});
 
     /// Output lines go to `onOutput`; returns `completed` or `canceled`.
     StreamEvent install(CancellableProcess &cancellation, const OutputHandler &onOutput) const;
@@ -34,4 +37,5 @@ private:
     std::shared_ptr<const FileSystemOperating> m_fs;
     PrivilegedExecutor m_executor;
     QUrl m_scriptURL;
+    ShellenvConsent m_shellenvConsent;
 };

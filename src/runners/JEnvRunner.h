@@ -19,6 +19,7 @@ public:
     /// stops at any other failure.
     [[nodiscard]] static QString script(const QString &jdkPath, int majorVersion);
     /// `export PATH="$HOME/.jenv/bin:$PATH"` and `eval "$(jenv init -)"`, those ~/.zshrc lacks.
+    /// Throws FileSystemError when ~/.zshrc cannot be read.
     [[nodiscard]] QStringList missingHookLines() const;
     [[nodiscard]] static QStringList hookLines();
 

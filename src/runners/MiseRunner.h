@@ -18,7 +18,8 @@ public:
 
     [[nodiscard]] static QString installCommand(const QString &version);
     [[nodiscard]] static QString selectCommand(const QString &version);
-    /// `eval "$(mise activate zsh)"`, unless ~/.zshrc has it.
+    /// `eval "$(mise activate zsh)"`, unless ~/.zshrc has it. Throws FileSystemError when ~/.zshrc
+    /// cannot be read.
     [[nodiscard]] QStringList missingHookLines() const;
     [[nodiscard]] static QStringList hookLines();
 

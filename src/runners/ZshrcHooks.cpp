@@ -1,6 +1,7 @@
 #include "runners/ZshrcHooks.h"
 
 #include "profile_edit/FileAppendWriter.h"
+#include "services/Utf8.h"
 
 #include <algorithm>
 
@@ -13,13 +14,9 @@ QString path(const FileSystemOperating &fs)
 
 QStringList missingLines(const FileSystemOperating &fs, const QStringList &wanted)
 {
-    QString text;
-    try {
-        if (fs.fileExists(path(fs)))
-            text = fs.readString(path(fs));
-    } catch (const FileSystemError &) {
-        // Unreadable counts as empty: every line is offered.
-    }
+    // Bytes that are not UTF-8 (a Latin-1 comment, say) hide no hook line; an unreadable file is
+    // an error, never an empty one, since the offer would then be written as if it were.
+    const QString text = fs.fileExists(path(fs)) ? decodeUtf8Lossily(fs.readData(path(fs))) : QString();
     const QStringList lines = FileAppendWriter::meaningfulLines(text);
     QStringList missing;
     for (const QString &line : wanted) {

@@ -2,6 +2,7 @@
 
 #include "services/Error.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
@@ -38,6 +39,7 @@ struct FileAttributes {
     qint64 size = 0;
     unsigned posixPermissions = 0; // e.g. 0644
     QDateTime modificationDate;
+    qint64 linkCount = 1; // names of the file (hard links); an atomic replace would split them
 };
 
 struct FileExistence {
@@ -82,10 +84,25 @@ public:
 
     /// The file's text. Throws, also when the file is not valid UTF-8.
     [[nodiscard]] virtual QString readString(const QString &path) const = 0;
+    /// The file's bytes, exactly as stored (a byte-order mark and text in any encoding included).
+    /// Throws.
+    [[nodiscard]] virtual QByteArray readData(const QString &path) const = 0;
     /// The SHA-256 digest of the file as 64 lower-case hex digits, read in pieces. Throws.
     [[nodiscard]] virtual QString sha256Hex(const QString &path) const = 0;
     /// Replaces the file's contents atomically with `text` as UTF-8: readers see the old text or
     /// the new, never a mix. A symbolic link stays a link and its target gets the text; an
     /// existing file keeps its permission bits. Throws, e.g. when the directory does not exist.
     virtual void writeString(const QString &path, const QString &text) const = 0;
+    /// writeString for bytes: atomic, through a symbolic link, keeping permission bits. Throws.
+    virtual void writeData(const QString &path, const QByteArray &bytes) const = 0;
+    /// Adds `bytes` at the end of an existing file in place, so every hard link to it sees them.
+    /// Not atomic: a reader may see part of them. Throws, also when there is no file.
+    virtual void appendData(const QString &path, const QByteArray &bytes) const = 0;
+    /// Creates a new file in the folder of `neighbour`, named after it plus a unique suffix,
+    /// holding `bytes`; `permissions` are set before any byte is in it. Returns its path. Meant to
+    /// be put in place with replaceItem. Throws, leaving nothing behind.
+    [[nodiscard]] virtual QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const = 0;
+    /// Renames the file `source` to `destination` in one step, replacing a file or a symbolic link there
+    /// (the link itself, never what it points to). A folder at `destination` is an error. Throws.
+    virtual void replaceItem(const QString &source, const QString &destination) const = 0;
 };

@@ -9,6 +9,7 @@
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -173,6 +174,7 @@ FileAttributes attributesFrom(const struct stat &info)
     attributes.size = static_cast<qint64>(info.st_size);
     attributes.posixPermissions = info.st_mode & 07777;
     attributes.modificationDate = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(info.st_mtime));
+    attributes.linkCount = static_cast<qint64>(info.st_nlink);
     return attributes;
 }
 
@@ -211,7 +213,7 @@ void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissio
         fail("change the permissions of", path, errno);
 }
 
-QString LiveFileSystem::readString(const QString &path) const
+QByteArray LiveFileSystem::readData(const QString &path) const
 {
     const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
@@ -232,7 +234,12 @@ QString LiveFileSystem::readString(const QString &path) const
             fail("read", path, error); // e.g. a directory: "Is a directory"
         break;
     }
-    std::optional<QString> text = decodeUtf8(bytes);
+    return bytes;
+}
+
+QString LiveFileSystem::readString(const QString &path) const
+{
+    std::optional<QString> text = decodeUtf8(readData(path));
     if (!text)
         fail("read", path, QStringLiteral("the file is not UTF-8 text"));
     return *text;
@@ -240,12 +247,74 @@ QString LiveFileSystem::readString(const QString &path) const
 
 void LiveFileSystem::writeString(const QString &path, const QString &text) const
 {
+    writeData(path, text.toUtf8());
+}
+
+void LiveFileSystem::writeData(const QString &path, const QByteArray &bytes) const
+{
     // QSaveFile writes a temporary file beside the target and renames it over the target; for a
     // symbolic link it does that beside the link's target, and it keeps the target's permissions.
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         fail("write", path, file.errorString());
-    const QByteArray bytes = text.toUtf8();
     if (file.write(bytes) != bytes.size() || !file.commit())
         fail("write", path, file.errorString());
+}
+
+namespace {
+
+// All of `bytes` to `fd`, then to the disk; the errno of the first failure, or 0.
+int writeAll(int fd, const QByteArray &bytes)
+{
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = ::write(fd, bytes.constData() + done, static_cast<size_t>(bytes.size() - done));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return errno;
+        done += count;
+    }
+    return ::fsync(fd) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+void LiveFileSystem::appendData(const QString &path, const QByteArray &bytes) const
+{
+    const int fd = ::open(native(path).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    if (fd < 0)
+        fail("write", path, errno);
+    const int error = writeAll(fd, bytes);
+    ::close(fd);
+    if (error != 0)
+        fail("write", path, error);
+}
+
+QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const
+{
+    QByteArray name = native(neighbour + QStringLiteral(".tarnwick-XXXXXX"));
+    // mkostemp creates the file 0600; the wanted bits follow before the first byte.
+    const int fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (fd < 0)
+        fail("write", neighbour, errno);
+    int error = ::fchmod(fd, static_cast<mode_t>(permissions & 07777)) == 0 ? 0 : errno;
+    if (error == 0)
+        error = writeAll(fd, bytes);
+    ::close(fd);
+    if (error != 0) {
+        ::unlink(name.constData());
+        fail("write", neighbour, error);
+    }
+    return QFile::decodeName(name);
+}
+
+void LiveFileSystem::replaceItem(const QString &source, const QString &destination) const
+{
+    struct stat info {};
+    // rename(2) would put a folder over an empty folder; someone's folder is never replaced.
+    if (::lstat(native(destination).constData(), &info) == 0 && S_ISDIR(info.st_mode))
+        fail("replace", destination, EISDIR);
+    if (::rename(native(source).constData(), native(destination).constData()) != 0)
+        fail("replace", destination, errno);
 }

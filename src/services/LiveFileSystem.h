@@ -38,6 +38,11 @@ public:
     [[nodiscard]] QString sha256Hex(const QString &path) const override;
     [[nodiscard]] QString readString(const QString &path) const override;
     void writeString(const QString &path, const QString &text) const override;
+    [[nodiscard]] QByteArray readData(const QString &path) const override;
+    void writeData(const QString &path, const QByteArray &bytes) const override;
+    void appendData(const QString &path, const QByteArray &bytes) const override;
+    [[nodiscard]] QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const override;
+    void replaceItem(const QString &source, const QString &destination) const override;
 
 private:
     Folders m_folders;

@@ -11,3 +11,9 @@ std::optional<QString> decodeUtf8(const QByteArray &bytes)
         return std::nullopt;
     return text;
 }
+
+QString decodeUtf8Lossily(const QByteArray &bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
+    return decoder(bytes);
+}

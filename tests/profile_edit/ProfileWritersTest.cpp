@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 namespace {
 
 const QDate kDay(2026, 3, 14);
@@ -130,32 +132,123 @@ TEST(FileAppendWriter, WritesThroughASymlinkedProfile)
     EXPECT_EQ(home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile.bak"))).posixPermissions, 0600u);
 }
 
-TEST(FileAppendWriter, AFailedBackupLeavesTheFileUntouched)
+TEST(FileAppendWriter, KeepsEveryByteOfTheOriginal)
 {
-    Home home;
-    home.write(QStringLiteral(".zprofile"), "alias ll='ls -l'\n");
-    // Someone keeps a folder where the backup would go; it is neither replaced nor emptied.
-    QDir(home.dir.path()).mkpath(QStringLiteral(".zprofile.bak/keep"));
-    const ZprofileWriter writer(home.fs);
-    try {
-        writer.apply(writer.preview(kDay));
-        ADD_FAILURE() << "the write went ahead";
-    } catch (const FileAppendWriter::WriteError &error) {
-        EXPECT_EQ(error.kind(), FileAppendWriter::WriteError::Kind::backupFailed);
-        EXPECT_TRUE(error.message().startsWith(QStringLiteral("Couldn't write backup file: "))) << error.message().toStdString();
+    const QByteArray block = (kHeader + "\n" + kExports).toUtf8();
+    const struct {
+        const char *name;
+        QByteArray original;
+        QByteArray separator;
+        QString shownStart; // how the preview shows the start of the file
+    } cases[] = {
+        {"Latin-1, not UTF-8", "export NAME=Jos\xe9\nalias k=kubectl\n", "\n", QStringLiteral("export NAME=Jos\uFFFD\nalias k=kubectl")},
+        {"a byte-order mark", "\xef\xbb\xbf" "alias ll='ls -l'", "\n\n", QStringLiteral("alias ll='ls -l'")},
+    };
+    for (const auto &c : cases) {
+        Home home;
+        home.write(QStringLiteral(".zprofile"), c.original);
+        const ZprofileWriter writer(home.fs);
+        const FileAppendWriter::DiffPreview preview = writer.preview(kDay);
+        EXPECT_TRUE(preview.originalContents.startsWith(c.shownStart)) << c.name << ": " << preview.originalContents.toStdString();
+        writer.apply(preview);
+        EXPECT_EQ(home.read(QStringLiteral(".zprofile")), c.original + c.separator + block) << c.name;
+        EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), c.original) << c.name;
     }
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile")), QByteArray("alias ll='ls -l'\n"));
-    EXPECT_TRUE(QFileInfo(home.path(QStringLiteral(".zprofile.bak/keep"))).isDir());
+}
 
-    // A target that cannot be written is a write error; the backup is there.
-    Home other;
-    QDir(other.dir.path()).mkpath(QStringLiteral(".zshrc"));
-    const FileAppendWriter toFolder(other.path(QStringLiteral(".zshrc")), other.fs);
-    try {
-        toFolder.apply(toFolder.preview({QStringLiteral("eval \"$(mise activate zsh)\"")}, QStringLiteral("Mise"), QStringLiteral("mise activate"), kDay));
-        ADD_FAILURE() << "wrote into a folder";
-    } catch (const FileAppendWriter::WriteError &error) {
-        EXPECT_EQ(error.kind(), FileAppendWriter::WriteError::Kind::writeFailed);
-        EXPECT_TRUE(error.message().startsWith(QStringLiteral("Couldn't write file: "))) << error.message().toStdString();
+TEST(FileAppendWriter, ReplacesThePreviousBackupOnlyWithACompleteOne)
+{
+    const QByteArray profile = "export GITHUB_TOKEN=secret\n";
+    const QByteArray expected = profile + "\n" + (kHeader + "\n" + kExports).toUtf8();
+    const struct {
+        const char *name;
+        std::function<void(const Home &)> scene;
+    } cases[] = {
+        {"an old backup", [](const Home &home) { home.write(QStringLiteral(".zprofile.bak"), "old backup\n"); }},
+        {"a link at the backup's place", [](const Home &home) {
+             home.write(QStringLiteral("elsewhere"), "not a backup\n");
+             ASSERT_TRUE(QFile::link(QStringLiteral("elsewhere"), home.path(QStringLiteral(".zprofile.bak"))));
+         }},
+        {"a hard-linked profile", [](const Home &home) { ASSERT_EQ(::link(qPrintable(home.path(QStringLiteral(".zprofile"))), qPrintable(home.path(QStringLiteral("dotfile")))), 0); }},
+    };
+    for (const auto &c : cases) {
+        Home home;
+        home.write(QStringLiteral(".zprofile"), profile);
+        QFile::setPermissions(home.path(QStringLiteral(".zprofile")), QFile::ReadOwner | QFile::WriteOwner);
+        c.scene(home);
+        const ZprofileWriter writer(home.fs);
+        writer.apply(writer.preview(kDay));
+        EXPECT_EQ(home.read(QStringLiteral(".zprofile")), expected) << c.name;
+        EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), profile) << c.name;
+        const FileAttributes backup = home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile.bak")));
+        EXPECT_EQ(backup.type, FileType::regular) << c.name;
+        EXPECT_EQ(backup.posixPermissions, 0600u) << c.name;
+        // Nothing staged is left beside it, a link's target is not written, the other name of a
+        // hard-linked file sees the block.
+        QStringList names = QDir(home.dir.path()).entryList(QDir::Files | QDir::Hidden | QDir::System);
+        EXPECT_EQ(names.filter(QStringLiteral("tarnwick")), QStringList()) << c.name;
+        if (names.contains(QStringLiteral("elsewhere"))) {
+            EXPECT_EQ(home.read(QStringLiteral("elsewhere")), QByteArray("not a backup\n"));
+        }
+        if (names.contains(QStringLiteral("dotfile"))) {
+            EXPECT_EQ(home.read(QStringLiteral("dotfile")), expected);
+        }
     }
+}
+
+TEST(FileAppendWriter, RefusesWithoutLosingAnything)
+{
+    const QByteArray profile = "alias ll='ls -l'\n";
+    const auto apply = [](const Home &home, const std::function<void()> &meanwhile) {
+        const ZprofileWriter writer(home.fs);
+        try {
+            const FileAppendWriter::DiffPreview preview = writer.preview(kDay);
+            meanwhile();
+            writer.apply(preview);
+        } catch (const FileAppendWriter::WriteError &error) {
+            return error.message();
+        } catch (const FileSystemError &error) {
+            return QStringLiteral("preview: ") + error.message();
+        }
+        return QStringLiteral("(written)");
+    };
+    const struct {
+        const char *name;
+        std::function<void(const Home &)> scene, meanwhile;
+        QString error;
+        std::optional<QByteArray> after; // the profile afterwards; none: still a folder
+    } cases[] = {
+        {"a folder where the backup goes", [](const Home &home) { QDir(home.dir.path()).mkpath(QStringLiteral(".zprofile.bak/keep")); }, [](const Home &) {},
+         QStringLiteral("Couldn't write backup file: Couldn't replace “%1”: Is a directory"), profile},
+        {"a line added while the change is reviewed", [](const Home &) {},
+         [](const Home &home) {
+             QFile file(home.path(QStringLiteral(".zprofile")));
+             ASSERT_TRUE(file.open(QIODevice::Append));
+             file.write("alias k=kubectl\n");
+         },
+         QStringLiteral("%1 changed while the change was being reviewed, so nothing was written. Review the change again."),
+         profile + "alias k=kubectl\n"},
+        {"a folder where the profile is",
+         [](const Home &home) {
+             QFile::remove(home.path(QStringLiteral(".zprofile")));
+             QDir(home.dir.path()).mkpath(QStringLiteral(".zprofile"));
+         },
+         [](const Home &) {}, QStringLiteral("preview: Couldn't read “%1”: Is a directory"), std::nullopt},
+    };
+    for (const auto &c : cases) {
+        Home home;
+        home.write(QStringLiteral(".zprofile"), profile);
+        c.scene(home);
+        const QString path = home.path(c.error.contains(QStringLiteral("backup")) ? QStringLiteral(".zprofile.bak") : QStringLiteral(".zprofile"));
+        EXPECT_EQ(apply(home, [&] { c.meanwhile(home); }), c.error.arg(path)) << c.name;
+        if (c.after) {
+            EXPECT_EQ(home.read(QStringLiteral(".zprofile")), *c.after) << c.name;
+        } else {
+            EXPECT_TRUE(QFileInfo(home.path(QStringLiteral(".zprofile"))).isDir()) << c.name;
+        }
+        EXPECT_FALSE(QFileInfo(home.path(QStringLiteral(".zprofile.bak"))).isFile()) << c.name;
+    }
+    // With no home folder (HOME empty or "/") there is no profile to edit, and "//.zprofile" is not one.
+    const ZprofileWriter homeless(std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {QStringLiteral("/"), {}, {}, {}}));
+    EXPECT_THROW((void)homeless.preview(kDay), FileSystemError);
 }

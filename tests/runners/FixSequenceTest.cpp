@@ -24,6 +24,11 @@ public:
         asked.append(preview.path);
         return answer;
     }
+    bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override
+    {
+        asked.append(QStringLiteral("shellenv ") + preview.path);
+        return answer;
+    }
     QStringList lines, progress_, asked;
     bool answer = true;
 };
@@ -150,6 +155,15 @@ TEST(FixSequence, WritesTheZprofileOnlyWhenAllowed)
     EXPECT_TRUE(accepted.fixture.fs->readString(QStringLiteral("/Users/tester/.zprofile")).contains(QStringLiteral("export JAVA_HOME=$(/usr/libexec/java_home)")));
     EXPECT_EQ(accepted.frontEnd.asked, QStringList {"/Users/tester/.zprofile"});
 
+    // A profile we cannot read is never taken for an empty one.
+    Harness unreadable;
+    unreadable.fixture.fs->addFile(QStringLiteral("/Users/tester/.zprofile"), "export TOKEN=secret\n", 0200);
+    const QString readError = QStringLiteral("Couldn't read ~/.zprofile: Couldn't read “/Users/tester/.zprofile”: Permission denied");
+    EXPECT_EQ(unreadable.run(zprofile), FixSequence::Outcome::failure(readError));
+    EXPECT_EQ(unreadable.frontEnd.lines, QStringList {readError});
+    EXPECT_TRUE(unreadable.frontEnd.asked.isEmpty());
+    EXPECT_FALSE(unreadable.fixture.fs->fileExists(QStringLiteral("/Users/tester/.zprofile.bak")));
+
     Harness alreadySet;
     alreadySet.fixture.fs->addFile(QStringLiteral("/Users/tester/.zprofile"), "export JAVA_HOME=/opt/jdk\n");
     EXPECT_EQ(alreadySet.run(zprofile), FixSequence::Outcome::success(QStringLiteral("JAVA_HOME already set in ~/.zprofile.")));
@@ -158,22 +172,55 @@ TEST(FixSequence, WritesTheZprofileOnlyWhenAllowed)
 
 TEST(FixSequence, OffersTheZshrcHookAfterMise)
 {
-    for (const bool accept : {true, false}) {
+    const struct {
+        const char *name;
+        bool accept;
+        unsigned zshrcMode; // 0: no ~/.zshrc yet
+        QString lastLine;
+    } cases[] = {
+        {"accepted", true, 0, QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak.")},
+        {"declined", false, 0, QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually.")},
+        {"unreadable ~/.zshrc", true, 0200,
+         QStringLiteral("Couldn't read ~/.zshrc: Couldn't read “/Users/tester/.zshrc”: Permission denied")},
+    };
+    for (const auto &c : cases) {
         Harness harness;
-        harness.frontEnd.answer = accept;
+        harness.frontEnd.answer = c.accept;
         harness.fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+        if (c.zshrcMode)
+            harness.fixture.fs->addFile(QStringLiteral("/Users/tester/.zshrc"), "export TOKEN=secret\n", c.zshrcMode);
         harness.fixture.processRunner->script(QStringLiteral("/bin/zsh"), [](const QStringList &, const auto &) {
             return ProcessResult {0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}};
         });
         EXPECT_EQ(harness.run(Remediation::installViaMise(QStringLiteral("temurin-25"))),
-                  FixSequence::Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+                  FixSequence::Outcome::success(QStringLiteral("Installed Temurin via Mise."))) << c.name;
         EXPECT_EQ(harness.frontEnd.lines.first(), QStringLiteral("Running: mise install java@temurin-25 && mise use -g java@temurin-25"));
-        EXPECT_EQ(harness.frontEnd.asked, QStringList {"/Users/tester/.zshrc"});
-        const bool written = harness.fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc"));
-        EXPECT_EQ(written, accept);
+        EXPECT_EQ(harness.frontEnd.asked, c.zshrcMode ? QStringList() : QStringList {"/Users/tester/.zshrc"}) << c.name;
+        EXPECT_EQ(harness.fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc.bak")), c.accept && !c.zshrcMode) << c.name;
+        EXPECT_EQ(harness.frontEnd.lines.last(), c.lastLine) << c.name;
+    }
+}
+
+TEST(FixSequence, AsksBeforeAppendingHomebrewsShellenv)
+{
+    for (const bool accept : {true, false}) {
+        Harness harness;
+        harness.frontEnd.answer = accept;
+        harness.brewAnswers(0);
+        harness.fixture.fs->addFile(QStringLiteral("/Users/tester/.zprofile"), "export NAME=Jos\xe9\n");
+        harness.fixture.processRunner->script(QStringLiteral("/bin/bash"), [](const QStringList &, const auto &) {
+            return ProcessResult {0, QStringLiteral("==> Installation successful!"), {}};
+        });
+        // Declining leaves Homebrew installed: the fix still succeeds, and says what it skipped.
+        EXPECT_EQ(harness.run(Remediation::installHomebrew()), FixSequence::Outcome::success(QStringLiteral("Homebrew installed.")));
+        EXPECT_EQ(harness.frontEnd.asked, QStringList {"shellenv /Users/tester/.zprofile"});
+        const QByteArray zprofile = harness.fixture.fs->readData(QStringLiteral("/Users/tester/.zprofile"));
+        EXPECT_EQ(zprofile.startsWith("export NAME=Jos\xe9\n\n# "), accept) << zprofile.constData();
+        EXPECT_EQ(zprofile.endsWith("eval \"$(/opt/homebrew/bin/brew shellenv)\"\n"), accept) << zprofile.constData();
         EXPECT_EQ(harness.frontEnd.lines.last(),
-                  accept ? QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak.")
-                         : QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually."));
+                  accept ? QStringLiteral("Appended. Backup at /Users/tester/.zprofile.bak.")
+                         : QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this line "
+                                          "to ~/.zprofile: eval \"$(/opt/homebrew/bin/brew shellenv)\""));
     }
 }
 

@@ -183,6 +183,7 @@ TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
         {"both jEnv lines, indented", "  export PATH=\"$HOME/.jenv/bin:$PATH\"\n\teval \"$(jenv init -)\"\n", {mise}, {}},
         {"mise inside a longer line", "[ -x /opt/homebrew/bin/mise ] && eval \"$(mise activate zsh)\"\n", {}, {jenvPath, jenvInit}},
         {"jEnv init only", "eval \"$(jenv init -)\"\r\n", {mise}, {jenvPath}},
+        {"mise's hook after a line that is not UTF-8", "export NAME=Jos\xe9\neval \"$(mise activate zsh)\"\n", {}, {jenvPath, jenvInit}},
     };
     for (const auto &c : cases) {
         auto fs = std::make_shared<InMemoryFileSystem>();

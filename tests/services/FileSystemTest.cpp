@@ -19,6 +19,7 @@ struct Subject {
     QString root;
     std::function<void(const QString &path, const QByteArray &bytes)> plant;
     std::shared_ptr<QTemporaryDir> keepAlive;
+    bool permissionsApply = true; // root reads a file whatever its mode
 };
 
 Subject liveSubject()
@@ -30,7 +31,7 @@ Subject liveSubject()
                 ASSERT_TRUE(file.open(QIODevice::WriteOnly));
                 file.write(bytes);
             },
-            dir};
+            dir, ::geteuid() != 0};
 }
 
 Subject inMemorySubject()
@@ -149,12 +150,51 @@ TEST_P(FileSystemContract, TellsProgramsFromPlainFiles)
     EXPECT_EQ(fs().attributesOfItem(tool).posixPermissions, 0755u);
 }
 
-TEST_P(FileSystemContract, RefusesTextThatIsNotUtf8)
+TEST_P(FileSystemContract, KeepsBytesAsTheyAreAndRefusesThemAsText)
 {
-    const QString latin1 = at(QStringLiteral("latin1.txt"));
-    subject.plant(latin1, "caf\xe9\n");
-    EXPECT_EQ(failureOf([&] { (void)fs().readString(latin1); }),
-              QStringLiteral("Couldn't read “%1”: the file is not UTF-8 text").arg(latin1));
+    const QString profile = at(QStringLiteral(".zprofile"));
+    const QByteArray bytes = "\xef\xbb\xbf" "export NAME=Jos\xe9\n";
+    subject.plant(profile, bytes);
+    EXPECT_EQ(failureOf([&] { (void)fs().readString(profile); }),
+              QStringLiteral("Couldn't read “%1”: the file is not UTF-8 text").arg(profile));
+    EXPECT_EQ(fs().readData(profile), bytes);
+    fs().setPosixPermissions(profile, 0600);
+    fs().writeData(profile, bytes + "alias k=kubectl\n");
+    fs().appendData(profile, QByteArray("\0\xff", 2));
+    EXPECT_EQ(fs().readData(profile), bytes + "alias k=kubectl\n" + QByteArray("\0\xff", 2));
+    EXPECT_EQ(fs().attributesOfItem(profile).posixPermissions, 0600u);
+    EXPECT_EQ(fs().attributesOfItem(profile).linkCount, 1);
+    EXPECT_TRUE(failureOf([&] { fs().appendData(at(QStringLiteral("absent")), "x"); }).endsWith(QStringLiteral("No such file or directory")));
+
+    if (subject.permissionsApply) {
+        fs().setPosixPermissions(profile, 0200);
+        EXPECT_EQ(failureOf([&] { (void)fs().readData(profile); }), QStringLiteral("Couldn't read “%1”: Permission denied").arg(profile));
+    }
+}
+
+TEST_P(FileSystemContract, StagesAFileThenPutsItInPlace)
+{
+    const QString backup = at(QStringLiteral(".zprofile.bak"));
+    subject.plant(backup, "previous backup\n");
+    const QString staged = fs().writeStagedFile(backup, "export TOKEN=secret\n", 0640);
+    EXPECT_TRUE(staged.startsWith(backup + QLatin1Char('.'))) << staged.toStdString();
+    EXPECT_EQ(fs().attributesOfItem(staged).posixPermissions, 0640u);
+    EXPECT_EQ(fs().readData(backup), QByteArray("previous backup\n")); // untouched until replaced
+    EXPECT_NE(fs().writeStagedFile(backup, {}, 0600), staged);        // each staged file is new
+
+    fs().replaceItem(staged, backup);
+    EXPECT_EQ(fs().readData(backup), QByteArray("export TOKEN=secret\n"));
+    EXPECT_EQ(fs().attributesOfItem(backup).posixPermissions, 0640u);
+    EXPECT_FALSE(fs().fileExists(staged));
+
+    // A folder is never replaced; what was staged stays for the caller to remove.
+    const QString folder = at(QStringLiteral("folder"));
+    fs().createDirectory(folder + QStringLiteral("/keep"), true);
+    const QString another = fs().writeStagedFile(backup, "x", 0600);
+    EXPECT_EQ(failureOf([&] { fs().replaceItem(another, folder); }), QStringLiteral("Couldn't replace “%1”: Is a directory").arg(folder));
+    EXPECT_TRUE(fs().fileExistence(folder + QStringLiteral("/keep")).isDirectory);
+    EXPECT_EQ(failureOf([&] { (void)fs().writeStagedFile(at(QStringLiteral("absent/x")), "x", 0600); }),
+              QStringLiteral("Couldn't write “%1”: No such file or directory").arg(at(QStringLiteral("absent/x"))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Live, FileSystemContract, testing::Values(&liveSubject), [](const auto &) { return "disk"; });

@@ -1,0 +1,118 @@
+// The JAVA_HOME step against profiles people really have: bytes that are not UTF-8, a byte-order
+// mark, modes that forbid reading or writing, and a doctor killed while the backup is half done.
+
+#include "DoctorOnAMac.h"
+
+#include <QDate>
+
+#include <sys/stat.h>
+
+namespace {
+
+const QString kZprofile = kHome + QStringLiteral("/.zprofile");
+const QString kBackup = kZprofile + QStringLiteral(".bak");
+
+QByteArray javaBlock()
+{
+    return "# " + QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd")).toUtf8()
+        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
+}
+
+unsigned modeOf(const QString &hostPath)
+{
+    struct stat info {};
+    return ::stat(qPrintable(hostPath), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+} // namespace
+
+TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
+{
+    const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n";
+    const QByteArray bom = "\xef\xbb\xbf" "alias k=kubectl\n";
+    const QByteArray previous = "previous backup\n";
+    const struct {
+        const char *name;
+        QByteArray original;
+        unsigned mode;
+        bool oldBackup;
+        QString outcome;
+        QString lastLine; // of the fix; empty: not checked
+        QByteArray profileAfter;
+        std::optional<QByteArray> backupAfter; // none: there is no backup
+    } cases[] = {
+        {"Latin-1", latin1, 0600, true, QStringLiteral("success"), {}, latin1 + "\n" + javaBlock(), latin1},
+        {"a byte-order mark", bom, 0600, false, QStringLiteral("success"), {}, bom + "\n" + javaBlock(), bom},
+        {"write-only", latin1, 0200, false, QStringLiteral("failure"),
+         QStringLiteral("Couldn't read ~/.zprofile: Couldn't read “/Users/tester/.zprofile”: Permission denied"), latin1, std::nullopt},
+        {"read-only, with an old backup", latin1, 0444, true, QStringLiteral("failure"),
+         QStringLiteral("Couldn't write file: Couldn't write “/Users/tester/.zprofile”: Existing file /Users/tester/.zprofile is not writable"),
+         latin1, latin1},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        MacRoot mac;
+        mac.installJDK(MacRoot::JDK {});
+        mac.writeFile(kZprofile, c.original);
+        if (c.oldBackup)
+            mac.writeFile(kBackup, previous);
+        ASSERT_EQ(::chmod(qPrintable(mac.hostPath(kZprofile)), c.mode), 0);
+
+        const MacRoot::Run run = fix(mac);
+        const QJsonObject fix = run.json.value("fix").toObject();
+        EXPECT_EQ(fix.value("outcome").toString(), c.outcome) << show(run);
+        if (!c.lastLine.isEmpty()) {
+            EXPECT_EQ(linesOf(fix).value(linesOf(fix).size() - 1), c.lastLine) << show(run);
+        }
+        EXPECT_EQ(mac.readFile(kZprofile), c.profileAfter);
+        EXPECT_EQ(modeOf(mac.hostPath(kZprofile)), c.mode);
+        if (c.backupAfter) {
+            EXPECT_EQ(mac.readFile(kBackup), *c.backupAfter);
+            EXPECT_EQ(modeOf(mac.hostPath(kBackup)), c.mode);
+        }
+        // Nothing staged is left over.
+        EXPECT_EQ(mac.entries(kHome), (c.backupAfter ? QStringList {".zprofile", ".zprofile.bak"} : QStringList {".zprofile"}));
+        expectTidy(mac, run);
+    }
+}
+
+TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
+{
+    MacRoot mac;
+    mac.installJDK(MacRoot::JDK {});
+    mac.writeFile(kZprofile, "export EDITOR=vim\n");
+    mac.writeFile(kBackup, "previous backup\n");
+    mac.setEnvironment(QStringLiteral("TARNWICK_PAUSE_AT"), QStringLiteral("profile-backup-staged"));
+
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")},
+                                           {.onceExists = {}, .onceStopped = true, .number = SIGKILL});
+    EXPECT_EQ(run.exitCode, 128 + SIGKILL) << show(run); // bubblewrap reports the kill
+    EXPECT_EQ(mac.readFile(kBackup), QByteArray("previous backup\n"));
+    EXPECT_EQ(mac.readFile(kZprofile), QByteArray("export EDITOR=vim\n"));
+    // The complete new backup waits beside the old one, under a name of its own.
+    const QStringList staged = mac.entries(kHome).filter(QStringLiteral(".zprofile.bak.tarnwick-"));
+    ASSERT_EQ(staged.size(), 1) << mac.entries(kHome).join(u' ').toStdString();
+    EXPECT_EQ(mac.readFile(kHome + QLatin1Char('/') + staged.first()), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(run.leftoverProcesses, QStringList());
+}
+
+TEST_F(DoctorOnAMac, WithoutYesHomebrewsShellenvIsAskedForAndDeclined)
+{
+    MacRoot mac;
+    mac.installApplication(QStringLiteral("Cursor.app")); // a developer: Homebrew first, then Temurin
+    mac.writeFile(kZprofile, "export EDITOR=vim\n");
+    serveAdoptium(mac, MacRoot::JDK {});
+    serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
+    serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
+    serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(MacRoot::JDK {}));
+
+    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
+    const QStringList lines = linesOf(run.json.value("fix").toObject());
+    EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
+    EXPECT_TRUE(lines.contains(QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this "
+                                              "line to ~/.zprofile: eval \"$(/opt/homebrew/bin/brew shellenv)\"")));
+    EXPECT_TRUE(run.err.contains("Append brew shellenv to ~/.zprofile? no: there is no terminal to answer on, so nothing is written."));
+    EXPECT_EQ(mac.readFile(kZprofile), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".zprofile")), QStringList {".zprofile"});
+    expectTidy(mac, run);
+}
