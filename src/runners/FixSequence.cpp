@@ -154,7 +154,7 @@ struct FixSequence::Run {
                 return ZshrcHooks::missingLines(*services().fs, missingLines).isEmpty();
             });
         } catch (const FileSystemError &error) {
-            frontEnd.line(QStringLiteral("Couldn't read ~/.zshrc: ") + error.message()); // the fix itself still succeeded
+            frontEnd.line(QStringLiteral("Couldn't read ~/.zshrc: ") + error.reason()); // the fix itself still succeeded
             return;
         }
         if (preview.alreadySet)
@@ -178,7 +178,7 @@ struct FixSequence::Run {
         try {
             preview = writer.preview();
         } catch (const FileSystemError &error) {
-            const QString message = QStringLiteral("Couldn't read ~/.zprofile: ") + error.message();
+            const QString message = QStringLiteral("Couldn't read ~/.zprofile: ") + error.reason();
             fail(message, 1);
             return Outcome::failure(message);
         }

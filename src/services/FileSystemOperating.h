@@ -8,13 +8,14 @@
 #include <QStringList>
 
 #include <stdexcept>
+#include <utility>
 
 /// A file operation failed. The message names the operation and the path, then the platform's
 /// reason: "Couldn't read “/Users/ada/.zprofile”: Permission denied".
 class FileSystemError : public Error {
 public:
-    FileSystemError(const QString &path, const QString &message, int errorCode = 0)
-        : Error(message), m_path(path), m_errorCode(errorCode)
+    FileSystemError(const QString &path, const QString &message, int errorCode = 0, QString reason = {})
+        : Error(message), m_path(path), m_errorCode(errorCode), m_reason(std::move(reason))
     {
     }
     /// "Couldn't <verb> “<path>”: <the platform's reason for errorCode>".
@@ -24,10 +25,14 @@ public:
     [[nodiscard]] QString path() const { return m_path; }
     /// The errno value behind the failure, or 0 when there was none (text that is not UTF-8).
     [[nodiscard]] int errorCode() const { return m_errorCode; }
+    /// Only the reason ("Permission denied"), for a caller whose own words already name the file
+    /// and what was tried; the whole message when there is no separate reason.
+    [[nodiscard]] QString reason() const { return m_reason.isEmpty() ? message() : m_reason; }
 
 private:
     QString m_path;
     int m_errorCode;
+    QString m_reason;
 };
 
 enum class FileType { regular, directory, symbolicLink, other };
