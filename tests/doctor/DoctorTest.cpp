@@ -282,7 +282,7 @@ TEST(Doctor, ASignalAtAQuestionAnswersNoAndEndsTheRun)
         err += process.readAllStandardError();
     }
     ASSERT_TRUE(err.contains("Apply this change to ~/.zprofile? [y/N]")) << err.toStdString();
-    ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT); // Ctrl-C
     const bool ended = process.waitForFinished(5000);
     if (!ended) {
         ::write(terminal, "y\n", 2); // what a later keystroke would have done
@@ -291,7 +291,7 @@ TEST(Doctor, ASignalAtAQuestionAnswersNoAndEndsTheRun)
     ::close(terminal);
     EXPECT_TRUE(ended) << "the question kept waiting after the signal";
     EXPECT_EQ(process.exitCode(), 130);
-    const QJsonObject fix = json::parse(process.readAllStandardOutput()).object().value("fix").toObject();
+    const QJsonObject fix = report({process.exitCode(), process.readAllStandardOutput(), {}}).value("fix").toObject();
     EXPECT_EQ(fix.value("outcome").toString(), QStringLiteral("canceled"));
     EXPECT_FALSE(fix.value("lines").toVariant().toStringList().join(u'\n').contains(QStringLiteral("Updated ")));
 }
