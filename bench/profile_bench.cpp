@@ -30,7 +30,7 @@ const StandIn kStandIns[] = {
     {"/usr/bin/which", {"java"}, "[ \"$1\" = java ] && echo /usr/bin/java || exit 1"},
     {"/usr/libexec/java_home", {"-V"},
      "echo '    21.0.2 (arm64) \"Eclipse Adoptium\" - \"OpenJDK 21.0.2\" /Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home' >&2"},
-    {"/bin/zsh", {"-lc", "echo __TWK_JAVA_HOME__:$JAVA_HOME"},
+    {"/bin/zsh", {"-lc", "print -r -- \"__TWK_JAVA_HOME__:$JAVA_HOME\""},
      "case \"$2\" in *java*-version*) echo 'openjdk version \"21.0.2\"';; *) echo \"${2%%:*}:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\";; esac"},
 };
 

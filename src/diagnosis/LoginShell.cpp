@@ -44,37 +44,60 @@ std::optional<QString> markerValue(const QString &output, const QString &marker)
     return std::nullopt;
 }
 
-LoginShell::LoginShell(ShellRunner shell, std::chrono::milliseconds interactiveTimeLimit)
-    : m_shell(std::move(shell)), m_interactiveTimeLimit(interactiveTimeLimit)
-{
-}
+LoginShell::LoginShell(ShellRunner shell, std::chrono::milliseconds timeLimit) : m_shell(std::move(shell)), m_timeLimit(timeLimit) {}
 
-ProcessResult LoginShell::run(const QString &commandLine) const
+std::optional<ProcessResult> LoginShell::runStoppable(const QStringList &arguments, const std::optional<Environment> &environment,
+                                                      ProcessCancellation *cancellation, bool *timedOut) const
 {
-    return m_shell.run(ShellRunner::loginShell(), ShellRunner::loginShellArguments(commandLine));
-}
-
-std::optional<ProcessResult> LoginShell::runInteractive(const QString &commandLine) const
-{
-    ProcessCancellation cancellation;
-    const Watchdog limit(m_interactiveTimeLimit, Watchdog::cancelling(cancellation));
-    ProcessResult result = m_shell.run(ShellRunner::loginShell(), {QStringLiteral("-ilc"), commandLine},
-                                       interactiveEnvironment(), &cancellation);
+    // A branch of the caller's switch: the time limit stops this shell, not the caller's run.
+    const CancellationBranches branch(cancellation, 1);
+    if (branch[0]->isCanceled())
+        return std::nullopt;
+    const Watchdog limit(m_timeLimit, Watchdog::cancelling(*branch[0]));
+    ProcessResult result = m_shell.run(ShellRunner::loginShell(), arguments, environment, branch[0]);
+    if (timedOut)
+        *timedOut = limit.fired();
     // An interactive zsh ignores SIGTERM: once what it waited for is killed it may well go on
     // and print an answer. Stopped is stopped.
-    if (limit.fired())
+    if (branch[0]->isCanceled())
         return std::nullopt;
     return result;
 }
 
-std::optional<QString> LoginShell::markedValue(const QString &commandLine, const QString &marker) const
+std::optional<ProcessResult> LoginShell::run(const QString &commandLine, ProcessCancellation *cancellation) const
+{
+    return runStoppable(ShellRunner::loginShellArguments(commandLine), std::nullopt, cancellation, nullptr);
+}
+
+std::optional<ProcessResult> LoginShell::runInteractive(const QString &commandLine, ProcessCancellation *cancellation) const
+{
+    return runStoppable({QStringLiteral("-ilc"), commandLine}, interactiveEnvironment(), cancellation, nullptr);
+}
+
+LoginShell::MarkedValue LoginShell::markedValue(const QString &commandLine, const QString &marker, ProcessCancellation *cancellation) const
 {
     try {
-        if (auto value = markerValue(run(commandLine).stdout, marker))
-            return value;
-        const std::optional<ProcessResult> interactive = runInteractive(commandLine);
-        return interactive ? markerValue(interactive->stdout, marker) : std::nullopt;
+        bool timedOut = false;
+        const std::optional<ProcessResult> login =
+            runStoppable(ShellRunner::loginShellArguments(commandLine), std::nullopt, cancellation, &timedOut);
+        if (!login)
+            return {std::nullopt, timedOut};
+        if (auto value = markerValue(login->stdout, marker))
+            return {value, false};
+        const std::optional<ProcessResult> interactive = runInteractive(commandLine, cancellation);
+        return {interactive ? markerValue(interactive->stdout, marker) : std::nullopt, false};
     } catch (const ProcessLaunchError &) {
-        return std::nullopt;
+        return {};
     }
+}
+
+QString LoginShell::printJavaHome(const QString &marker)
+{
+    return QStringLiteral("print -r -- \"%1$JAVA_HOME\"").arg(marker);
+}
+
+QString LoginShell::noAnswerText()
+{
+    return QStringLiteral("Your login shell didn't answer within %1 seconds, so JAVA_HOME couldn't be read; something in ~/.zprofile may be waiting.")
+        .arg(std::chrono::duration_cast<std::chrono::seconds>(kTimeLimit).count());
 }

@@ -9,31 +9,53 @@
 /// nothing, it runs once more in an interactive login zsh (`zsh -ilc`), which also reads
 /// ~/.zshrc as a new Terminal window does: SDKMAN, Mise and jEnv hook in there, and many people
 /// export JAVA_HOME there.
+///
+/// Either shell is stopped, with everything it started, when the time limit passes (a start-up
+/// file that waits for something must not hang us) or when the caller's cancellation is
+/// cancelled; then there is no answer at all, since what it printed on its way down proves
+/// nothing.
 class LoginShell {
 public:
-    static constexpr std::chrono::milliseconds kInteractiveTimeLimit {15000};
+    static constexpr std::chrono::milliseconds kTimeLimit {15000};
 
-    explicit LoginShell(ShellRunner shell, std::chrono::milliseconds interactiveTimeLimit = kInteractiveTimeLimit);
+    /// A value read back through a shell, and whether the login shell let the time limit pass.
+    struct MarkedValue {
+        std::optional<QString> value;
+        bool loginShellTimedOut = false;
+    };
 
-    /// `/bin/zsh -lc commandLine` with the app's environment. Throws ProcessLaunchError.
-    [[nodiscard]] ProcessResult run(const QString &commandLine) const;
-    /// `/bin/zsh -ilc commandLine` with TERM=dumb, stopped when the time limit passes (a ~/.zshrc
-    /// that waits for something must not hang us); then there is no answer at all, since what it
-    /// printed on its way down proves nothing. Throws ProcessLaunchError.
-    [[nodiscard]] std::optional<ProcessResult> runInteractive(const QString &commandLine) const;
+    explicit LoginShell(ShellRunner shell, std::chrono::milliseconds timeLimit = kTimeLimit);
 
-    /// Runs `commandLine`, which echoes `marker` followed by a value, and reads the value back
-    /// (see markerValue), asking the interactive shell when the first answer has none. Absent
-    /// when neither has one, or when zsh cannot be started.
-    [[nodiscard]] std::optional<QString> markedValue(const QString &commandLine, const QString &marker) const;
+    /// `/bin/zsh -lc commandLine` with the app's environment; nothing when stopped. Throws
+    /// ProcessLaunchError.
+    [[nodiscard]] std::optional<ProcessResult> run(const QString &commandLine, ProcessCancellation *cancellation = nullptr) const;
+    /// `/bin/zsh -ilc commandLine` with TERM=dumb; nothing when stopped. Throws ProcessLaunchError.
+    [[nodiscard]] std::optional<ProcessResult> runInteractive(const QString &commandLine,
+                                                              ProcessCancellation *cancellation = nullptr) const;
+
+    /// Runs `commandLine`, which prints `marker` followed by a value, and reads the value back
+    /// (see markerValue), asking the interactive shell when the first answer has none. No value
+    /// when neither has one, when zsh cannot be started, or when the login shell did not answer
+    /// in time (the interactive one reads the same ~/.zprofile, so it is not asked then).
+    [[nodiscard]] MarkedValue markedValue(const QString &commandLine, const QString &marker,
+                                          ProcessCancellation *cancellation = nullptr) const;
+
+    /// The command that prints `marker` and JAVA_HOME exactly as they are: zsh's `echo` would
+    /// turn backslashes in the value into escapes.
+    [[nodiscard]] static QString printJavaHome(const QString &marker);
+    /// What to tell the user when the login shell did not answer within kTimeLimit.
+    [[nodiscard]] static QString noAnswerText();
 
 private:
+    [[nodiscard]] std::optional<ProcessResult> runStoppable(const QStringList &arguments, const std::optional<Environment> &environment,
+                                                            ProcessCancellation *cancellation, bool *timedOut) const;
+
     ShellRunner m_shell;
-    std::chrono::milliseconds m_interactiveTimeLimit;
+    std::chrono::milliseconds m_timeLimit;
 };
 
-/// The value a command echoed behind `marker`: the last non-empty output line holding the marker
-/// wins (a profile may print banners, even the marker text, before the real echo), the text after
+/// The value a command printed behind `marker`: the last non-empty output line holding the marker
+/// wins (a profile may print banners, even the marker text, before the real line), the text after
 /// the marker is trimmed of blanks and tabs, and an empty value is absent. Earlier lines are not
 /// consulted once a marker line has been found.
 [[nodiscard]] std::optional<QString> markerValue(const QString &output, const QString &marker);

@@ -16,6 +16,9 @@ struct ProbeBundle {
     QStringList jvmDirContents;
     /// JAVA_HOME as a login shell sees it; absent when unset or blank.
     std::optional<QString> javaHomeInActiveShell;
+    /// The login shell did not answer within its time limit (something in ~/.zprofile waits), so
+    /// javaHomeInActiveShell is unknown rather than unset.
+    bool loginShellTimedOut = false;
 
     friend bool operator==(const ProbeBundle &, const ProbeBundle &) = default;
 };

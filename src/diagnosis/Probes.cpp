@@ -2,12 +2,15 @@
 
 #include <future>
 
-std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable, const QStringList &arguments)
+std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable, const QStringList &arguments,
+                                     ProcessCancellation *cancellation)
 {
+    if (cancellation && cancellation->isCanceled())
+        return std::nullopt;
     try {
-        const ProcessResult result = shell.run(executable, arguments);
+        const ProcessResult result = shell.run(executable, arguments, std::nullopt, cancellation);
         const QString answer = result.stdout.trimmed();
-        if (result.exitCode != 0 || answer.isEmpty())
+        if (result.exitCode != 0 || answer.isEmpty() || (cancellation && cancellation->isCanceled()))
             return std::nullopt;
         return answer;
     } catch (const ProcessLaunchError &) {
@@ -16,35 +19,42 @@ std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &ex
 }
 
 Probes::Probes(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
-               std::chrono::milliseconds interactiveTimeLimit)
-    : m_shell(shell), m_fs(std::move(fs)), m_loginShell(std::move(shell), interactiveTimeLimit)
+               std::chrono::milliseconds shellTimeLimit)
+    : m_shell(shell), m_fs(std::move(fs)), m_loginShell(std::move(shell), shellTimeLimit)
 {
 }
 
-ProbeBundle Probes::run() const
+ProbeBundle Probes::run(ProcessCancellation *cancellation) const
 {
+    const CancellationBranches branches(cancellation, 3);
     // Threads of their own rather than a pool: a pool as small as the machine's core count would
     // queue these waits behind each other.
-    auto which = std::async(std::launch::async, [this] { return whichJava(); });
-    auto jdks = std::async(std::launch::async, [this] { return installedJDKs(); });
-    auto javaHome = std::async(std::launch::async, [this] { return javaHomeInActiveShell(); });
+    auto which = std::async(std::launch::async, [&] { return whichJava(branches[0]); });
+    auto jdks = std::async(std::launch::async, [&] { return installedJDKs(branches[1]); });
+    auto javaHome = std::async(std::launch::async, [&] { return javaHomeInActiveShell(branches[2]); });
     ProbeBundle bundle;
     bundle.jvmDirContents = jvmDirContents();
     bundle.whichJava = which.get();
     bundle.installedJDKs = jdks.get();
-    bundle.javaHomeInActiveShell = javaHome.get();
+    const LoginShell::MarkedValue home = javaHome.get();
+    bundle.javaHomeInActiveShell = home.value;
+    bundle.loginShellTimedOut = home.loginShellTimedOut;
     return bundle;
 }
 
-std::optional<QString> Probes::whichJava() const
+std::optional<QString> Probes::whichJava(ProcessCancellation *cancellation) const
 {
-    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {QStringLiteral("java")});
+    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {QStringLiteral("java")}, cancellation);
 }
 
-QList<JDKInfo> Probes::installedJDKs() const
+QList<JDKInfo> Probes::installedJDKs(ProcessCancellation *cancellation) const
 {
+    if (cancellation && cancellation->isCanceled())
+        return {};
     try {
-        const ProcessResult result = m_shell.run(QStringLiteral("/usr/libexec/java_home"), {QStringLiteral("-V")});
+        const ProcessResult result = m_shell.run(QStringLiteral("/usr/libexec/java_home"), {QStringLiteral("-V")}, std::nullopt, cancellation);
+        if (cancellation && cancellation->isCanceled())
+            return {};
         return parseJavaHomeListing(result.stdout + QLatin1Char('\n') + result.stderr);
     } catch (const ProcessLaunchError &) {
         return {};
@@ -60,8 +70,8 @@ QStringList Probes::jvmDirContents() const
     }
 }
 
-std::optional<QString> Probes::javaHomeInActiveShell() const
+LoginShell::MarkedValue Probes::javaHomeInActiveShell(ProcessCancellation *cancellation) const
 {
-    return m_loginShell.markedValue(QStringLiteral("echo __TWK_JAVA_HOME__:$JAVA_HOME"),
-                                    QStringLiteral("__TWK_JAVA_HOME__:"));
+    const QString marker = QStringLiteral("__TWK_JAVA_HOME__:");
+    return m_loginShell.markedValue(LoginShell::printJavaHome(marker), marker, cancellation);
 }

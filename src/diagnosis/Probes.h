@@ -13,18 +13,19 @@ public:
     static constexpr const char *kJavaVirtualMachines = "/Library/Java/JavaVirtualMachines";
 
     Probes(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
-           std::chrono::milliseconds interactiveTimeLimit = LoginShell::kInteractiveTimeLimit);
+           std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit);
 
-    /// The four probes, side by side (they are independent programs).
-    [[nodiscard]] ProbeBundle run() const;
+    /// The four probes, side by side (they are independent programs). Cancelling stops them all;
+    /// the fields they had not found yet are then empty.
+    [[nodiscard]] ProbeBundle run(ProcessCancellation *cancellation = nullptr) const;
 
     /// `which java` on the app's own path.
-    [[nodiscard]] std::optional<QString> whichJava() const;
+    [[nodiscard]] std::optional<QString> whichJava(ProcessCancellation *cancellation = nullptr) const;
     /// The JDKs `java_home -V` lists (it prints the list on stderr; both streams are read).
-    [[nodiscard]] QList<JDKInfo> installedJDKs() const;
+    [[nodiscard]] QList<JDKInfo> installedJDKs(ProcessCancellation *cancellation = nullptr) const;
     [[nodiscard]] QStringList jvmDirContents() const;
     /// JAVA_HOME in a fresh login shell (falling back to an interactive one, see LoginShell).
-    [[nodiscard]] std::optional<QString> javaHomeInActiveShell() const;
+    [[nodiscard]] LoginShell::MarkedValue javaHomeInActiveShell(ProcessCancellation *cancellation = nullptr) const;
 
 private:
     ShellRunner m_shell;
@@ -34,4 +35,4 @@ private:
 
 /// Runs a plain tool and returns its trimmed stdout when it exited 0 and said something.
 [[nodiscard]] std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable,
-                                                   const QStringList &arguments);
+                                                   const QStringList &arguments, ProcessCancellation *cancellation = nullptr);

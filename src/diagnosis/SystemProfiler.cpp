@@ -18,14 +18,14 @@ QStringList miseLocations(const QString &home)
 } // namespace
 
 SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
-                               std::chrono::milliseconds interactiveTimeLimit, OSVersionSource osVersion)
-    : SystemProfiler(std::move(shell), std::move(fs), Platform {std::move(osVersion), &environmentShell}, interactiveTimeLimit)
+                               std::chrono::milliseconds shellTimeLimit, OSVersionSource osVersion)
+    : SystemProfiler(std::move(shell), std::move(fs), Platform {std::move(osVersion), &environmentShell}, shellTimeLimit)
 {
 }
 
 SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
-                               std::chrono::milliseconds interactiveTimeLimit)
-    : m_shell(std::move(shell)), m_fs(std::move(fs)), m_interactiveTimeLimit(interactiveTimeLimit), m_platform(std::move(platform))
+                               std::chrono::milliseconds shellTimeLimit)
+    : m_shell(std::move(shell)), m_fs(std::move(fs)), m_shellTimeLimit(shellTimeLimit), m_platform(std::move(platform))
 {
 }
 
@@ -36,18 +36,19 @@ std::optional<QString> SystemProfiler::environmentShell()
     return qEnvironmentVariable("SHELL");
 }
 
-SystemProfile SystemProfiler::profile() const
+SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
 {
+    const CancellationBranches branches(cancellation, 7);
     const auto inParallel = [](auto work) { return std::async(std::launch::async, std::move(work)); };
-    auto machine = inParallel([this] { return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}); });
-    auto commandLineTools = inParallel([this] { return XcodeCLTProbe(m_shell).probe(); });
-    auto java = inParallel([this] { return Probes(m_shell, m_fs, m_interactiveTimeLimit).run(); });
+    auto machine = inParallel([&] { return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}, branches[0]); });
+    auto commandLineTools = inParallel([&] { return XcodeCLTProbe(m_shell).probe(branches[1]); });
+    auto java = inParallel([&] { return Probes(m_shell, m_fs, m_shellTimeLimit).run(branches[2]); });
     // `which mise` only matters when no usual location has it, but asking costs nothing extra
     // when it runs beside everything else.
-    auto miseOnPath = inParallel([this] { return lookUpTool(QStringLiteral("mise")); });
-    auto claude = inParallel([this] { return lookUpTool(QStringLiteral("claude")); });
-    auto codex = inParallel([this] { return lookUpTool(QStringLiteral("codex")); });
-    auto aider = inParallel([this] { return lookUpTool(QStringLiteral("aider")); });
+    auto miseOnPath = inParallel([&] { return lookUpTool(QStringLiteral("mise"), branches[3]); });
+    auto claude = inParallel([&] { return lookUpTool(QStringLiteral("claude"), branches[4]); });
+    auto codex = inParallel([&] { return lookUpTool(QStringLiteral("codex"), branches[5]); });
+    auto aider = inParallel([&] { return lookUpTool(QStringLiteral("aider"), branches[6]); });
 
     SystemProfile profile;
     const QString home = m_fs->homeDirectory();
@@ -169,9 +170,9 @@ bool SystemProfiler::applicationInstalled(const QString &bundleName) const
         || m_fs->fileExistence(m_fs->homeDirectory() + QStringLiteral("/Applications/") + bundleName).isDirectory;
 }
 
-std::optional<QString> SystemProfiler::lookUpTool(const QString &name) const
+std::optional<QString> SystemProfiler::lookUpTool(const QString &name, ProcessCancellation *cancellation) const
 {
-    std::optional<QString> answer = trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {name});
+    std::optional<QString> answer = trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {name}, cancellation);
     if (answer && m_fs->isExecutableFile(*answer))
         return answer;
     return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "diagnosis/LoginShell.h"
 #include "diagnosis/SystemProfile.h"
 #include "services/FileSystemOperating.h"
 #include "services/ShellRunner.h"
@@ -22,14 +23,15 @@ public:
     };
 
     SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
-                   std::chrono::milliseconds interactiveTimeLimit = std::chrono::seconds(15),
+                   std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit,
                    OSVersionSource osVersion = &platformOSVersion);
     SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
-                   std::chrono::milliseconds interactiveTimeLimit = std::chrono::seconds(15));
+                   std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit);
 
     /// Every probe is an independent program or file check; they run side by side, so a profile
-    /// takes about as long as its slowest probe.
-    [[nodiscard]] SystemProfile profile() const;
+    /// takes about as long as its slowest probe. Cancelling stops every probe still running; the
+    /// profile is then incomplete and only good for throwing away.
+    [[nodiscard]] SystemProfile profile(ProcessCancellation *cancellation = nullptr) const;
 
     /// The running system's version as the platform reports it (on Linux, the distribution's).
     static MacOSVersion platformOSVersion();
@@ -49,10 +51,10 @@ private:
     [[nodiscard]] std::optional<QString> directoryIfPresent(const QString &path) const;
     [[nodiscard]] bool applicationInstalled(const QString &bundleName) const;
     /// `which name`, kept only when it names an executable file.
-    [[nodiscard]] std::optional<QString> lookUpTool(const QString &name) const;
+    [[nodiscard]] std::optional<QString> lookUpTool(const QString &name, ProcessCancellation *cancellation) const;
 
     ShellRunner m_shell;
     std::shared_ptr<const FileSystemOperating> m_fs;
-    std::chrono::milliseconds m_interactiveTimeLimit;
+    std::chrono::milliseconds m_shellTimeLimit;
     Platform m_platform;
 };

@@ -13,27 +13,31 @@ bool looksLikeAJava(std::int32_t exitCode, const QString &output)
 
 } // namespace
 
-Verifier::Result Verifier::verify() const
+Verifier::Result Verifier::verify(ProcessCancellation *cancellation) const
 {
-    auto javaHome = std::async(std::launch::async, [this] {
-        return m_loginShell.markedValue(QStringLiteral("echo __TWK_VERIFY_JAVA_HOME__:$JAVA_HOME"),
-                                        QStringLiteral("__TWK_VERIFY_JAVA_HOME__:"));
+    const CancellationBranches branches(cancellation, 2);
+    auto javaHome = std::async(std::launch::async, [&] {
+        const QString marker = QStringLiteral("__TWK_VERIFY_JAVA_HOME__:");
+        return m_loginShell.markedValue(LoginShell::printJavaHome(marker), marker, branches[0]);
     });
-    const JavaVersionOutput version = javaVersion();
-    return Result {version.merged, version.exitCode, javaHome.get()};
+    const JavaVersionOutput version = javaVersion(branches[1]);
+    const LoginShell::MarkedValue home = javaHome.get();
+    return Result {version.merged, version.exitCode, home.value, version.timedOut || home.loginShellTimedOut};
 }
 
-Verifier::JavaVersionOutput Verifier::javaVersion() const
+Verifier::JavaVersionOutput Verifier::javaVersion(ProcessCancellation *cancellation) const
 {
     try {
-        const ProcessResult first = m_loginShell.run(kJavaVersionCommand);
-        if (looksLikeAJava(first.exitCode, first.stdout))
-            return {first.stdout, first.exitCode};
+        const std::optional<ProcessResult> first = m_loginShell.run(kJavaVersionCommand, cancellation);
+        if (!first) // stopped: there is no output worth showing
+            return {QString(), -1, !cancellation || !cancellation->isCanceled()};
+        if (looksLikeAJava(first->exitCode, first->stdout))
+            return {first->stdout, first->exitCode};
         // `java` may only be on the path that ~/.zshrc sets up (SDKMAN, Mise, jEnv).
-        const std::optional<ProcessResult> interactive = m_loginShell.runInteractive(kJavaVersionCommand);
+        const std::optional<ProcessResult> interactive = m_loginShell.runInteractive(kJavaVersionCommand, cancellation);
         if (interactive && looksLikeAJava(interactive->exitCode, interactive->stdout))
             return {interactive->stdout, interactive->exitCode};
-        return {first.stdout, first.exitCode};
+        return {first->stdout, first->exitCode};
     } catch (const ProcessLaunchError &error) {
         return {QStringLiteral("Failed to start %1: %2").arg(error.executable(), error.message()), -1};
     }

@@ -12,6 +12,8 @@ public:
         std::int32_t javaVersionExitCode = 0;
         /// JAVA_HOME in a fresh login shell; absent when unset or blank.
         std::optional<QString> javaHomeValue;
+        /// A login shell did not answer within its time limit; the values above are then unknown.
+        bool loginShellTimedOut = false;
 
         friend bool operator==(const Result &, const Result &) = default;
     };
@@ -19,21 +21,22 @@ public:
     /// How the verify screens introduce the captured output.
     static constexpr const char *kOutputCaption = "Here's the actual output from a fresh `zsh -lc 'java -version'`.";
 
-    explicit Verifier(ShellRunner shell, std::chrono::milliseconds interactiveTimeLimit = LoginShell::kInteractiveTimeLimit)
-        : m_loginShell(std::move(shell), interactiveTimeLimit)
+    explicit Verifier(ShellRunner shell, std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit)
+        : m_loginShell(std::move(shell), shellTimeLimit)
     {
     }
 
     /// Runs both shells side by side. A shell that cannot start is a failed check whose output is
-    /// the launch error.
-    [[nodiscard]] Result verify() const;
+    /// the launch error; one stopped by its time limit or by `cancellation` is a failed check too.
+    [[nodiscard]] Result verify(ProcessCancellation *cancellation = nullptr) const;
 
 private:
     struct JavaVersionOutput {
         QString merged;
         std::int32_t exitCode = 0;
+        bool timedOut = false;
     };
-    [[nodiscard]] JavaVersionOutput javaVersion() const;
+    [[nodiscard]] JavaVersionOutput javaVersion(ProcessCancellation *cancellation) const;
 
     LoginShell m_loginShell;
 };

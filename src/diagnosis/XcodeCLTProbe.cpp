@@ -2,7 +2,7 @@
 
 #include "diagnosis/Probes.h"
 
-std::optional<QString> XcodeCLTProbe::probe() const
+std::optional<QString> XcodeCLTProbe::probe(ProcessCancellation *cancellation) const
 {
-    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/xcode-select"), {QStringLiteral("-p")});
+    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/xcode-select"), {QStringLiteral("-p")}, cancellation);
 }

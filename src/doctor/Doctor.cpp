@@ -4,9 +4,15 @@
 #include "diagnosis/VerifyVerdict.h"
 #include "doctor/InterruptCanceller.h"
 #include "doctor/TerminalFrontEnd.h"
+#include "doctor/TerminalText.h"
 #include "runners/AdoptiumAPI.h"
 
 #include <QJsonDocument>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 Doctor::Doctor(AppServices services, SystemProfiler::Platform platform, FixSequence::Configuration fixConfiguration, Options options,
                Terminal terminal)
@@ -18,12 +24,12 @@ Doctor::Doctor(AppServices services, SystemProfiler::Platform platform, FixSeque
 {
 }
 
-SystemProfile Doctor::profile() const
+SystemProfile Doctor::profile()
 {
-    return SystemProfiler(ShellRunner(m_services.processRunner), m_services.fs, m_platform).profile();
+    return SystemProfiler(ShellRunner(m_services.processRunner), m_services.fs, m_platform).profile(&m_cancellation);
 }
 
-DoctorFindings Doctor::examine() const
+DoctorFindings Doctor::examine()
 {
     DoctorFindings findings;
     findings.profile = profile();
@@ -33,7 +39,7 @@ DoctorFindings Doctor::examine() const
     } else if (findings.diagnosis.kind() == Diagnosis::Kind::D1_NoJDK) {
         int lts = 25; // what the app offers when Adoptium can't be asked
         try {
-            lts = AdoptiumAPI(m_services.http, m_fixConfiguration.adoptiumBaseURL).latestLTSMajor();
+            lts = AdoptiumAPI(m_services.http, m_fixConfiguration.adoptiumBaseURL).latestLTSMajor(&m_cancellation);
         } catch (const Error &) {
         }
         findings.remediation = remediationForMissingJDK(lts, findings.profile);
@@ -54,10 +60,63 @@ bool Doctor::ask(const QString &question)
         out.flush();
         return false;
     }
+    if (m_cancellation.isCanceled())
+        return false;
     out << question << " [y/N] ";
     out.flush();
-    const QString answer = m_terminal.in.readLine().trimmed().toLower();
+    const std::optional<QString> typed = readAnswer();
+    if (!typed) {
+        out << '\n'; // a cancel answers no, on a line of its own
+        out.flush();
+        return false;
+    }
+    const QString answer = typed->trimmed().toLower();
     return answer == QLatin1String("y") || answer == QLatin1String("yes");
+}
+
+std::optional<QString> Doctor::readAnswer()
+{
+    if (m_terminal.inFd < 0) {
+        QString line = m_terminal.in.readLine();
+        return m_cancellation.isCanceled() ? std::nullopt : std::optional(line);
+    }
+    // Wait for the terminal and for a cancel at once: a signal must not leave us reading.
+    int wake[2];
+    if (::pipe(wake) != 0)
+        return std::nullopt;
+    const int wakeWrite = wake[1];
+    std::optional<QString> answer;
+    if (m_cancellation.arm([wakeWrite] {
+            const char byte = 'c';
+            [[maybe_unused]] auto written = ::write(wakeWrite, &byte, 1);
+        })) {
+        QByteArray typed;
+        for (;;) {
+            pollfd fds[2] = {{m_terminal.inFd, POLLIN, 0}, {wake[0], POLLIN, 0}};
+            if (::poll(fds, 2, -1) < 0) {
+                if (errno == EINTR)
+                    continue;
+                break;
+            }
+            if (fds[1].revents != 0)
+                break;
+            char byte = 0;
+            const ssize_t got = ::read(m_terminal.inFd, &byte, 1);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0 || byte == '\n') { // end of input answers what was typed so far
+                answer = QString::fromUtf8(typed);
+                break;
+            }
+            typed.append(byte);
+        }
+        m_cancellation.disarm();
+    }
+    ::close(wake[0]);
+    ::close(wake[1]);
+    if (m_cancellation.isCanceled())
+        return std::nullopt;
+    return answer;
 }
 
 FixRecord Doctor::runFix(const Remediation &remediation)
@@ -69,17 +128,15 @@ FixRecord Doctor::runFix(const Remediation &remediation)
     out.flush();
 
     TerminalFrontEnd frontEnd(out, !m_options.json && m_terminal.stdoutIsTerminal, [this](const QString &question) { return ask(question); });
-    CancellableProcess cancellation;
     FixRecord record {remediation, FixSequence::Outcome::canceled(), {}, std::nullopt, nullptr};
-    {
-        const InterruptCanceller ctrlC(cancellation);
-        record.outcome = FixSequence(m_services, m_fixConfiguration, nullptr).run(remediation, cancellation, frontEnd);
-    }
+    record.outcome = FixSequence(m_services, m_fixConfiguration, nullptr).run(remediation, m_cancellation, frontEnd);
+    if (m_cancellation.isCanceled()) // whatever the last step said, the run was stopped
+        record.outcome = FixSequence::Outcome::canceled();
     record.lines = frontEnd.lines();
     switch (record.outcome.kind) {
     case FixSequence::Outcome::Kind::canceled: out << "Canceled.\n"; break;
-    case FixSequence::Outcome::Kind::failure: out << record.outcome.message << '\n'; break;
-    case FixSequence::Outcome::Kind::success: out << record.outcome.message << '\n'; break;
+    case FixSequence::Outcome::Kind::failure: out << visibleText(record.outcome.message) << '\n'; break;
+    case FixSequence::Outcome::Kind::success: out << visibleText(record.outcome.message) << '\n'; break;
     }
     out.flush();
     if (record.outcome.kind != FixSequence::Outcome::Kind::success || remediation.needsNoJavaCheck())
@@ -87,7 +144,13 @@ FixRecord Doctor::runFix(const Remediation &remediation)
 
     out << "\nVerifying… Re-running `java -version` in a fresh login shell to confirm the fix took.\n";
     out.flush();
-    record.verify = Verifier(ShellRunner(m_services.processRunner)).verify();
+    const Verifier::Result verified = Verifier(ShellRunner(m_services.processRunner)).verify(&m_cancellation);
+    if (m_cancellation.isCanceled()) {
+        out << "Canceled.\n";
+        out.flush();
+        return record; // half a check proves nothing: none is reported
+    }
+    record.verify = verified;
     DoctorReport::printVerdict(out, *record.verify, VerifyVerdict::judge(remediation, *record.verify),
                                !m_options.json && m_terminal.stdoutIsTerminal);
     return record;
@@ -95,6 +158,8 @@ FixRecord Doctor::runFix(const Remediation &remediation)
 
 int Doctor::exitCodeAfter(const FixRecord &fix) const
 {
+    if (m_cancellation.isCanceled())
+        return canceled;
     if (fix.followUp)
         return exitCodeAfter(*fix.followUp);
     switch (fix.outcome.kind) {
@@ -109,7 +174,14 @@ int Doctor::exitCodeAfter(const FixRecord &fix) const
 
 int Doctor::run()
 {
+    const InterruptCanceller stopRequests(m_cancellation);
     DoctorFindings findings = examine();
+    if (m_cancellation.isCanceled()) {
+        // A profile cut short would make a wrong diagnosis: say nothing about this Mac.
+        progress() << "Canceled.\n";
+        progress().flush();
+        return canceled;
+    }
     const bool colour = !m_options.json && m_terminal.stdoutIsTerminal;
     if (!m_options.json)
         DoctorReport::printFindings(m_terminal.out, findings, colour);

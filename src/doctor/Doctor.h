@@ -21,6 +21,9 @@ public:
         QTextStream &err;
         QTextStream &in;
         bool stdinIsTerminal = false;
+        /// When set, answers are read from this descriptor instead of `in`, so that a question can
+        /// stop waiting the moment the run is cancelled.
+        int inFd = -1;
         bool stdoutIsTerminal = false;
     };
     enum ExitCode { verified = 0, notVerified = 1, canceled = 130 };
@@ -29,12 +32,15 @@ public:
            Terminal terminal);
 
     /// 0 when nothing is wrong (or the fix verified), 1 when something is (or the fix failed or
-    /// did not verify), 130 when the user cancelled.
+    /// did not verify), 130 when the run was cancelled: Ctrl-C, SIGTERM or SIGHUP at any moment
+    /// stop whatever runs, let it clean up, and end the run.
     int run();
 
 private:
-    [[nodiscard]] DoctorFindings examine() const;
-    [[nodiscard]] SystemProfile profile() const;
+    [[nodiscard]] DoctorFindings examine();
+    [[nodiscard]] SystemProfile profile();
+    /// A line typed on the terminal; nothing when the run was cancelled while waiting.
+    std::optional<QString> readAnswer();
     FixRecord runFix(const Remediation &remediation);
     [[nodiscard]] int exitCodeAfter(const FixRecord &fix) const;
     bool ask(const QString &question);
@@ -45,4 +51,7 @@ private:
     FixSequence::Configuration m_fixConfiguration;
     Options m_options;
     Terminal m_terminal;
+    /// The whole run's switch: profiling, the Adoptium look-up, the fix, the check and every
+    /// question stop when it is flipped.
+    CancellableProcess m_cancellation;
 };

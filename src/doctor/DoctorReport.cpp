@@ -1,6 +1,8 @@
 #include "doctor/DoctorReport.h"
 
 #include "diagnosis/AuditStages.h"
+#include "diagnosis/LoginShell.h"
+#include "doctor/TerminalText.h"
 #include "telemetry/TelemetryEvents.h"
 
 #include <QJsonArray>
@@ -48,6 +50,7 @@ QJsonObject verifyJson(const Verifier::Result &result, const VerifyVerdict &verd
         {QStringLiteral("javaVersionOutput"), result.javaVersionOutput},
         {QStringLiteral("javaVersionExitCode"), result.javaVersionExitCode},
         {QStringLiteral("javaHomeValue"), optionalString(result.javaHomeValue)},
+        {QStringLiteral("loginShellTimedOut"), result.loginShellTimedOut},
     };
 }
 
@@ -127,6 +130,13 @@ QStringList toolsFound(const SystemProfile &profile)
 
 } // namespace
 
+QStringList notes(const SystemProfile &profile)
+{
+    if (profile.javaState.loginShellTimedOut)
+        return {LoginShell::noAnswerText()};
+    return {};
+}
+
 QJsonObject profileJson(const SystemProfile &profile)
 {
     QJsonArray jdks;
@@ -152,7 +162,8 @@ QJsonObject profileJson(const SystemProfile &profile)
         {QStringLiteral("javaState"), QJsonObject {{QStringLiteral("whichJava"), optionalString(profile.javaState.whichJava)},
                                                    {QStringLiteral("installedJDKs"), jdks},
                                                    {QStringLiteral("jvmDirContents"), QJsonArray::fromStringList(profile.javaState.jvmDirContents)},
-                                                   {QStringLiteral("javaHomeInActiveShell"), optionalString(profile.javaState.javaHomeInActiveShell)}}},
+                                                   {QStringLiteral("javaHomeInActiveShell"), optionalString(profile.javaState.javaHomeInActiveShell)},
+                                                   {QStringLiteral("loginShellTimedOut"), profile.javaState.loginShellTimedOut}}},
         {QStringLiteral("aiTooling"), QJsonObject {{QStringLiteral("claudeCodeDesktop"), ai.claudeCodeDesktop}, {QStringLiteral("cursor"), ai.cursor},
                                                    {QStringLiteral("codexDesktop"), ai.codexDesktop}, {QStringLiteral("vsCode"), ai.vsCode},
                                                    {QStringLiteral("windsurf"), ai.windsurf}, {QStringLiteral("kiro"), ai.kiro},
@@ -191,6 +202,7 @@ QJsonObject toJson(const DoctorFindings &findings)
                                                {QString::fromLatin1(Stage2Terminal::kId),
                                                 QJsonObject {{QStringLiteral("alreadyOk"), Stage2Terminal::isAlreadyOk(findings.profile)}}}}},
         {QStringLiteral("fix"), fix},
+        {QStringLiteral("notes"), QJsonArray::fromStringList(notes(findings.profile))},
     };
 }
 
@@ -199,33 +211,35 @@ void printFindings(QTextStream &out, const DoctorFindings &findings, bool colour
     const Palette palette {colour};
     const SystemProfile &profile = findings.profile;
     out << palette.bold() << "Tarnwick doctor" << palette.reset() << '\n';
-    out << "  Mac: " << macName(profile) << "\n\n";
+    out << "  Mac: " << visibleText(macName(profile)) << "\n\n";
 
     const bool healthy = findings.diagnosis.kind() == Diagnosis::Kind::noErrorsFound;
-    out << marked(palette, healthy ? AuditRow::Mark::good : AuditRow::Mark::missing, palette.bold() + findings.diagnosis.headline() + palette.reset())
+    out << marked(palette, healthy ? AuditRow::Mark::good : AuditRow::Mark::missing, palette.bold() + visibleText(findings.diagnosis.headline()) + palette.reset())
         << '\n';
-    out << "  " << findings.diagnosis.explanation() << '\n';
+    out << "  " << visibleText(findings.diagnosis.explanation()) << '\n';
     if (profile.javaState.installedJDKs.isEmpty())
         out << "  Installed JDKs: none\n";
     for (const JDKInfo &jdk : profile.javaState.installedJDKs)
-        out << "  JDK " << jdk.version << " (" << jdk.vendor << ", " << jdk.architecture << ") at " << jdk.path << '\n';
-    out << "  JAVA_HOME in a login shell: " << VerifyVerdict::shownJavaHome(profile.javaState.javaHomeInActiveShell) << '\n';
+        out << "  JDK " << visibleText(QStringLiteral("%1 (%2, %3) at %4").arg(jdk.version, jdk.vendor, jdk.architecture, jdk.path)) << '\n';
+    out << "  JAVA_HOME in a login shell: " << visibleText(VerifyVerdict::shownJavaHome(profile.javaState.javaHomeInActiveShell)) << '\n';
+    for (const QString &note : notes(profile))
+        out << "  " << marked(palette, AuditRow::Mark::missing, note) << '\n';
     const QStringList tools = toolsFound(profile);
-    out << "  Developer tools: " << (tools.isEmpty() ? QStringLiteral("none found") : tools.join(QStringLiteral(", "))) << "\n\n";
+    out << "  Developer tools: " << (tools.isEmpty() ? QStringLiteral("none found") : visibleText(tools.join(QStringLiteral(", ")))) << "\n\n";
 
     if (findings.remediation) {
-        out << marked(palette, AuditRow::Mark::suggestion, QStringLiteral("Recommended fix: ") + palette.bold() + findings.remediation->title() + palette.reset())
+        out << marked(palette, AuditRow::Mark::suggestion, QStringLiteral("Recommended fix: ") + palette.bold() + visibleText(findings.remediation->title()) + palette.reset())
             << '\n';
-        out << "  " << findings.remediation->explainer() << '\n';
-        out << "  id: " << findings.remediation->id() << "\n\n";
+        out << "  " << visibleText(findings.remediation->explainer()) << '\n';
+        out << "  id: " << visibleText(findings.remediation->id()) << "\n\n";
     }
 
     out << palette.bold() << "System audit" << palette.reset() << '\n';
     for (const AuditRow &row : finalReportRows(profile))
-        out << "  " << marked(palette, row.mark, row.text) << '\n';
+        out << "  " << marked(palette, row.mark, visibleText(row.text)) << '\n';
     for (const AuditRow &row : Stage1Foundations::findings(profile)) {
         if (row.mark == AuditRow::Mark::suggestion) // the missing tools are in the rows above
-            out << "  " << marked(palette, row.mark, row.text) << '\n';
+            out << "  " << marked(palette, row.mark, visibleText(row.text)) << '\n';
     }
     out.flush();
 }
@@ -233,13 +247,15 @@ void printFindings(QTextStream &out, const DoctorFindings &findings, bool colour
 void printVerdict(QTextStream &out, const Verifier::Result &result, const VerifyVerdict &verdict, bool colour)
 {
     const Palette palette {colour};
-    out << '\n' << marked(palette, verdict.passed ? AuditRow::Mark::good : AuditRow::Mark::missing, palette.bold() + verdict.headline + palette.reset())
+    out << '\n' << marked(palette, verdict.passed ? AuditRow::Mark::good : AuditRow::Mark::missing, palette.bold() + visibleText(verdict.headline) + palette.reset())
         << '\n';
-    out << "  " << verdict.detail << '\n';
+    out << "  " << visibleText(verdict.detail) << '\n';
+    if (result.loginShellTimedOut)
+        out << "  " << marked(palette, AuditRow::Mark::missing, LoginShell::noAnswerText()) << '\n';
     out << "  java -version:\n";
     for (const QString &line : VerifyVerdict::shownOutput(result.javaVersionOutput).trimmed().split(QLatin1Char('\n')))
-        out << "    " << line << '\n';
-    out << "  JAVA_HOME: " << VerifyVerdict::shownJavaHome(result.javaHomeValue) << '\n';
+        out << "    " << visibleText(line) << '\n';
+    out << "  JAVA_HOME: " << visibleText(VerifyVerdict::shownJavaHome(result.javaHomeValue)) << '\n';
     out.flush();
 }
 

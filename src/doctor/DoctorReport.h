@@ -37,5 +37,7 @@ void printFindings(QTextStream &out, const DoctorFindings &findings, bool colour
 void printVerdict(QTextStream &out, const Verifier::Result &result, const VerifyVerdict &verdict, bool colour);
 [[nodiscard]] QJsonObject toJson(const DoctorFindings &findings);
 [[nodiscard]] QJsonObject profileJson(const SystemProfile &profile);
+/// What the reader should know beyond the diagnosis: a login shell that never answered, say.
+[[nodiscard]] QStringList notes(const SystemProfile &profile);
 
 } // namespace DoctorReport

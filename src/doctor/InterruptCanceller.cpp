@@ -1,6 +1,5 @@
 #include "doctor/InterruptCanceller.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -8,9 +7,9 @@ namespace {
 
 int g_interruptPipe = -1;
 
-void onInterrupt(int)
+void onSignal(int number)
 {
-    const char byte = 'i';
+    const char byte = static_cast<char>(number); // all three are below 128
     [[maybe_unused]] auto written = ::write(g_interruptPipe, &byte, 1);
 }
 
@@ -19,34 +18,34 @@ void onInterrupt(int)
 InterruptCanceller::InterruptCanceller(ProcessCancellation &cancellation)
 {
     if (::pipe(m_pipe) != 0)
-        return; // without a pipe Ctrl-C keeps its default effect
+        return; // without a pipe the signals keep their default effect
     ::fcntl(m_pipe[0], F_SETFD, FD_CLOEXEC);
     ::fcntl(m_pipe[1], F_SETFD, FD_CLOEXEC);
     g_interruptPipe = m_pipe[1];
     m_watcher = std::thread([this, &cancellation] {
         char byte = 0;
         while (::read(m_pipe[0], &byte, 1) == 1) {
-            if (byte == 'q')
+            if (byte == 0)
                 return;
-            m_interrupted = true;
+            int expected = 0;
+            m_signal.compare_exchange_strong(expected, byte);
             cancellation.cancel();
         }
     });
     struct sigaction action {};
-    action.sa_handler = &onInterrupt;
+    action.sa_handler = &onSignal;
     sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, &action, nullptr);
+    for (std::size_t i = 0; i < std::size(kSignals); ++i)
+        ::sigaction(kSignals[i], &action, &m_previous[i]);
 }
 
 InterruptCanceller::~InterruptCanceller()
 {
     if (m_pipe[1] < 0)
         return;
-    struct sigaction action {};
-    action.sa_handler = SIG_DFL;
-    sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, &action, nullptr);
-    const char quit = 'q';
+    for (std::size_t i = 0; i < std::size(kSignals); ++i)
+        ::sigaction(kSignals[i], &m_previous[i], nullptr);
+    const char quit = 0;
     [[maybe_unused]] auto written = ::write(m_pipe[1], &quit, 1);
     m_watcher.join();
     g_interruptPipe = -1;

@@ -1,5 +1,39 @@
 #include "doctor/TerminalFrontEnd.h"
 
+#include "doctor/TerminalText.h"
+
+void TerminalFrontEnd::keep(const QString &text)
+{
+    if (m_first.size() < kKeptFirst) {
+        m_first.append(text);
+        return;
+    }
+    m_last.push_back(text);
+    if (static_cast<qsizetype>(m_last.size()) > kKeptLast) {
+        m_last.pop_front();
+        ++m_notKept;
+    }
+}
+
+void TerminalFrontEnd::replaceLastKept(const QString &text)
+{
+    if (!m_last.empty())
+        m_last.back() = text;
+    else if (!m_first.isEmpty())
+        m_first.last() = text;
+}
+
+QStringList TerminalFrontEnd::lines() const
+{
+    QStringList lines = m_first;
+    if (m_notKept > 0)
+        lines.append(QStringLiteral("… %1 lines not shown").arg(m_notKept));
+    lines.reserve(lines.size() + static_cast<qsizetype>(m_last.size()));
+    for (const QString &line : m_last)
+        lines.append(line);
+    return lines;
+}
+
 void TerminalFrontEnd::endProgressLine()
 {
     if (m_inProgress && m_isTerminal)
@@ -10,8 +44,8 @@ void TerminalFrontEnd::endProgressLine()
 void TerminalFrontEnd::line(const QString &text)
 {
     endProgressLine();
-    m_lines.append(text);
-    m_out << text << '\n';
+    keep(text);
+    m_out << visibleText(text) << '\n';
     m_out.flush();
 }
 
@@ -19,29 +53,33 @@ void TerminalFrontEnd::progress(const QString &text)
 {
     // One line updated in place on a terminal; a line each elsewhere (a log keeps them all).
     if (m_inProgress)
-        m_lines.last() = text;
+        replaceLastKept(text);
     else
-        m_lines.append(text);
+        keep(text);
     if (m_isTerminal)
-        m_out << "\r\033[K" << text;
+        m_out << "\r\033[K" << visibleText(text);
     else
-        m_out << text << '\n';
+        m_out << visibleText(text) << '\n';
     m_inProgress = true;
     m_out.flush();
 }
 
-void TerminalFrontEnd::showAddedLines(const FileAppendWriter::DiffPreview &preview)
+void TerminalFrontEnd::showZprofileChange(const FileAppendWriter::DiffPreview &preview)
 {
+    if (preview.wasCreated)
+        m_out << "Creating `~/.zprofile` (didn't exist before).\n";
+    m_out << "Backup: `" << visibleText(preview.backupPath) << "`\n";
     for (const QString &added : preview.linesAdded)
-        m_out << "  + " << added << '\n';
+        m_out << "  + " << visibleText(added) << '\n';
 }
 
 bool TerminalFrontEnd::confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview)
 {
     endProgressLine();
     for (const QString &text : FixSequence::zshrcOfferText(preview))
-        m_out << text << '\n';
-    showAddedLines(preview);
+        m_out << visibleText(text) << '\n';
+    for (const QString &added : preview.linesAdded)
+        m_out << "  + " << visibleText(added) << '\n';
     return m_ask(QStringLiteral("Apply ~/.zshrc change?"));
 }
 
@@ -50,10 +88,7 @@ bool TerminalFrontEnd::confirmZprofileWrite(const FileAppendWriter::DiffPreview 
     endProgressLine();
     m_out << "Set `JAVA_HOME` in `~/.zprofile`\n"
           << "Review the change before we write it. Your current file is backed up to `~/.zprofile.bak`.\n";
-    if (preview.wasCreated)
-        m_out << "Creating `~/.zprofile` (didn't exist before).\n";
-    m_out << "Backup: `" << preview.backupPath << "`\n";
-    showAddedLines(preview);
+    showZprofileChange(preview);
     return m_ask(QStringLiteral("Apply this change to ~/.zprofile?"));
 }
 
@@ -61,9 +96,6 @@ bool TerminalFrontEnd::confirmShellenvAppend(const FileAppendWriter::DiffPreview
 {
     endProgressLine();
     m_out << "Homebrew is installed. Its shellenv line in `~/.zprofile` puts brew on PATH in new shells.\n";
-    if (preview.wasCreated)
-        m_out << "Creating `~/.zprofile` (didn't exist before).\n";
-    m_out << "Backup: `" << preview.backupPath << "`\n";
-    showAddedLines(preview);
+    showZprofileChange(preview);
     return m_ask(QStringLiteral("Append brew shellenv to ~/.zprofile?"));
 }

@@ -4,6 +4,7 @@
 
 #include <QTextStream>
 
+#include <deque>
 #include <functional>
 
 /// A fix's lines on a terminal (or a pipe), and its questions asked there.
@@ -19,16 +20,27 @@ public:
     bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override;
     bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override;
 
-    /// Every line shown, a progress line as its latest text.
-    [[nodiscard]] const QStringList &lines() const { return m_lines; }
+    /// The lines shown, a progress line as its latest text, for the report. Endless output is
+    /// kept to its first kKeptFirst and last kKeptLast lines, with a line between saying how many
+    /// are not shown; the terminal still sees every line as it arrives.
+    [[nodiscard]] QStringList lines() const;
+
+    static constexpr qsizetype kKeptFirst = 200;
+    static constexpr qsizetype kKeptLast = 800;
 
 private:
+    void keep(const QString &text);
+    void replaceLastKept(const QString &text);
+
     void endProgressLine();
-    void showAddedLines(const FileAppendWriter::DiffPreview &preview);
+    /// Whether ~/.zprofile is new, where its backup goes, and the lines that would be added.
+    void showZprofileChange(const FileAppendWriter::DiffPreview &preview);
 
     QTextStream &m_out;
     bool m_isTerminal;
     Asker m_ask;
-    QStringList m_lines;
+    QStringList m_first;
+    std::deque<QString> m_last;
+    qint64 m_notKept = 0;
     bool m_inProgress = false;
 };

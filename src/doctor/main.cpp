@@ -47,6 +47,6 @@ int main(int argc, char *argv[])
 
     Doctor doctor(selection.services, selection.platform, FixSequence::defaultConfiguration(),
                   Doctor::Options {parser.isSet(json), parser.isSet(fix), parser.isSet(yes)},
-                  Doctor::Terminal {out, err, in, ::isatty(STDIN_FILENO) == 1, ::isatty(STDOUT_FILENO) == 1});
+                  Doctor::Terminal {out, err, in, ::isatty(STDIN_FILENO) == 1, ::isatty(STDOUT_FILENO) == 1, STDIN_FILENO});
     return doctor.run();
 }

@@ -33,3 +33,22 @@ void ProcessCancellation::disarm()
     std::lock_guard lock(m_mutex);
     m_stop = nullptr;
 }
+
+CancellationBranches::CancellationBranches(ProcessCancellation *parent, int count)
+    : m_parent(parent), m_branches(std::make_unique<ProcessCancellation[]>(count)), m_count(count)
+{
+    if (m_parent && !m_parent->arm([this] { cancelAll(); }))
+        cancelAll();
+}
+
+CancellationBranches::~CancellationBranches()
+{
+    if (m_parent)
+        m_parent->disarm();
+}
+
+void CancellationBranches::cancelAll() const
+{
+    for (int i = 0; i < m_count; ++i)
+        m_branches[i].cancel();
+}

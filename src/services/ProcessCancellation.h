@@ -38,3 +38,24 @@ private:
 using LiveProcessCancellation = ProcessCancellation;
 /// The handle a multi-step runner shares with its Cancel button; each step arms it in turn.
 using CancellableProcess = ProcessCancellation;
+
+/// Switches that follow another: cancelling `parent` cancels every branch, while a branch can be
+/// cancelled on its own (a time limit on one step) without ending the rest of the run. A switch
+/// holds one stop action at a time, so steps that run side by side under one run need a branch
+/// each. While this lives it is `parent`'s stop action; `parent` may be null (nothing to follow).
+class CancellationBranches {
+public:
+    CancellationBranches(ProcessCancellation *parent, int count);
+    ~CancellationBranches();
+    CancellationBranches(const CancellationBranches &) = delete;
+    CancellationBranches &operator=(const CancellationBranches &) = delete;
+
+    [[nodiscard]] ProcessCancellation *operator[](int index) const { return &m_branches[index]; }
+
+private:
+    void cancelAll() const;
+
+    ProcessCancellation *m_parent;
+    std::unique_ptr<ProcessCancellation[]> m_branches;
+    int m_count;
+};

@@ -102,6 +102,7 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         const char *name;
         QList<std::pair<QString, QByteArray>> files;
         std::optional<QString> expected;
+        bool timedOut = false;
     } cases[] = {
         {"exported in .zprofile behind a banner",
          {{".zprofile", "echo '  Welcome to your Mac  '\nexport JAVA_HOME=/opt/jdk\n"}}, QStringLiteral("/opt/jdk")},
@@ -114,6 +115,8 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         {".zprofile wins over .zshrc", {{".zprofile", "export JAVA_HOME=/first\n"}, {".zshrc", "export JAVA_HOME=/second\n"}},
          QStringLiteral("/first")},
         {"a .zshrc that hangs", {{".zshrc", "sleep 30\nexport JAVA_HOME=/never\n"}}, std::nullopt},
+        {"a .zprofile that hangs", {{".zprofile", "sleep 30\nexport JAVA_HOME=/never\n"}, {".zshrc", "export JAVA_HOME=/never\n"}}, std::nullopt, true},
+        {"backslashes in the value are kept", {{".zprofile", "export JAVA_HOME='/a\\nb\\c d'\n"}}, QStringLiteral("/a\\nb\\c d")},
         {"nothing at all", {}, std::nullopt},
     };
     for (const auto &c : cases) {
@@ -125,7 +128,9 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         std::optional<QString> expected = c.expected;
         if (expected)
             expected->replace(QStringLiteral("%HOME%"), home.path());
-        EXPECT_EQ(Probes(mac.shell(), std::make_shared<InMemoryFileSystem>(), 1s).javaHomeInActiveShell(), expected) << c.name;
-        EXPECT_LT(timer.elapsed(), 10000) << c.name; // the hanging .zshrc is stopped at its limit
+        const LoginShell::MarkedValue answer = Probes(mac.shell(), std::make_shared<InMemoryFileSystem>(), 1s).javaHomeInActiveShell();
+        EXPECT_EQ(answer.value, expected) << c.name;
+        EXPECT_EQ(answer.loginShellTimedOut, c.timedOut) << c.name;
+        EXPECT_LT(timer.elapsed(), 10000) << c.name; // a hanging start-up file is stopped at its limit
     }
 }

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -11,6 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 namespace {
 
@@ -141,7 +145,7 @@ TEST(Doctor, ReportsInTheAgreedShape)
 {
     const DoctorRun run = doctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")}, onMac(QStringLiteral("developer-no-java")));
     const QJsonObject json = report(run);
-    EXPECT_EQ(json.keys(), (QStringList {"audit", "diagnosis", "fix", "profile", "remediation"}));
+    EXPECT_EQ(json.keys(), (QStringList {"audit", "diagnosis", "fix", "notes", "profile", "remediation"}));
     const QJsonObject profile = json.value("profile").toObject();
     EXPECT_EQ(profile.keys(), (QStringList {"aiTooling", "architecture", "asdfRoot", "homebrewPrefix", "javaState", "jenvRoot", "likelyDeveloper",
                                             "macosVersion", "miseExecutable", "sdkmanRoot", "shell", "shellName", "terminals", "xcodeCommandLineToolsPath"}));
@@ -151,7 +155,7 @@ TEST(Doctor, ReportsInTheAgreedShape)
     EXPECT_TRUE(profile.value("asdfRoot").isNull());
     EXPECT_EQ(profile.value("aiTooling").toObject().size(), 14);
     EXPECT_EQ(profile.value("terminals").toObject().size(), 7);
-    EXPECT_EQ(profile.value("javaState").toObject().keys(), (QStringList {"installedJDKs", "javaHomeInActiveShell", "jvmDirContents", "whichJava"}));
+    EXPECT_EQ(profile.value("javaState").toObject().keys(), (QStringList {"installedJDKs", "javaHomeInActiveShell", "jvmDirContents", "loginShellTimedOut", "whichJava"}));
     EXPECT_EQ(json.value("diagnosis").toObject().keys(), (QStringList {"code", "explanation", "headline"}));
     EXPECT_EQ(json.value("diagnosis").toObject().value("headline").toString(), QStringLiteral("Java is not installed"));
     EXPECT_EQ(json.value("remediation").toObject().keys(), (QStringList {"explainer", "id", "method", "title"}));
@@ -160,7 +164,7 @@ TEST(Doctor, ReportsInTheAgreedShape)
     const QJsonObject fix = json.value("fix").toObject();
     EXPECT_EQ(fix.keys(), (QStringList {"followUp", "lines", "message", "outcome", "verify"}));
     EXPECT_EQ(fix.value("verify").toObject().keys(),
-              (QStringList {"javaHomeValue", "javaVersionExitCode", "javaVersionOutput", "offersJavaHome", "passed"}));
+              (QStringList {"javaHomeValue", "javaVersionExitCode", "javaVersionOutput", "loginShellTimedOut", "offersJavaHome", "passed"}));
     EXPECT_TRUE(fix.value("verify").toObject().value("javaVersionExitCode").isDouble());
 }
 
@@ -186,54 +190,108 @@ TEST(Doctor, ListsTheSimulatedMacsAndRefusesUnknownOnes)
     EXPECT_TRUE(unknown.err.startsWith("Unknown TARNWICK_FIXTURE “no-such-mac”.")) << unknown.err.toStdString();
 }
 
-TEST(Doctor, CtrlCEndsARunningFixCleanly)
+TEST(Doctor, EveryStopSignalEndsTheRunCleanly)
 {
-    // Live services in a throw-away home with SDKMAN whose `sdk install` starts a long child.
-    QTemporaryDir home;
-    QDir(home.path()).mkpath(QStringLiteral(".sdkman/bin"));
-    QFile init(home.filePath(QStringLiteral(".sdkman/bin/sdkman-init.sh")));
-    ASSERT_TRUE(init.open(QIODevice::WriteOnly));
-    init.write("sdk() { sleep 300 & echo \"child:$!\"; wait; }\n");
-    init.close();
+    // Live services in a throw-away home; the sleep stands for whatever the doctor waits on at the
+    // moment the signal comes: a login shell still reading ~/.zprofile, or a fix's `sdk install`.
+    const QByteArray longChild = "sleep 300 & echo $! > \"$HOME/child.pid\"; wait";
+    const struct {
+        const char *name;
+        const char *file; // relative to HOME
+        QByteArray text;
+    } phases[] = {
+        {"diagnosing", ".zprofile", longChild + "\n"},
+        {"fixing", ".sdkman/bin/sdkman-init.sh", "sdk() { " + longChild + "; }\n"},
+    };
     quint16 closedPort = 0;
     {
         LocalHTTPServer server;
         closedPort = static_cast<quint16>(server.url(QStringLiteral("/")).port());
     }
+    for (const auto &phase : phases) {
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            SCOPED_TRACE(std::string(phase.name) + ", signal " + std::to_string(signal));
+            QTemporaryDir home;
+            QDir(home.path()).mkpath(QFileInfo(home.filePath(QString::fromLatin1(phase.file))).path());
+            QFile file(home.filePath(QString::fromLatin1(phase.file)));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            file.write(phase.text);
+            file.close();
 
+            QProcess process;
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            env.insert(QStringLiteral("TARNWICK_FIXTURE"), QStringLiteral("live"));
+            env.insert(QStringLiteral("HOME"), home.path());
+            env.insert(QStringLiteral("TARNWICK_ADOPTIUM_URL"), QStringLiteral("http://127.0.0.1:%1").arg(closedPort));
+            process.setProcessEnvironment(env);
+            process.setStandardInputFile(QProcess::nullDevice());
+            process.start(QStringLiteral(DOCTOR_PATH), {QStringLiteral("--fix"), QStringLiteral("--yes")});
+            QFile pidFile(home.filePath(QStringLiteral("child.pid")));
+            pid_t child = 0;
+            QElapsedTimer timer;
+            timer.start();
+            while (child == 0 && timer.elapsed() < 30000 && process.state() != QProcess::NotRunning) {
+                process.waitForFinished(100);
+                if (pidFile.open(QIODevice::ReadOnly)) {
+                    child = pidFile.readAll().trimmed().toInt();
+                    pidFile.close();
+                }
+            }
+            ASSERT_GT(child, 0) << process.readAllStandardOutput().toStdString() << process.readAllStandardError().toStdString();
+            timer.restart();
+            ::kill(static_cast<pid_t>(process.processId()), signal);
+            ASSERT_TRUE(process.waitForFinished(15000));
+            EXPECT_LT(timer.elapsed(), 10000); // well within the login shell's own time limit
+            EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+            EXPECT_EQ(process.exitCode(), 130);
+            EXPECT_TRUE(process.readAllStandardOutput().contains("Canceled."));
+            // The sleep was in a child's process group; give init a moment to reap it.
+            bool gone = false;
+            for (int i = 0; i < 50 && !gone; ++i) {
+                QFile stat(QStringLiteral("/proc/%1/stat").arg(child));
+                gone = ::kill(child, 0) != 0 || (stat.open(QIODevice::ReadOnly) && stat.readAll().contains(") Z "));
+                if (!gone)
+                    QThread::msleep(100);
+            }
+            EXPECT_TRUE(gone) << "pid " << child << " outlived the doctor";
+            if (!gone)
+                ::kill(child, SIGKILL);
+        }
+    }
+}
+
+TEST(Doctor, ASignalAtAQuestionAnswersNoAndEndsTheRun)
+{
+    // A real terminal to answer on, which nobody types into.
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(::grantpt(terminal), 0);
+    ASSERT_EQ(::unlockpt(terminal), 0);
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("TARNWICK_FIXTURE"), QStringLiteral("live"));
-    env.insert(QStringLiteral("HOME"), home.path());
-    env.insert(QStringLiteral("TARNWICK_ADOPTIUM_URL"), QStringLiteral("http://127.0.0.1:%1").arg(closedPort));
+    env.insert(QStringLiteral("TARNWICK_FIXTURE"), QStringLiteral("java-home-unset"));
+    env.insert(QStringLiteral("TARNWICK_FIXTURE_LINE_PAUSE_MS"), QStringLiteral("0"));
     process.setProcessEnvironment(env);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.start(QStringLiteral(DOCTOR_PATH), {QStringLiteral("--fix"), QStringLiteral("--yes")});
-    QByteArray out;
-    pid_t child = 0;
+    process.setStandardInputFile(QString::fromLatin1(::ptsname(terminal)));
+    process.start(QStringLiteral(DOCTOR_PATH), {QStringLiteral("--json"), QStringLiteral("--fix")});
+    QByteArray err;
     QElapsedTimer timer;
     timer.start();
-    while (child == 0 && timer.elapsed() < 30000 && process.state() != QProcess::NotRunning) {
-        process.waitForReadyRead(200);
-        out += process.readAllStandardOutput();
-        const qsizetype at = out.indexOf("child:");
-        if (at >= 0 && out.indexOf('\n', at) > at)
-            child = out.mid(at + 6, out.indexOf('\n', at) - at - 6).toInt();
+    while (!err.contains("[y/N]") && timer.elapsed() < 30000 && process.state() != QProcess::NotRunning) {
+        process.waitForReadyRead(100);
+        err += process.readAllStandardError();
     }
-    ASSERT_GT(child, 0) << out.toStdString() << process.readAllStandardError().toStdString();
-    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
-    ASSERT_TRUE(process.waitForFinished(15000));
-    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    ASSERT_TRUE(err.contains("Apply this change to ~/.zprofile? [y/N]")) << err.toStdString();
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT); // Ctrl-C
+    const bool ended = process.waitForFinished(5000);
+    if (!ended) {
+        ::write(terminal, "y\n", 2); // what a later keystroke would have done
+        process.waitForFinished(5000);
+    }
+    ::close(terminal);
+    EXPECT_TRUE(ended) << "the question kept waiting after the signal";
     EXPECT_EQ(process.exitCode(), 130);
-    out += process.readAllStandardOutput();
-    EXPECT_TRUE(out.contains("Canceled.")) << out.toStdString();
-    // The sleep was in the fix's process group; give init a moment to reap it.
-    bool gone = false;
-    for (int i = 0; i < 50 && !gone; ++i) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(child));
-        gone = ::kill(child, 0) != 0 || (stat.open(QIODevice::ReadOnly) && stat.readAll().contains(") Z "));
-        if (!gone)
-            QThread::msleep(100);
-    }
-    EXPECT_TRUE(gone) << "pid " << child << " outlived the doctor";
+    const QJsonObject fix = report({process.exitCode(), process.readAllStandardOutput(), {}}).value("fix").toObject();
+    EXPECT_EQ(fix.value("outcome").toString(), QStringLiteral("canceled"));
+    EXPECT_FALSE(fix.value("lines").toVariant().toStringList().join(u'\n').contains(QStringLiteral("Updated ")));
 }
