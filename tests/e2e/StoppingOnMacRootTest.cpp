@@ -33,7 +33,8 @@ TEST_F(DoctorOnAMac, EveryStopSignalEndsTheRunWithNothingLeftBehind)
         SCOPED_TRACE(c.name);
         MacRoot mac;
         serveAdoptium(mac, MacRoot::JDK {});
-        MacRoot::Signal signal {.number = c.signal};
+        MacRoot::Signal signal;
+        signal.number = c.signal;
         switch (c.phase) {
         case Phase::homebrewDownload:
             mac.installHomebrew();
@@ -62,8 +63,9 @@ TEST_F(DoctorOnAMac, EveryStopSignalEndsTheRunWithNothingLeftBehind)
         EXPECT_LT(timer.elapsed(), 14000) << "the signal was not what ended the run";
         EXPECT_EQ(run.exitCode, 130) << show(run);
         EXPECT_TRUE(run.err.contains("Canceled.")) << show(run);
-        if (c.phase != Phase::loginShell) // a cut-short diagnosis is not reported at all
+        if (c.phase != Phase::loginShell) { // a cut-short diagnosis is not reported at all
             EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled")) << show(run);
+        }
         EXPECT_EQ(mac.entries(kJVMs), QStringList());
         EXPECT_EQ(mac.entries(kPackageCache), QStringList());
         expectTidy(mac, run);
