@@ -86,7 +86,12 @@ QString TemurinPackage::preparePath(int major, const QString &releaseName) const
                 throw;
         }
     }
-    m_fs->setPosixPermissions(folder, 0700);
+    try {
+        m_fs->setPosixPermissions(folder, 0700);
+    } catch (const FileSystemError &) {
+        m_fs->removeItem(folder);
+        throw;
+    }
     return folder + QStringLiteral("/temurin-%1-%2.pkg").arg(major).arg(releaseName);
 }
 
@@ -101,16 +106,29 @@ QString TemurinPackage::download(const QUrl &url, std::optional<qint64> listedSi
     QElapsedTimer sinceLastReport;
     sinceLastReport.start();
     bool reportedAny = false;
-    const HTTPResponse response = m_http->download(
-        request, path,
-        [&](qint64 received, std::optional<qint64> total) {
-            if (reportedAny && sinceLastReport.elapsed() < kProgressIntervalMilliseconds)
-                return;
-            reportedAny = true;
-            sinceLastReport.restart();
-            onProgress(received, total);
-        },
-        &cancellation);
+    HTTPResponse response;
+    try {
+        response = m_http->download(
+            request, path,
+            [&](qint64 received, std::optional<qint64> total) {
+                if (reportedAny && sinceLastReport.elapsed() < kProgressIntervalMilliseconds)
+                    return;
+                reportedAny = true;
+                sinceLastReport.restart();
+                onProgress(received, total);
+            },
+            &cancellation);
+    } catch (const HTTPError &error) {
+        if (error.kind() == HTTPError::Kind::tooLarge)
+            throw PackageError(m_errorDomain, PackageError::downloadTooLarge,
+                               listedSize ? QStringLiteral("The package is larger than the %1 bytes Adoptium listed; the download was stopped").arg(*listedSize)
+                                          : QStringLiteral("The package is larger than %1 MB; the download was stopped").arg(expected / (1024 * 1024)));
+        if (error.kind() == HTTPError::Kind::tooSlow)
+            throw PackageError(m_errorDomain, PackageError::downloadTooSlow,
+                               QStringLiteral("The package download was still going after %1 minutes; it was stopped. Try again on a faster connection")
+                                   .arg(std::chrono::duration_cast<std::chrono::minutes>(*request.overallLimit).count()));
+        throw;
+    }
     if (response.status < 200 || response.status > 299)
         throw PackageError(m_errorDomain, PackageError::downloadStatus, QStringLiteral("Adoptium download HTTP error"));
     qint64 size = 0;

@@ -10,7 +10,7 @@
 /// A failure of a direct package install, with the domain of the runner that raised it.
 class PackageError : public Error {
 public:
-    enum Code { downloadStatus = 2, checksumMismatch = 6, badMajorVersion = 7 };
+    enum Code { downloadStatus = 2, checksumMismatch = 6, badMajorVersion = 7, downloadTooLarge = 8, downloadTooSlow = 9 };
     PackageError(QString domain, Code code, const QString &message) : Error(message), m_domain(std::move(domain)), m_code(code) {}
     [[nodiscard]] QString domain() const { return m_domain; }
     [[nodiscard]] Code code() const { return m_code; }
@@ -41,8 +41,8 @@ public:
     /// Streams the package to `path`, reporting progress at most about four times a second while
     /// it arrives, then once more with the size on disk. Stops past the listed size (with a small
     /// margin) or when the transfer takes far longer than that size warrants. Returns the SHA-256
-    /// of the bytes written. Throws HTTPError, FileSystemError, and PackageError ("Adoptium
-    /// download HTTP error") for a status outside 200-299.
+    /// of the bytes written. Throws HTTPError, FileSystemError, and PackageError: "Adoptium
+    /// download HTTP error" for a status outside 200-299, and one for each of the two limits.
     [[nodiscard]] QString download(const QUrl &url, std::optional<qint64> listedSize, const QString &path,
                                    ProcessCancellation &cancellation, const HTTPFetching::ProgressHandler &onProgress) const;
     /// Throws PackageError "Checksum mismatch (expected …, got …)".

@@ -175,6 +175,15 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
     QFile prompt(dir.filePath(QStringLiteral("prompt")));
     ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
     EXPECT_EQ(prompt.readAll(), QByteArray("Say \"please\" \\ now"));
+
+    // The expected checksum goes into the command too: anything but 64 hex digits never gets there.
+    QFile::remove(dir.filePath(QStringLiteral("prompt")));
+    CancellableProcess cancellation;
+    const QString hostileChecksum = (QStringLiteral("\"; touch %1; \"").arg(canary) + QString(64, u'0')).left(64);
+    EXPECT_EQ(package.runInstaller(dir.filePath(QStringLiteral("packages/x.pkg")), hostileChecksum, QStringLiteral("p"), cancellation).kind,
+              TemurinPackage::InstallerOutcome::Kind::failure);
+    EXPECT_FALSE(QFile::exists(dir.filePath(QStringLiteral("prompt")))); // osascript never ran
+    EXPECT_FALSE(QFile::exists(canary));
 }
 
 TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
