@@ -14,7 +14,8 @@ namespace {
 // hidden or parent folder.
 void requirePlainName(const QString &name, const char *what)
 {
-    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_+][A-Za-z0-9._+-]*$"));
+    // Anchored at both ends of the whole text: `$` alone would let a trailing newline through.
+    static const QRegularExpression plain(QRegularExpression::anchoredPattern(QStringLiteral("[A-Za-z0-9_+][A-Za-z0-9._+-]*")));
     if (plain.match(name).hasMatch())
         return;
     const QString shown = name.size() > 80 ? name.left(80) + QStringLiteral("…") : name;
@@ -80,6 +81,7 @@ AdoptiumAPI::AssetMetadata AdoptiumAPI::latestAsset(int major, const QString &ar
     // Decode every asset, as a strict decoder would, but use only the first.
     struct Installer {
         QString link, checksum, name;
+        std::optional<qint64> size;
     };
     struct Asset {
         std::optional<Installer> installer;
@@ -94,7 +96,9 @@ AdoptiumAPI::AssetMetadata AdoptiumAPI::latestAsset(int major, const QString &ar
         if (!installerValue.isNull() && !installerValue.isUndefined()) {
             const QJsonObject fields = json::object(installerValue, QStringLiteral("installer"));
             installer = Installer {json::string(fields, QStringLiteral("link")), json::string(fields, QStringLiteral("checksum")),
-                                   json::string(fields, QStringLiteral("name"))};
+                                   json::string(fields, QStringLiteral("name")), {}};
+            if (fields.contains(QStringLiteral("size")) && !fields.value(QStringLiteral("size")).isNull())
+                installer->size = json::integer(fields, QStringLiteral("size"));
         }
         assets.append({installer, json::string(asset, QStringLiteral("release_name"))});
     }
@@ -103,8 +107,13 @@ AdoptiumAPI::AssetMetadata AdoptiumAPI::latestAsset(int major, const QString &ar
         throw AdoptiumError(AdoptiumError::noInstaller,
                             QStringLiteral("No installer asset for Java %1 on %2").arg(major).arg(architecture));
     const Installer &installer = *assets.first().installer;
+    // The package is fetched from this link and then installed as root: only a web address will
+    // do (plain http only while the API itself is configured as plain http, as tests do).
     const QUrl link(installer.link, QUrl::StrictMode);
-    if (!link.isValid() || link.isRelative() || link.host().isEmpty())
+    const QString scheme = link.scheme().toLower();
+    const bool webScheme = scheme == QLatin1String("https")
+        || (scheme == QLatin1String("http") && m_baseURL.scheme().compare(QLatin1String("http"), Qt::CaseInsensitive) == 0);
+    if (!link.isValid() || link.isRelative() || link.host().isEmpty() || !webScheme)
         throw AdoptiumError(AdoptiumError::invalidLink, QStringLiteral("Invalid installer URL from Adoptium"));
     const QString checksum = installer.checksum.toLower();
     if (checksum.size() != 64)
@@ -112,5 +121,7 @@ AdoptiumAPI::AssetMetadata AdoptiumAPI::latestAsset(int major, const QString &ar
                             QStringLiteral("Unexpected checksum format from Adoptium (%1 chars)").arg(checksum.size()));
     requirePlainName(installer.name, "installer name");
     requirePlainName(assets.first().releaseName, "release name");
-    return AssetMetadata {link, checksum, installer.name, assets.first().releaseName};
+    if (installer.size && *installer.size < 0)
+        throw DecodingError(QStringLiteral("The data couldn't be read because the installer's size is negative."));
+    return AssetMetadata {link, checksum, installer.name, assets.first().releaseName, installer.size};
 }

@@ -12,7 +12,7 @@ class AdoptiumError : public Error {
 public:
     enum Code {
         noInstaller = 1,   // no asset, or the first asset has no installer
-        invalidLink = 2,   // the installer link is not a URL
+        invalidLink = 2,   // the installer link is not an https (or, for tests, http) URL
         badChecksum = 3,   // the checksum is not 64 characters
         unsafeName = 4,    // a name that would end up in a file name or a command is not plain
         unexpectedLTS = 5, // an LTS version no release ever had
@@ -39,6 +39,7 @@ public:
         QString checksum;    // SHA-256, lower case, 64 characters
         QString filename;    // the installer's name: letters, digits and ._+- only
         QString releaseName; // e.g. "jdk-21.0.5+11": letters, digits and ._+- only
+        std::optional<qint64> size; // the package's size in bytes, when Adoptium lists it
 
         friend bool operator==(const AssetMetadata &, const AssetMetadata &) = default;
     };

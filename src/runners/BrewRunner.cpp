@@ -135,12 +135,12 @@ BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &
                                QStringLiteral("Bad Temurin major version: ") + majorText);
         const AdoptiumAPI::AssetMetadata asset = m_adoptium.latestAsset(major, QStringLiteral("aarch64"), &cancellation);
         packagePath = m_package.preparePath(major, asset.releaseName);
-        m_package.download(asset.downloadURL, *packagePath, cancellation,
-                           [&](qint64 received, std::optional<qint64> total) { onProgress(Event::downloading(received, total)); });
+        const QString digest = m_package.download(asset.downloadURL, asset.size, *packagePath, cancellation,
+                                                  [&](qint64 received, std::optional<qint64> total) { onProgress(Event::downloading(received, total)); });
         onProgress(Event::output(QStringLiteral("Verifying download checksum…")));
-        m_package.verify(*packagePath, asset.checksum);
+        m_package.verify(digest, asset.checksum);
         onProgress(Event::output(QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…")));
-        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, prompt, cancellation);
+        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, asset.checksum, prompt, cancellation);
         switch (installed.kind) {
         case TemurinPackage::InstallerOutcome::Kind::success:
             onProgress(Event::output(QStringLiteral("Installer completed.")));

@@ -31,6 +31,7 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
     try {
         report(Event::of(Event::Kind::fetching));
         AdoptiumAPI::AssetMetadata asset;
+        QString digest;
         {
             const Watchdog patience(m_patience.lookup, slow);
             asset = m_adoptium.latestAsset(version, QStringLiteral("aarch64"), &cancellation);
@@ -38,13 +39,13 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
         {
             const Watchdog patience(m_patience.download, slow);
             packagePath = m_package.preparePath(version, asset.releaseName);
-            m_package.download(asset.downloadURL, *packagePath, cancellation,
-                               [&](qint64 received, std::optional<qint64> total) { report(Event::downloading(received, total)); });
+            digest = m_package.download(asset.downloadURL, asset.size, *packagePath, cancellation,
+                                        [&](qint64 received, std::optional<qint64> total) { report(Event::downloading(received, total)); });
         }
         report(Event::of(Event::Kind::verifying));
-        m_package.verify(*packagePath, asset.checksum);
+        m_package.verify(digest, asset.checksum);
         report(Event::of(Event::Kind::installing));
-        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, prompt, cancellation);
+        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, asset.checksum, prompt, cancellation);
         switch (installed.kind) {
         case TemurinPackage::InstallerOutcome::Kind::success: outcome = Event::of(Event::Kind::completed); break;
         case TemurinPackage::InstallerOutcome::Kind::canceled: outcome = Event::of(Event::Kind::canceled); break;

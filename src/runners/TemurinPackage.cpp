@@ -3,11 +3,63 @@
 #include "runners/Quoting.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+
+#include <deque>
+
+using namespace std::chrono_literals;
 
 namespace {
 
 // Progress lines are for people: a few updates a second are plenty.
 constexpr qint64 kProgressIntervalMilliseconds = 250;
+// What osascript may say that we keep: the end of it is what explains a failure.
+constexpr qsizetype kTranscriptLimit = 64 * 1024;
+// Temurin packages are about 200 MB; a listing without a size still gets a ceiling.
+constexpr qint64 kUnlistedSizeLimit = 1024LL * 1024 * 1024;
+// A slow line still gets a package through: two minutes plus the size at 100 KB/s.
+constexpr qint64 kSlowestBytesPerSecond = 100 * 1024;
+
+const QString kPrivateFolderPrefix = QStringLiteral("run-");
+
+QString cachesFolder(const FileSystemOperating &fs)
+{
+    return fs.cachesDirectory() + QStringLiteral("/Tarnwick");
+}
+
+bool isLowerHexDigest(const QString &text)
+{
+    static const QRegularExpression hex(QRegularExpression::anchoredPattern(QStringLiteral("[0-9a-f]{64}")));
+    return hex.match(text).hasMatch();
+}
+
+// The last lines of a transcript, at most kTranscriptLimit characters of them.
+class TranscriptTail {
+public:
+    void append(const QString &line)
+    {
+        m_lines.push_back(line.left(kTranscriptLimit));
+        m_size += m_lines.back().size() + 1;
+        while (m_size > kTranscriptLimit) {
+            m_size -= m_lines.front().size() + 1;
+            m_lines.pop_front();
+        }
+    }
+    [[nodiscard]] QString text() const
+    {
+        QString joined;
+        joined.reserve(m_size);
+        for (const QString &line : m_lines)
+            joined += line + QLatin1Char('\n');
+        return joined;
+    }
+
+private:
+    std::deque<QString> m_lines;
+    qsizetype m_size = 0;
+};
 
 } // namespace
 
@@ -19,29 +71,64 @@ TemurinPackage::TemurinPackage(std::shared_ptr<const ProcessRunning> process, st
 
 QString TemurinPackage::preparePath(int major, const QString &releaseName) const
 {
-    const QString folder = m_fs->cachesDirectory() + QStringLiteral("/Tarnwick");
-    m_fs->createDirectory(folder, true);
-    const QString path = folder + QStringLiteral("/temurin-%1-%2.pkg").arg(major).arg(releaseName);
-    remove(path);
-    return path;
+    const QString parent = cachesFolder(*m_fs);
+    m_fs->createDirectory(parent, true);
+    // Created without intermediates, so a name that is already taken (by anything, a link
+    // included) fails instead of being reused.
+    QString folder;
+    for (int attempt = 0;; ++attempt) {
+        folder = parent + QLatin1Char('/') + kPrivateFolderPrefix + QString::number(QRandomGenerator::system()->generate64(), 36);
+        try {
+            m_fs->createDirectory(folder, false);
+            break;
+        } catch (const FileSystemError &) {
+            if (attempt == 3)
+                throw;
+        }
+    }
+    try {
+        m_fs->setPosixPermissions(folder, 0700);
+    } catch (const FileSystemError &) {
+        m_fs->removeItem(folder);
+        throw;
+    }
+    return folder + QStringLiteral("/temurin-%1-%2.pkg").arg(major).arg(releaseName);
 }
 
-void TemurinPackage::download(const QUrl &url, const QString &path, ProcessCancellation &cancellation,
-                              const HTTPFetching::ProgressHandler &onProgress) const
+QString TemurinPackage::download(const QUrl &url, std::optional<qint64> listedSize, const QString &path,
+                                 ProcessCancellation &cancellation, const HTTPFetching::ProgressHandler &onProgress) const
 {
+    HTTPRequest request = HTTPRequest::get(url);
+    const qint64 expected = listedSize.value_or(kUnlistedSizeLimit);
+    request.bodyLimit = listedSize ? expected + expected / 100 + 64 * 1024 : expected;
+    request.overallLimit = 2min + std::chrono::seconds(expected / kSlowestBytesPerSecond);
+
     QElapsedTimer sinceLastReport;
     sinceLastReport.start();
     bool reportedAny = false;
-    const HTTPResponse response = m_http->download(
-        HTTPRequest::get(url), path,
-        [&](qint64 received, std::optional<qint64> total) {
-            if (reportedAny && sinceLastReport.elapsed() < kProgressIntervalMilliseconds)
-                return;
-            reportedAny = true;
-            sinceLastReport.restart();
-            onProgress(received, total);
-        },
-        &cancellation);
+    HTTPResponse response;
+    try {
+        response = m_http->download(
+            request, path,
+            [&](qint64 received, std::optional<qint64> total) {
+                if (reportedAny && sinceLastReport.elapsed() < kProgressIntervalMilliseconds)
+                    return;
+                reportedAny = true;
+                sinceLastReport.restart();
+                onProgress(received, total);
+            },
+            &cancellation);
+    } catch (const HTTPError &error) {
+        if (error.kind() == HTTPError::Kind::tooLarge)
+            throw PackageError(m_errorDomain, PackageError::downloadTooLarge,
+                               listedSize ? QStringLiteral("The package is larger than the %1 bytes Adoptium listed; the download was stopped").arg(*listedSize)
+                                          : QStringLiteral("The package is larger than %1 MB; the download was stopped").arg(expected / (1024 * 1024)));
+        if (error.kind() == HTTPError::Kind::tooSlow)
+            throw PackageError(m_errorDomain, PackageError::downloadTooSlow,
+                               QStringLiteral("The package download was still going after %1 minutes; it was stopped. Try again on a faster connection")
+                                   .arg(std::chrono::duration_cast<std::chrono::minutes>(*request.overallLimit).count()));
+        throw;
+    }
     if (response.status < 200 || response.status > 299)
         throw PackageError(m_errorDomain, PackageError::downloadStatus, QStringLiteral("Adoptium download HTTP error"));
     qint64 size = 0;
@@ -51,42 +138,62 @@ void TemurinPackage::download(const QUrl &url, const QString &path, ProcessCance
         // Unknown size: reported as 0, the install goes on.
     }
     onProgress(size, size);
+    return response.bodySHA256;
 }
 
-void TemurinPackage::verify(const QString &path, const QString &expectedChecksum) const
+void TemurinPackage::verify(const QString &digest, const QString &expectedChecksum) const
 {
-    const QString actual = m_fs->sha256Hex(path);
-    if (actual != expectedChecksum)
+    if (digest != expectedChecksum)
         throw PackageError(m_errorDomain, PackageError::checksumMismatch,
-                           QStringLiteral("Checksum mismatch (expected %1, got %2)").arg(expectedChecksum, actual));
+                           QStringLiteral("Checksum mismatch (expected %1, got %2)").arg(expectedChecksum, digest));
 }
 
-QString TemurinPackage::installerCommand(const QString &path, const QString &prompt)
+QString TemurinPackage::installerCommand(const QString &path, const QString &expectedChecksum, const QString &prompt)
 {
-    // `do shell script` hands the decoded text to /bin/sh, where the path sits in double quotes.
-    const QString pathForShell = Quoting::escapedForDoubleQuotes(path);
-    return QStringLiteral("do shell script \"/usr/sbin/installer -pkg \\\"") + Quoting::escapedForAppleScript(pathForShell)
-        + QStringLiteral("\\\" -target /\" with administrator privileges with prompt \"") + Quoting::escapedForAppleScript(prompt)
-        + QLatin1Char('"');
+    // Run by /bin/sh as root. The package in the caches folder belongs to the user, who could
+    // replace it at any moment; root copies it into a folder of its own (mktemp -d: 0700, owned
+    // by root), checks that copy, and installs only that copy. shasum reads standard input: given
+    // a name with a backslash in it, it would put one before the digest.
+    const QString source = Quoting::shellQuoted(path);
+    const QString copy = QStringLiteral("\"$d\"/") + Quoting::shellQuoted(QFileInfo(path).fileName());
+    const QString script = QStringLiteral("d=$(/usr/bin/mktemp -d /tmp/tarnwick-install.XXXXXX) || exit 1; "
+                                          "trap '/bin/rm -rf \"$d\"' EXIT; "
+                                          "/bin/cp %1 %2 || exit 1; "
+                                          "s=$(/usr/bin/shasum -a 256 < %2) || exit 1; "
+                                          "if [ \"${s%% *}\" != %3 ]; then echo \"%4${s%% *}\" >&2; exit 1; fi; "
+                                          "/usr/sbin/installer -pkg %2 -target /")
+                               .arg(source, copy, Quoting::shellQuoted(expectedChecksum), QLatin1String(kRootMismatchMarker));
+    return QStringLiteral("do shell script \"") + Quoting::escapedForAppleScript(script)
+        + QStringLiteral("\" with administrator privileges with prompt \"") + Quoting::escapedForAppleScript(prompt) + QLatin1Char('"');
 }
 
-TemurinPackage::InstallerOutcome TemurinPackage::runInstaller(const QString &path, const QString &prompt,
-                                                              LiveProcessCancellation &cancellation) const
+TemurinPackage::InstallerOutcome TemurinPackage::runInstaller(const QString &path, const QString &expectedChecksum,
+                                                              const QString &prompt, LiveProcessCancellation &cancellation) const
 {
     using Kind = InstallerOutcome::Kind;
     if (cancellation.isCanceled())
         return {Kind::canceled, {}};
-    QString transcript;
+    // It came from Adoptium through our own check, but it ends up in a command run as root.
+    if (!isLowerHexDigest(expectedChecksum))
+        return {Kind::failure, QStringLiteral("Unexpected checksum format from Adoptium (%1 chars)").arg(expectedChecksum.size())};
+    TranscriptTail transcript;
     const ProcessStreamEvent end = m_process->stream(QStringLiteral("/usr/bin/osascript"),
-                                                     {QStringLiteral("-e"), installerCommand(path, prompt)}, std::nullopt,
-                                                     cancellation, [&](const QString &line) { transcript += line + QLatin1Char('\n'); });
+                                                     {QStringLiteral("-e"), installerCommand(path, expectedChecksum, prompt)},
+                                                     std::nullopt, cancellation, [&](const QString &line) { transcript.append(line); });
     if (cancellation.isCanceled())
         return {Kind::canceled, {}};
     if (end.kind == ProcessStreamEvent::Kind::failedToStart)
         return {Kind::failure, QStringLiteral("Failed to start osascript: ") + end.text};
     if (end.code == 0)
         return {Kind::success, {}};
-    const QString trimmed = transcript.trimmed();
+    const QString trimmed = transcript.text().trimmed();
+    static const QRegularExpression rootMismatch(QRegularExpression::escape(QLatin1String(kRootMismatchMarker)) + QStringLiteral("([0-9a-f]*)"));
+    if (const QRegularExpressionMatch mismatch = rootMismatch.match(trimmed); mismatch.hasMatch()) {
+        const QString found = mismatch.captured(1).isEmpty() ? QStringLiteral("nothing readable") : mismatch.captured(1);
+        return {Kind::failure, QStringLiteral("Checksum mismatch (expected %1, got %2): the package changed after it was checked, "
+                                              "so nothing was installed.")
+                                   .arg(expectedChecksum, found)};
+    }
     if (trimmed.contains(QLatin1String("(-128)")) || trimmed.toLower().contains(QLatin1String("user canceled")))
         return {Kind::canceled, {}}; // the password dialog was dismissed
     if (!trimmed.isEmpty())
@@ -96,8 +203,15 @@ TemurinPackage::InstallerOutcome TemurinPackage::runInstaller(const QString &pat
 
 void TemurinPackage::remove(const QString &path) const
 {
+    // Only ever a folder preparePath made: a direct child of our caches folder with our prefix.
+    const QFileInfo package(path);
+    const QString folder = package.path();
+    const QFileInfo folderInfo(folder);
+    const bool ours = folderInfo.path() == cachesFolder(*m_fs) && folderInfo.fileName().startsWith(kPrivateFolderPrefix);
     try {
-        if (m_fs->fileExists(path))
+        if (ours)
+            m_fs->removeItem(folder);
+        else if (m_fs->fileExists(path))
             m_fs->removeItem(path);
     } catch (const FileSystemError &) {
         // A package left in the caches folder is harmless.

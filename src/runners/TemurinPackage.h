@@ -5,11 +5,12 @@
 #include "services/ProcessRunning.h"
 
 #include <memory>
+#include <optional>
 
 /// A failure of a direct package install, with the domain of the runner that raised it.
 class PackageError : public Error {
 public:
-    enum Code { downloadStatus = 2, checksumMismatch = 6, badMajorVersion = 7 };
+    enum Code { downloadStatus = 2, checksumMismatch = 6, badMajorVersion = 7, downloadTooLarge = 8, downloadTooSlow = 9 };
     PackageError(QString domain, Code code, const QString &message) : Error(message), m_domain(std::move(domain)), m_code(code) {}
     [[nodiscard]] QString domain() const { return m_domain; }
     [[nodiscard]] Code code() const { return m_code; }
@@ -33,26 +34,35 @@ public:
     TemurinPackage(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
                    std::shared_ptr<const FileSystemOperating> fs, QString errorDomain);
 
-    /// <caches>/Tarnwick/temurin-<major>-<release name>.pkg, its folder created and any old file
-    /// there removed. Throws FileSystemError.
+    /// <caches>/Tarnwick/<fresh private folder>/temurin-<major>-<release name>.pkg. The folder is
+    /// new for every run and only this user may enter it, so nothing left at a known path (a
+    /// dangling link, say) decides where the download lands. Throws FileSystemError.
     [[nodiscard]] QString preparePath(int major, const QString &releaseName) const;
     /// Streams the package to `path`, reporting progress at most about four times a second while
-    /// it arrives, then once more with the size on disk. Throws HTTPError, FileSystemError, and
-    /// PackageError ("Adoptium download HTTP error") for a status outside 200-299.
-    void download(const QUrl &url, const QString &path, ProcessCancellation &cancellation,
-                  const HTTPFetching::ProgressHandler &onProgress) const;
+    /// it arrives, then once more with the size on disk. Stops past the listed size (with a small
+    /// margin) or when the transfer takes far longer than that size warrants. Returns the SHA-256
+    /// of the bytes written. Throws HTTPError, FileSystemError, and PackageError: "Adoptium
+    /// download HTTP error" for a status outside 200-299, and one for each of the two limits.
+    [[nodiscard]] QString download(const QUrl &url, std::optional<qint64> listedSize, const QString &path,
+                                   ProcessCancellation &cancellation, const HTTPFetching::ProgressHandler &onProgress) const;
     /// Throws PackageError "Checksum mismatch (expected …, got …)".
-    void verify(const QString &path, const QString &expectedChecksum) const;
-    /// Runs /usr/sbin/installer on the package through `osascript … with administrator privileges`.
-    /// A dismissed password dialog, or a cancel, is `canceled`.
-    [[nodiscard]] InstallerOutcome runInstaller(const QString &path, const QString &prompt,
+    void verify(const QString &digest, const QString &expectedChecksum) const;
+    /// Runs /usr/sbin/installer through `osascript … with administrator privileges` on a copy of
+    /// the package that root makes in a folder only root can write, after checking that copy's
+    /// SHA-256 against `expectedChecksum`: what was checked here is what gets installed, even if
+    /// the file in the caches folder is replaced while the password dialog is up. A dismissed
+    /// password dialog, or a cancel, is `canceled`.
+    [[nodiscard]] InstallerOutcome runInstaller(const QString &path, const QString &expectedChecksum, const QString &prompt,
                                                 LiveProcessCancellation &cancellation) const;
-    /// Removes the package, ignoring errors.
+    /// Removes the package and the private folder `preparePath` made for it, ignoring errors.
     void remove(const QString &path) const;
 
-    /// The AppleScript that runs the installer: the path escaped for the shell inside, then the
-    /// whole for the AppleScript literal.
-    [[nodiscard]] static QString installerCommand(const QString &path, const QString &prompt);
+    /// The AppleScript that copies, checks and installs the package as root: every value escaped
+    /// for the shell, then the whole for the AppleScript literal. `expectedChecksum` must be 64
+    /// lower-case hex digits.
+    [[nodiscard]] static QString installerCommand(const QString &path, const QString &expectedChecksum, const QString &prompt);
+    /// What the root side prints before the SHA-256 it found when its copy does not match.
+    static constexpr const char *kRootMismatchMarker = "Tarnwick: checksum mismatch: ";
 
 private:
     std::shared_ptr<const ProcessRunning> m_process;

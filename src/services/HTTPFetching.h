@@ -23,6 +23,15 @@ struct HTTPRequest {
     /// For `fetch`, the longest the whole exchange may take. For `download`, the longest the
     /// transfer may go without receiving anything (a large body may take far longer in all).
     std::chrono::milliseconds timeLimit = std::chrono::seconds(60);
+    /// The most body bytes accepted; past it the exchange stops (HTTPError::Kind::tooLarge) and
+    /// nothing more is read. Unset: `fetch` keeps at most kFetchBodyLimit, `download` has no cap.
+    std::optional<qint64> bodyLimit;
+    /// For `download`: the longest the whole transfer may take, however steadily bytes arrive
+    /// (HTTPError::Kind::tooSlow). Unset: no overall limit.
+    std::optional<std::chrono::milliseconds> overallLimit;
+
+    /// What `fetch` keeps of a body unless told otherwise: answers held in memory are small.
+    static constexpr qint64 kFetchBodyLimit = 4 * 1024 * 1024;
 
     [[nodiscard]] static HTTPRequest get(QUrl url, std::chrono::milliseconds timeLimit = std::chrono::seconds(60))
     {
@@ -34,9 +43,18 @@ struct HTTPRequest {
 };
 
 struct HTTPResponse {
+    HTTPResponse() = default;
+    HTTPResponse(int status, QList<HTTPHeader> headers, QByteArray body)
+        : status(status), headers(std::move(headers)), body(std::move(body))
+    {
+    }
+
     int status = 0;
     QList<HTTPHeader> headers;
     QByteArray body;
+    /// For a completed `download`: the SHA-256 of the bytes written, 64 lower-case hex digits,
+    /// taken as they arrived (reading the file again would cost a second pass).
+    QString bodySHA256;
 
     /// The first header of that name, compared without regard to case; empty when absent.
     [[nodiscard]] QByteArray header(const QByteArray &name) const;
@@ -52,6 +70,8 @@ public:
         notHTTPResponse, // the answer was not HTTP (a file: or data: URL, say)
         transport,       // anything else: no connection, TLS, unknown scheme; message says which
         badServerResponse, // raised by clients: an answer they cannot use (an unexpected status)
+        tooLarge,        // the body went past the request's body limit
+        tooSlow,         // a download went past the request's overall limit
     };
 
     HTTPError(Kind kind, const QString &message) : Error(message), m_kind(kind) {}

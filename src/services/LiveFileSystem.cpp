@@ -1,8 +1,9 @@
 #include "services/LiveFileSystem.h"
 
+#include "services/Sha256.h"
+
 #include "services/Utf8.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
@@ -201,10 +202,16 @@ QString LiveFileSystem::sha256Hex(const QString &path) const
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         fail("read", path, file.errorString());
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    if (!hash.addData(&file))
-        fail("read", path, file.errorString());
-    return QString::fromLatin1(hash.result().toHex());
+    Sha256 hash;
+    QByteArray block(1024 * 1024, Qt::Uninitialized);
+    for (;;) {
+        const qint64 read = file.read(block.data(), block.size());
+        if (read < 0)
+            fail("read", path, file.errorString());
+        if (read == 0)
+            return hash.hexDigest();
+        hash.add(QByteArrayView(block.constData(), read));
+    }
 }
 
 void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissions) const

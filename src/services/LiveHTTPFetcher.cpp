@@ -1,6 +1,7 @@
 #include "services/LiveHTTPFetcher.h"
 
 #include "services/FileSystemOperating.h"
+#include "services/Sha256.h"
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
@@ -19,14 +20,22 @@ constexpr qint64 kDownloadBufferSize = 256 * 1024;
 
 enum class TimeLimit { wholeExchange, betweenBytes };
 
-// Qt reports our own abort() as OperationCanceledError whether a time limit or a cancel caused
-// it, so we note the reason before aborting.
-enum class StopReason { none, timeLimit, cancellation };
+// Qt reports our own abort() as OperationCanceledError whether a limit or a cancel caused it,
+// so we note the reason before aborting.
+enum class StopReason { none, timeLimit, overallLimit, tooLarge, cancellation };
 
 struct Exchange {
     QNetworkAccessManager manager;
     std::unique_ptr<QNetworkReply> reply;
     StopReason stopReason = StopReason::none;
+
+    // The first reason wins: the abort that follows may trigger another.
+    void stop(StopReason reason)
+    {
+        if (stopReason == StopReason::none)
+            stopReason = reason;
+        reply->abort();
+    }
 };
 
 void send(Exchange &exchange, const HTTPRequest &request)
@@ -45,8 +54,7 @@ void send(Exchange &exchange, const HTTPRequest &request)
 
 // Runs a local event loop until the reply has finished, aborting it when the time limit passes or
 // the cancellation is cancelled (which may happen on any thread).
-void awaitReply(Exchange &exchange, std::chrono::milliseconds limit, TimeLimit kind,
-                ProcessCancellation *cancellation)
+void awaitReply(Exchange &exchange, const HTTPRequest &request, TimeLimit kind, ProcessCancellation *cancellation)
 {
     QNetworkReply *reply = exchange.reply.get();
     StopReason &reason = exchange.stopReason;
@@ -56,14 +64,20 @@ void awaitReply(Exchange &exchange, std::chrono::milliseconds limit, TimeLimit k
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
-    timer.setInterval(limit);
-    QObject::connect(&timer, &QTimer::timeout, reply, [reply, &reason] {
-        reason = StopReason::timeLimit;
-        reply->abort();
-    });
+    timer.setInterval(request.timeLimit);
+    QObject::connect(&timer, &QTimer::timeout, reply, [&exchange] { exchange.stop(StopReason::timeLimit); });
     if (kind == TimeLimit::betweenBytes)
         QObject::connect(reply, &QNetworkReply::downloadProgress, &timer, qOverload<>(&QTimer::start));
     timer.start();
+
+    // A server that keeps sending a byte now and then never trips the limit between bytes.
+    QTimer overall;
+    if (kind == TimeLimit::betweenBytes && request.overallLimit) {
+        overall.setSingleShot(true);
+        overall.setInterval(*request.overallLimit);
+        QObject::connect(&overall, &QTimer::timeout, reply, [&exchange] { exchange.stop(StopReason::overallLimit); });
+        overall.start();
+    }
 
     if (cancellation) {
         const bool armed = cancellation->arm([reply, &reason] {
@@ -95,6 +109,18 @@ QString seconds(std::chrono::milliseconds limit)
     return QString::number(value, 'g', 3);
 }
 
+QString byteCount(qint64 bytes)
+{
+    if (bytes < 1024 * 1024)
+        return bytes == 1 ? QStringLiteral("1 byte") : QStringLiteral("%1 bytes").arg(bytes);
+    return QStringLiteral("%1 MB").arg(QString::number(double(bytes) / (1024 * 1024), 'f', 1));
+}
+
+QString hostOf(const HTTPRequest &request)
+{
+    return request.url.host().isEmpty() ? request.url.toString() : request.url.host();
+}
+
 // Errors that stop an exchange below HTTP: connection, TLS, proxy, redirect loops, a broken
 // transfer. Qt's other error codes stand for an HTTP status, which comes back as a response.
 bool isTransportError(QNetworkReply::NetworkError error)
@@ -109,8 +135,14 @@ HTTPResponse responseOrThrow(const Exchange &exchange, const HTTPRequest &reques
                              TimeLimit kind)
 {
     QNetworkReply *reply = exchange.reply.get();
+    const QString host = hostOf(request);
+    if (exchange.stopReason == StopReason::tooLarge)
+        throw HTTPError(HTTPError::Kind::tooLarge, QStringLiteral("%1 sent more than the %2 expected; the transfer was stopped there.")
+                                                       .arg(host, byteCount(*request.bodyLimit)));
+    if (exchange.stopReason == StopReason::overallLimit)
+        throw HTTPError(HTTPError::Kind::tooSlow, QStringLiteral("The transfer from %1 was still going after %2 seconds; it was stopped.")
+                                                      .arg(host, seconds(*request.overallLimit)));
     if (exchange.stopReason == StopReason::timeLimit || reply->error() == QNetworkReply::TimeoutError) {
-        const QString host = request.url.host().isEmpty() ? request.url.toString() : request.url.host();
         throw HTTPError(HTTPError::Kind::timedOut,
                         kind == TimeLimit::wholeExchange
                             ? QStringLiteral("%1 didn't answer within %2 seconds.").arg(host, seconds(request.timeLimit))
@@ -122,7 +154,9 @@ HTTPResponse responseOrThrow(const Exchange &exchange, const HTTPRequest &reques
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (isTransportError(reply->error()) || (!status.isValid() && reply->error() != QNetworkReply::NoError))
         throw HTTPError(HTTPError::Kind::transport, reply->errorString());
-    if (!status.isValid())
+    // Qt gives a file: reply that has been read as it arrived a status of 200: go by the scheme.
+    const QString scheme = reply->url().scheme().toLower();
+    if (!status.isValid() || (scheme != QLatin1String("http") && scheme != QLatin1String("https")))
         throw HTTPError(HTTPError::Kind::notHTTPResponse,
                         QStringLiteral("The answer from %1 is not an HTTP response.").arg(request.url.toString()));
 
@@ -140,13 +174,30 @@ bool isSuccess(int status)
 
 } // namespace
 
-HTTPResponse LiveHTTPFetcher::fetch(const HTTPRequest &request, ProcessCancellation *cancellation) const
+HTTPResponse LiveHTTPFetcher::fetch(const HTTPRequest &fetchRequest, ProcessCancellation *cancellation) const
 {
+    HTTPRequest request = fetchRequest;
+    request.bodyLimit = request.bodyLimit.value_or(HTTPRequest::kFetchBodyLimit);
     Exchange exchange;
     send(exchange, request);
-    awaitReply(exchange, request.timeLimit, TimeLimit::wholeExchange, cancellation);
+    QNetworkReply *reply = exchange.reply.get();
+    // Read as it arrives, so Qt never holds more than a buffer's worth past the limit.
+    reply->setReadBufferSize(kDownloadBufferSize);
+    QByteArray body;
+    const auto takeAvailable = [&] {
+        if (!reply->isOpen() || exchange.stopReason != StopReason::none)
+            return;
+        const QByteArray chunk = reply->readAll();
+        if (body.size() + chunk.size() > *request.bodyLimit)
+            exchange.stop(StopReason::tooLarge);
+        else
+            body.append(chunk);
+    };
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, takeAvailable);
+    awaitReply(exchange, request, TimeLimit::wholeExchange, cancellation);
+    takeAvailable();
     HTTPResponse response = responseOrThrow(exchange, request, TimeLimit::wholeExchange);
-    response.body = exchange.reply->readAll();
+    response.body = body;
     return response;
 }
 
@@ -167,18 +218,29 @@ HTTPResponse LiveHTTPFetcher::download(const HTTPRequest &request, const QString
 
     QByteArray errorBody;
     QString writeError;
+    qint64 written = 0;
+    Sha256 digest;
     const auto takeAvailable = [&] {
-        if (!reply->isOpen()) // aborted
+        if (!reply->isOpen() || exchange.stopReason != StopReason::none) // aborted
             return;
         const QByteArray chunk = reply->readAll();
         if (!isSuccess(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt())) {
             errorBody.append(chunk.left(kErrorBodyLimit - errorBody.size()));
             return;
         }
-        if (writeError.isEmpty() && file.write(chunk) != chunk.size()) {
+        if (!writeError.isEmpty())
+            return;
+        if (request.bodyLimit && written + chunk.size() > *request.bodyLimit) {
+            exchange.stop(StopReason::tooLarge);
+            return;
+        }
+        if (file.write(chunk) != chunk.size()) {
             writeError = file.errorString();
             reply->abort();
+            return;
         }
+        digest.add(chunk);
+        written += chunk.size();
     };
     QObject::connect(reply, &QNetworkReply::readyRead, reply, takeAvailable);
     if (onProgress) {
@@ -186,7 +248,7 @@ HTTPResponse LiveHTTPFetcher::download(const HTTPRequest &request, const QString
             onProgress(received, total >= 0 ? std::optional<qint64>(total) : std::nullopt);
         });
     }
-    awaitReply(exchange, request.timeLimit, TimeLimit::betweenBytes, cancellation);
+    awaitReply(exchange, request, TimeLimit::betweenBytes, cancellation);
     takeAvailable();
     if (!writeError.isEmpty())
         throw FileSystemError::withReason(QStringLiteral("write"), destination, writeError);
@@ -199,5 +261,6 @@ HTTPResponse LiveHTTPFetcher::download(const HTTPRequest &request, const QString
     }
     if (!file.commit())
         throw FileSystemError::withReason(QStringLiteral("write"), destination, file.errorString());
+    response.bodySHA256 = digest.hexDigest();
     return response;
 }

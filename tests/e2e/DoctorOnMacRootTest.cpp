@@ -81,8 +81,9 @@ TEST_F(DoctorOnAMac, WhenHomebrewBypassesSudoThePackageIsCheckedAndInstalledInst
             EXPECT_EQ(run.exitCode, 0) << show(run);
             EXPECT_TRUE(lines.contains(QStringLiteral("Installer completed.")));
             EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
-            // The installer ran through osascript on the package downloaded into the caches.
-            EXPECT_TRUE(mac.readFile(QStringLiteral("/tmp/installed-package")).startsWith(kPackageCache.toUtf8() + "/temurin-21-jdk-21.0.5+11.pkg"));
+            // The installer ran through osascript on root's own copy of the downloaded package.
+            const QByteArray installed = mac.readFile(QStringLiteral("/tmp/installed-package"));
+            EXPECT_TRUE(installed.startsWith("/tmp/tarnwick-install.") && installed.endsWith("/temurin-21-jdk-21.0.5+11.pkg")) << installed.toStdString();
             EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + QStringLiteral("/bin/java"))).isExecutable());
         } else {
             EXPECT_EQ(run.exitCode, 1) << show(run);

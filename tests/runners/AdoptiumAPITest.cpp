@@ -1,4 +1,6 @@
 #include "LocalHTTPServer.h"
+#include "fixtures/FixtureHTTPFetcher.h"
+#include "fixtures/InMemoryFileSystem.h"
 #include "runners/AdoptiumAPI.h"
 #include "services/JSONDecoding.h"
 #include "services/LiveHTTPFetcher.h"
@@ -141,6 +143,9 @@ TEST(AdoptiumAPI, ChecksTheInstallerBeforeAnythingIsDownloaded)
         {"first asset without installer", "[" + asset("null") + ", " + asset(kGoodInstaller) + "]", 1,
          "No installer asset for Java 21 on aarch64"},
         {"link that is no URL", "[" + asset(installer("not a url", kChecksum, name)) + "]", 2, "Invalid installer URL from Adoptium"},
+        {"file link with a host", "[" + asset(installer("file://localhost/tmp/x.pkg", kChecksum, name)) + "]", 2,
+         "Invalid installer URL from Adoptium"},
+        {"ftp link", "[" + asset(installer("ftp://github.com/x.pkg", kChecksum, name)) + "]", 2, "Invalid installer URL from Adoptium"},
         {"63-character checksum", "[" + asset(installer(link, kChecksum.left(63), name)) + "]", 3,
          "Unexpected checksum format from Adoptium (63 chars)"},
         {"65-character checksum", "[" + asset(installer(link, kChecksum + "0", name)) + "]", 3,
@@ -152,6 +157,10 @@ TEST(AdoptiumAPI, ChecksTheInstallerBeforeAnythingIsDownloaded)
         {"empty name", "[" + asset(installer(link, kChecksum, "")) + "]", 4, "Unexpected installer name from Adoptium (“”)"},
         {"release name with a quote", "[" + asset(installer(link, kChecksum, name), "jdk-21\\\" -target /") + "]", 4,
          "Unexpected release name from Adoptium (“jdk-21\" -target /”)"},
+        {"name with a trailing newline", "[" + asset(installer(link, kChecksum, "x.pkg\\n")) + "]", 4,
+         "Unexpected installer name from Adoptium (“x.pkg\n”)"},
+        {"release name with a trailing newline", "[" + asset(installer(link, kChecksum, name), "jdk-21\\n") + "]", 4,
+         "Unexpected release name from Adoptium (“jdk-21\n”)"},
         {"release name with a backtick", "[" + asset(installer(link, kChecksum, name), "jdk-21`id`") + "]", 4,
          "Unexpected release name from Adoptium (“jdk-21`id`”)"},
     };
@@ -166,6 +175,22 @@ TEST(AdoptiumAPI, ChecksTheInstallerBeforeAnythingIsDownloaded)
     AdoptiumServer upperCase;
     upperCase.answer(200, "[" + asset(installer(link, kChecksum.toUpper(), name)) + "]");
     EXPECT_EQ(upperCase.api().latestAsset(21, QStringLiteral("aarch64")).checksum, QString::fromLatin1(kChecksum));
+
+    // A plain-http API (as tests configure it) may hand out a plain-http link; the listed size
+    // comes along.
+    AdoptiumServer plainHTTP;
+    plainHTTP.answer(200, "[" + asset(installer("http://127.0.0.1:9/x.pkg", kChecksum, name)) + "]");
+    const AdoptiumAPI::AssetMetadata local = plainHTTP.api().latestAsset(21, QStringLiteral("aarch64"));
+    EXPECT_EQ(local.downloadURL.scheme(), QStringLiteral("http"));
+    EXPECT_EQ(local.size, std::optional<qint64>(190000000));
+
+    // The real API is https: a plain-http link from it is refused.
+    auto fetcher = std::make_shared<FixtureHTTPFetcher>(std::make_shared<InMemoryFileSystem>());
+    const QUrl base(QStringLiteral("https://api.adoptium.net"));
+    fetcher->respond(QUrl(QStringLiteral("https://api.adoptium.net/v3/assets/latest/21/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
+                     {200, {}, "[" + asset(installer("http://github.com/x.pkg", kChecksum, name)) + "]"});
+    EXPECT_EQ(adoptiumError([&] { (void)AdoptiumAPI(fetcher, base).latestAsset(21, QStringLiteral("aarch64")); }),
+              std::make_pair(2, QStringLiteral("Invalid installer URL from Adoptium")));
 }
 
 TEST(AdoptiumAPI, PassesATimeOutOnSoCallersCanTellIt)

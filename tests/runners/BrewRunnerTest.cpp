@@ -3,8 +3,10 @@
 #include "fixtures/InMemoryFileSystem.h"
 #include "runners/BrewRunner.h"
 #include "runners/PKGInstaller.h"
+#include "services/LiveFileSystem.h"
 
 #include <QCryptographicHash>
+#include <QDir>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -23,15 +25,22 @@ const QByteArray kTerminalRequired = "sudo: a terminal is required to read the p
                                      "standard input or configure an askpass helper";
 const QString kApi = QStringLiteral("https://api.adoptium.test");
 
-// brew is a real stand-in process that writes down its verbs; the disk and Adoptium are doubles,
-// so that /Library/Java can hold a JDK or not.
+// brew is a real stand-in process that writes down its verbs; Adoptium is a double, and so is the
+// disk (so that /Library/Java can hold a JDK or not) unless the package must reach the stand-in
+// osascript's root side, which reads the real one.
 class BrewHarness {
 public:
-    BrewHarness()
+    enum class Disk { simulated, real };
+    explicit BrewHarness(Disk disk = Disk::simulated, const QString &beforeDialog = {})
+        : fs(disk == Disk::simulated ? std::shared_ptr<FileSystemOperating>(memory)
+                                     : std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {
+                                         dir.path(), dir.filePath(QStringLiteral("tmp")), dir.filePath(QStringLiteral("caches")), {}}))
     {
+        QDir(dir.path()).mkpath(QStringLiteral("tmp"));
         mac.map(QStringLiteral("/usr/bin/osascript"), QStringLiteral(STANDINS_DIR "/osascript"));
         mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
-                            {QStringLiteral("STANDIN_INSTALLED_PKG"), dir.filePath(QStringLiteral("installed"))}});
+                            {QStringLiteral("STANDIN_INSTALLED_PKG"), dir.filePath(QStringLiteral("installed"))},
+                            {QStringLiteral("STANDIN_BEFORE_DIALOG"), beforeDialog}});
         for (int major : {21, 25}) {
             const QByteArray package = "temurin " + QByteArray::number(major) + " package";
             http->respond(QUrl(kApi + QStringLiteral("/v3/assets/latest/%1/hotspot?architecture=aarch64&image_type=jdk&os=mac").arg(major)),
@@ -66,12 +75,13 @@ public:
     }
     void installJDK(const QString &bundle) const
     {
-        fs->addFile(QStringLiteral("/Library/Java/JavaVirtualMachines/") + bundle + QStringLiteral("/Contents/Home/bin/java"), "", 0755);
+        memory->addFile(QStringLiteral("/Library/Java/JavaVirtualMachines/") + bundle + QStringLiteral("/Contents/Home/bin/java"), "", 0755);
     }
 
     QTemporaryDir dir;
     StandIns mac;
-    std::shared_ptr<InMemoryFileSystem> fs = std::make_shared<InMemoryFileSystem>();
+    std::shared_ptr<InMemoryFileSystem> memory = std::make_shared<InMemoryFileSystem>();
+    std::shared_ptr<FileSystemOperating> fs;
     std::shared_ptr<FixtureHTTPFetcher> http = std::make_shared<FixtureHTTPFetcher>(fs);
     CancellableProcess cancellation;
     QStringList lines;
@@ -98,25 +108,37 @@ TEST(BrewRunner, StreamsASuccessfulInstallWithSudoRoutedThroughTheExecutor)
 
 TEST(BrewRunner, FallsBackToThePackageWhenHomebrewBypassesTheWrapper)
 {
+    // A package replaced in the caches folder while the password dialog is up is never installed.
+    const QString swap = QStringLiteral("for f in \"%1\"/caches/Tarnwick/run-*/*.pkg; do printf swapped > \"$f\"; done");
+    const QString swappedDigest = QString::fromLatin1(QCryptographicHash::hash("swapped", QCryptographicHash::Sha256).toHex());
     const struct {
         QString cask;
         QString lookup;
+        bool swapped;
+        std::int32_t exitCode;
+        QString last;
     } cases[] = {
-        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…")},
-        {QStringLiteral("temurin"), QStringLiteral("Looking up Temurin 25 (aarch64) on Adoptium…")},
+        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), false, 0, QStringLiteral("Installer completed.")},
+        {QStringLiteral("temurin"), QStringLiteral("Looking up Temurin 25 (aarch64) on Adoptium…"), false, 0, QStringLiteral("Installer completed.")},
+        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), true, 1,
+         QStringLiteral("Installer failed: Checksum mismatch (expected %1, got %2): the package changed after it was checked, so nothing was installed.")
+             .arg(QString::fromLatin1(QCryptographicHash::hash("temurin 21 package", QCryptographicHash::Sha256).toHex()), swappedDigest)},
     };
     for (const auto &c : cases) {
-        BrewHarness harness;
+        SCOPED_TRACE(c.cask.toStdString() + (c.swapped ? " swapped" : ""));
+        BrewHarness harness(BrewHarness::Disk::real);
+        if (c.swapped)
+            harness.mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
+                                        {QStringLiteral("STANDIN_INSTALLED_PKG"), harness.dir.filePath(QStringLiteral("installed"))},
+                                        {QStringLiteral("STANDIN_BEFORE_DIALOG"), swap.arg(harness.dir.path())}});
         harness.brew("echo '==> Installing Cask " + c.cask.toUtf8() + "'\necho '" + kTerminalRequired + "' >&2\necho 'sudo: a password is required' >&2", 1);
-        EXPECT_EQ(harness.run(c.cask), BrewRunner::Event::completed(0)) << c.cask.toStdString();
+        EXPECT_EQ(harness.run(c.cask), BrewRunner::Event::completed(c.exitCode));
         EXPECT_EQ(harness.lines.mid(3), (QStringList {QString(), QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"),
                                                       c.lookup, QStringLiteral("Verifying download checksum…"),
-                                                      QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…"),
-                                                      QStringLiteral("Installer completed.")}))
-            << c.cask.toStdString();
+                                                      QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…"), c.last}));
         ASSERT_FALSE(harness.progress.isEmpty());
         EXPECT_EQ(harness.progress.last().kind, Kind::downloading);
-        EXPECT_TRUE(QFile::exists(harness.dir.filePath(QStringLiteral("installed")))); // the installer ran
+        EXPECT_EQ(QFile::exists(harness.dir.filePath(QStringLiteral("installed"))), !c.swapped); // whether the installer ran
         EXPECT_TRUE(harness.fs->contentsOfDirectory(harness.fs->cachesDirectory() + QStringLiteral("/Tarnwick")).isEmpty());
     }
 }

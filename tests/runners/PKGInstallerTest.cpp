@@ -6,6 +6,8 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -34,18 +36,32 @@ public:
             return reply;
         });
         mac.map(QStringLiteral("/usr/bin/osascript"), QStringLiteral(STANDINS_DIR "/osascript"));
-        mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
-                            {QStringLiteral("STANDIN_INSTALLED_PKG"), installedRecord()}});
+        osascriptSees({});
         QDir(dir.path()).mkpath(QStringLiteral("caches"));
+    }
+    void osascriptSees(const Environment &more)
+    {
+        Environment environment {{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
+                                 {QStringLiteral("STANDIN_INSTALLED_PKG"), installedRecord()}};
+        environment.insert(more);
+        mac.setEnvironment(environment);
     }
 
     QByteArray assetsBody() const
     {
         return "[{\"binary\": {\"installer\": {\"link\": \"" + server.url(QStringLiteral("/downloads/temurin.pkg")).toEncoded()
-            + "\", \"checksum\": \"" + checksum + "\", \"name\": \"OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg\"}}, "
+            + "\", \"checksum\": \"" + checksum + "\", \"size\": " + QByteArray::number(listedSize)
+            + ", \"name\": \"OpenJDK21U-jdk_aarch64_mac_hotspot_21.0.5_11.pkg\"}}, "
               "\"release_name\": \"jdk-21.0.5+11\"}]";
     }
-    QString packagePath() const { return dir.filePath(QStringLiteral("caches/Tarnwick/temurin-21-jdk-21.0.5+11.pkg")); }
+    QString cacheFolder() const { return dir.filePath(QStringLiteral("caches/Tarnwick")); }
+    // Where the package went: a private folder of its own in the cache folder.
+    QString packagePath() const { return cacheFolder() + QStringLiteral("/run-*/temurin-21-jdk-21.0.5+11.pkg"); }
+    bool mentionsPackagePath(const QString &message) const
+    {
+        static const QRegularExpression run(QStringLiteral("/run-[0-9a-z]+/"));
+        return QString(message).replace(run, QStringLiteral("/run-*/")).contains(QStringLiteral("(pkg: ") + packagePath() + QLatin1Char(')'));
+    }
     QString installedRecord() const { return dir.filePath(QStringLiteral("installed")); }
 
     PKGInstaller::Event install(PKGInstaller::Patience patience = {}, const std::function<void(const PKGInstaller::Event &)> &also = {})
@@ -73,6 +89,7 @@ public:
     QTemporaryDir dir;
     QByteArray package;
     QByteArray checksum;
+    qint64 listedSize = package.size();
     int apiDelay = 0;
     int packageStatus = 200;
     StandIns mac;
@@ -85,16 +102,24 @@ public:
 TEST(PKGInstaller, InstallsAPackageWhoseChecksumMatches)
 {
     PackageHarness harness;
+    // Where the package once went: a link left there decides nothing.
+    QDir(harness.dir.path()).mkpath(QStringLiteral("caches/Tarnwick"));
+    ASSERT_TRUE(QFile::link(harness.dir.filePath(QStringLiteral("landed")), harness.cacheFolder() + QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg")));
     const PKGInstaller::Event end = harness.install();
     EXPECT_EQ(end, PKGInstaller::Event::of(Kind::completed));
     EXPECT_EQ(harness.kinds(), (QList<Kind> {Kind::fetching, Kind::downloading, Kind::verifying, Kind::installing}));
     const PKGInstaller::Event lastProgress = harness.events.at(harness.events.size() - 3);
     EXPECT_EQ(lastProgress, PKGInstaller::Event::downloading(harness.package.size(), harness.package.size()));
+    EXPECT_FALSE(QFileInfo::exists(harness.dir.filePath(QStringLiteral("landed"))));
 
+    // The installer got root's copy, which is gone with the downloaded package and its folder.
     QFile installed(harness.installedRecord());
     ASSERT_TRUE(installed.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(installed.readAll()), harness.packagePath());
-    EXPECT_FALSE(QFile::exists(harness.packagePath())); // removed afterwards
+    const QString copy = QString::fromUtf8(installed.readAll());
+    EXPECT_TRUE(copy.startsWith(QStringLiteral("/tmp/tarnwick-install.")) && copy.endsWith(QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg")))
+        << copy.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(QFileInfo(copy).path()));
+    EXPECT_EQ(QDir(harness.cacheFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System), QStringList {"temurin-21-jdk-21.0.5+11.pkg"});
 }
 
 TEST(PKGInstaller, RefusesAPackageThatIsNotThePublishedOne)
@@ -106,8 +131,8 @@ TEST(PKGInstaller, RefusesAPackageThatIsNotThePublishedOne)
     EXPECT_EQ(end.kind, Kind::error);
     EXPECT_TRUE(end.message.startsWith(QStringLiteral("Checksum mismatch (expected ") + QString::fromLatin1(published) + QStringLiteral(", got ")))
         << end.message.toStdString();
-    EXPECT_TRUE(end.message.endsWith(QStringLiteral(" (pkg: ") + harness.packagePath() + QLatin1Char(')'))) << end.message.toStdString();
-    EXPECT_FALSE(QFile::exists(harness.packagePath()));
+    EXPECT_TRUE(harness.mentionsPackagePath(end.message)) << end.message.toStdString();
+    EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty());
     EXPECT_FALSE(QFile::exists(harness.installedRecord())); // the installer never ran
 }
 
@@ -115,7 +140,18 @@ TEST(PKGInstaller, SaysWhereADownloadFailed)
 {
     PackageHarness harness;
     harness.packageStatus = 404;
-    EXPECT_EQ(harness.install(), PKGInstaller::Event::error(QStringLiteral("Adoptium download HTTP error (pkg: ") + harness.packagePath() + QLatin1Char(')')));
+    const PKGInstaller::Event missing = harness.install();
+    EXPECT_TRUE(missing.message.startsWith(QStringLiteral("Adoptium download HTTP error (pkg: "))) << missing.message.toStdString();
+    EXPECT_TRUE(harness.mentionsPackagePath(missing.message)) << missing.message.toStdString();
+
+    // More bytes than Adoptium listed: stopped there, nothing kept.
+    PackageHarness oversized;
+    oversized.listedSize = 1;
+    const PKGInstaller::Event tooLarge = oversized.install();
+    EXPECT_TRUE(tooLarge.message.startsWith(QStringLiteral("The package is larger than the 1 bytes Adoptium listed; the download was stopped (pkg: ")))
+        << tooLarge.message.toStdString();
+    EXPECT_TRUE(oversized.mentionsPackagePath(tooLarge.message)) << tooLarge.message.toStdString();
+    EXPECT_TRUE(QDir(oversized.cacheFolder()).isEmpty());
 
     PackageHarness noAsset;
     noAsset.server.route("/v3/assets/latest/21/hotspot", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "[]"}; });
@@ -139,25 +175,46 @@ TEST(PKGInstaller, ACancelDuringTheDownloadLeavesNothing)
             harness.cancellation.cancel();
     });
     EXPECT_EQ(end, PKGInstaller::Event::of(Kind::canceled));
-    EXPECT_FALSE(QFile::exists(harness.packagePath()));
     EXPECT_FALSE(QFile::exists(harness.installedRecord()));
     EXPECT_TRUE(QDir(harness.dir.filePath(QStringLiteral("caches/Tarnwick"))).isEmpty());
 }
 
 TEST(PKGInstaller, ReadsWhatOsascriptSays)
 {
+    QString longTranscript;
+    for (int line = 1; line <= 2000; ++line)
+        longTranscript += QStringLiteral("installer: line %1 of a long story\n").arg(line, 4, 10, QLatin1Char('0'));
+    const QByteArray swappedDigest = QCryptographicHash::hash("swapped", QCryptographicHash::Sha256).toHex();
     const struct {
-        const char *says;
-        PKGInstaller::Event expected;
+        const char *name;
+        Environment environment;
+        std::function<bool(const PKGInstaller::Event &, const PackageHarness &)> expected;
     } cases[] = {
-        {"0:75: execution error: User canceled. (-128)", PKGInstaller::Event::of(Kind::canceled)},
-        {"execution error: No user interaction allowed. (-1713)",
-         PKGInstaller::Event::error(QStringLiteral("execution error: No user interaction allowed. (-1713)"))},
+        {"password dialog dismissed", {{QStringLiteral("STANDIN_OSASCRIPT_SAYS"), QStringLiteral("0:75: execution error: User canceled. (-128)")}},
+         [](const auto &end, const auto &) { return end == PKGInstaller::Event::of(Kind::canceled); }},
+        {"other execution error", {{QStringLiteral("STANDIN_OSASCRIPT_SAYS"), QStringLiteral("execution error: No user interaction allowed. (-1713)")}},
+         [](const auto &end, const auto &) { return end == PKGInstaller::Event::error(QStringLiteral("execution error: No user interaction allowed. (-1713)")); }},
+        // Only the end of a long transcript is kept: it is what explains the failure.
+        {"long transcript", {{QStringLiteral("STANDIN_OSASCRIPT_SAYS"), longTranscript}},
+         [](const auto &end, const auto &) {
+             return end.kind == Kind::error && end.message.size() <= 64 * 1024 && end.message.endsWith(QLatin1String("line 2000 of a long story"));
+         }},
+        // The package is replaced while the password dialog is up: root checks its own copy.
+        {"package swapped", {{QStringLiteral("STANDIN_BEFORE_DIALOG"), QStringLiteral("for f in \"$HOME\"/caches/Tarnwick/run-*/*.pkg; do printf swapped > \"$f\"; done")}},
+         [&](const auto &end, const auto &harness) {
+             return end.kind == Kind::error
+                 && end.message.startsWith(QStringLiteral("Checksum mismatch (expected %1, got %2): the package changed after it was checked")
+                                               .arg(QString::fromLatin1(harness.checksum), QString::fromLatin1(swappedDigest)));
+         }},
     };
     for (const auto &c : cases) {
         PackageHarness harness;
-        harness.mac.setEnvironment({{QStringLiteral("STANDIN_OSASCRIPT_SAYS"), QString::fromUtf8(c.says)}});
-        EXPECT_EQ(harness.install(), c.expected) << c.says;
-        EXPECT_FALSE(QFile::exists(harness.packagePath())) << c.says;
+        Environment environment = c.environment;
+        environment.insert(QStringLiteral("HOME"), harness.dir.path());
+        harness.osascriptSees(environment);
+        const PKGInstaller::Event end = harness.install();
+        EXPECT_TRUE(c.expected(end, harness)) << c.name << ": " << end.message.left(300).toStdString();
+        EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty()) << c.name;
+        EXPECT_FALSE(QFile::exists(harness.installedRecord())) << c.name; // the installer never ran
     }
 }

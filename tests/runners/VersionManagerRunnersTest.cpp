@@ -13,6 +13,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <QCryptographicHash>
+#include <QFileInfo>
 #include <gtest/gtest.h>
 
 namespace {
@@ -91,10 +93,6 @@ TEST(VersionManagerRunners, BuildTheCommandsAsWritten)
     EXPECT_EQ(JEnvRunner::script(QStringLiteral("/x/a\"b"), 17).split(u'\n').value(2), QStringLiteral("jenv add \"/x/a\\\"b\" || true"));
     EXPECT_EQ(SDKMANRunner::candidateArgument(QStringLiteral("21.0.2-tem")), QStringLiteral("21.0.2-tem"));
     EXPECT_EQ(SDKMANRunner::candidateArgument(QStringLiteral("21$(id)-tem")), QStringLiteral("\"21\\$(id)-tem\""));
-    EXPECT_EQ(TemurinPackage::installerCommand(QStringLiteral("/Users/ada/Library/Caches/Tarnwick/temurin-21-jdk-21.0.5+11.pkg"),
-                                               QStringLiteral("Enter Mac password")),
-              QStringLiteral("do shell script \"/usr/sbin/installer -pkg \\\"/Users/ada/Library/Caches/Tarnwick/temurin-21-jdk-21.0.5+11.pkg\\\" "
-                             "-target /\" with administrator privileges with prompt \"Enter Mac password\""));
 }
 
 TEST(VersionManagerRunners, RunTheirToolsInARealLoginShell)
@@ -142,7 +140,8 @@ TEST(VersionManagerRunners, HostilePathsReachTheToolUnchangedAndNeverRun)
 TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
 {
     // The stand-in osascript decodes the AppleScript literal and hands it to /bin/sh, as the real
-    // one does; the stand-in installer writes down the package path it was given.
+    // one does; the stand-in installer writes down the package path it was given, which is root's
+    // copy of the package, under the package's own name.
     QTemporaryDir dir;
     const QString canary = dir.filePath(QStringLiteral("canary"));
     const QString received = dir.filePath(QStringLiteral("received"));
@@ -152,19 +151,39 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
                         {QStringLiteral("STANDIN_INSTALLED_PKG"), received},
                         {QStringLiteral("STANDIN_PROMPT_FILE"), dir.filePath(QStringLiteral("prompt"))}});
     const TemurinPackage package(mac.runner(), nullptr, std::make_shared<InMemoryFileSystem>(), QStringLiteral("Test"));
-    for (const QString &path : hostilePaths(canary)) {
+    const QByteArray contents = "package";
+    const QString checksum = QString::fromLatin1(QCryptographicHash::hash(contents, QCryptographicHash::Sha256).toHex());
+    for (const QString &hostile : hostilePaths(canary)) {
+        const QString path = dir.filePath(QStringLiteral("packages")) + hostile + QStringLiteral(".pkg");
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path())) << path.toStdString();
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size()) << path.toStdString();
+        file.close();
         QFile::remove(received);
         CancellableProcess cancellation;
-        const TemurinPackage::InstallerOutcome outcome = package.runInstaller(path, QStringLiteral("Say \"please\" \\ now"), cancellation);
+        const TemurinPackage::InstallerOutcome outcome =
+            package.runInstaller(path, checksum, QStringLiteral("Say \"please\" \\ now"), cancellation);
         EXPECT_EQ(outcome.kind, TemurinPackage::InstallerOutcome::Kind::success) << path.toStdString() << outcome.message.toStdString();
-        QFile file(received);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-        EXPECT_EQ(QString::fromUtf8(file.readAll()), path);
+        QFile record(received);
+        ASSERT_TRUE(record.open(QIODevice::ReadOnly)) << path.toStdString();
+        const QString copy = QString::fromUtf8(record.readAll());
+        EXPECT_EQ(QFileInfo(copy).fileName(), QFileInfo(path).fileName());
+        EXPECT_NE(copy, path);
+        EXPECT_FALSE(QFileInfo::exists(QFileInfo(copy).path())) << copy.toStdString(); // root's copy is gone afterwards
         EXPECT_FALSE(QFile::exists(canary)) << path.toStdString();
     }
     QFile prompt(dir.filePath(QStringLiteral("prompt")));
     ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
     EXPECT_EQ(prompt.readAll(), QByteArray("Say \"please\" \\ now"));
+
+    // The expected checksum goes into the command too: anything but 64 hex digits never gets there.
+    QFile::remove(dir.filePath(QStringLiteral("prompt")));
+    CancellableProcess cancellation;
+    const QString hostileChecksum = (QStringLiteral("\"; touch %1; \"").arg(canary) + QString(64, u'0')).left(64);
+    EXPECT_EQ(package.runInstaller(dir.filePath(QStringLiteral("packages/x.pkg")), hostileChecksum, QStringLiteral("p"), cancellation).kind,
+              TemurinPackage::InstallerOutcome::Kind::failure);
+    EXPECT_FALSE(QFile::exists(dir.filePath(QStringLiteral("prompt")))); // osascript never ran
+    EXPECT_FALSE(QFile::exists(canary));
 }
 
 TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)

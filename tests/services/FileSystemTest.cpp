@@ -6,6 +6,8 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <QCryptographicHash>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -81,6 +83,7 @@ TEST_P(FileSystemContract, WritesAtomicallyAndKeepsPermissionBits)
     fs().setPosixPermissions(profile, 0600);
     fs().writeString(profile, QStringLiteral("replaced\n"));
     EXPECT_EQ(fs().readString(profile), QStringLiteral("replaced\n"));
+    EXPECT_EQ(fs().sha256Hex(profile), QString::fromLatin1(QCryptographicHash::hash("replaced\n", QCryptographicHash::Sha256).toHex()));
     EXPECT_EQ(fs().attributesOfItem(profile).posixPermissions, 0600u);
     EXPECT_EQ(fs().contentsOfDirectory(subject.root), QStringList {".zprofile"}); // no temporary left
 }

@@ -2,6 +2,7 @@
 #include "services/FileSystemOperating.h"
 #include "services/LiveHTTPFetcher.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -152,11 +153,15 @@ TEST(LiveHTTPFetcher, ReportsAnswersThatAreNotHTTPAndUnreachableHosts)
         LocalHTTPServer server; // gone at the end of the block, leaving a port nobody listens on
         closedPort = static_cast<quint16>(server.url(QStringLiteral("/")).port());
     }
+    // An answer bigger than any JSON we ask for is cut off, not held in memory.
+    LocalHTTPServer server;
+    server.route("/huge.json", [](const auto &) { return LocalHTTPServer::Reply {200, {}, patternedBody(HTTPRequest::kFetchBodyLimit + 1)}; });
     const struct {
         QUrl url;
         HTTPError::Kind kind;
     } cases[] = {
         {QUrl::fromLocalFile(file.fileName()), HTTPError::Kind::notHTTPResponse},
+        {server.url(QStringLiteral("/huge.json")), HTTPError::Kind::tooLarge},
         {QUrl(QStringLiteral("gopher://127.0.0.1/")), HTTPError::Kind::transport},
         {QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort)), HTTPError::Kind::transport},
     };
@@ -188,6 +193,7 @@ TEST(LiveHTTPFetcher, DownloadsALargeBodyToAFileWithProgress)
     QFile file(destination);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_TRUE(file.readAll() == body);
+    EXPECT_EQ(response.bodySHA256, QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex()));
     ASSERT_GT(progress.size(), 1);
     EXPECT_EQ(progress.last().first, body.size());
     EXPECT_EQ(progress.last().second, std::optional<qint64>(body.size()));
@@ -234,6 +240,30 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     }
     EXPECT_TRUE(QDir(dir.path()).isEmpty());
 
+    // More than the listed size, or a trickle past the overall limit: stopped, nothing kept.
+    server.route("/trickles", [](const auto &) {
+        LocalHTTPServer::Reply reply {200, {}, patternedBody(1000)};
+        reply.chunkSize = 1;
+        reply.pauseMilliseconds = 50;
+        return reply;
+    });
+    HTTPRequest listedAsOneByte = get(server.url(QStringLiteral("/stalls")));
+    listedAsOneByte.bodyLimit = 1;
+    HTTPRequest trickle = get(server.url(QStringLiteral("/trickles")), 5s);
+    trickle.overallLimit = 600ms;
+    for (const auto &[request, kind] : {std::pair {listedAsOneByte, HTTPError::Kind::tooLarge}, std::pair {trickle, HTTPError::Kind::tooSlow}}) {
+        QElapsedTimer timer;
+        timer.start();
+        try {
+            (void)http.download(request, destination, {}, nullptr);
+            ADD_FAILURE() << "the download finished: " << request.url.toString().toStdString();
+        } catch (const HTTPError &error) {
+            EXPECT_EQ(error.kind(), kind) << error.message().toStdString();
+        }
+        EXPECT_LT(timer.elapsed(), 3000);
+        EXPECT_TRUE(QDir(dir.path()).isEmpty());
+    }
+
     // An error status: the response says so and no file appears.
     const HTTPResponse missing = http.download(get(server.url(QStringLiteral("/missing.pkg"))), destination, {}, nullptr);
     EXPECT_EQ(missing.status, 404);
@@ -244,5 +274,5 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     EXPECT_THROW((void)http.download(get(server.url(QStringLiteral("/missing.pkg"))),
                                      dir.filePath(QStringLiteral("no/such/folder/temurin.pkg")), {}, nullptr),
                  FileSystemError);
-    EXPECT_EQ(server.requests().size(), 3);
+    EXPECT_EQ(server.requests().size(), 5);
 }
