@@ -9,7 +9,7 @@ debian_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
     qml6-module-qtquick-window qml6-module-qtquick-layouts qml6-module-qtqml-workerscript
     libgtest-dev libgmock-dev
-    zsh curl bubblewrap
+    libssl-dev zsh curl bubblewrap
 )
 homebrew_formulae=(cmake ninja qt googletest)
 

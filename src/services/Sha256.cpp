@@ -10,6 +10,7 @@
 
 #include <QByteArray>
 
+#include <algorithm>
 #include <stdexcept>
 
 #if defined(TARNWICK_SHA256_COMMONCRYPTO)
