@@ -1,10 +1,15 @@
 #include "diagnosis/Diagnosis.h"
 
+#include "diagnosis/LoginShell.h"
+
 Diagnosis diagnose(const ProbeBundle &bundle)
 {
     if (!bundle.installedJDKs.isEmpty()) {
         if (bundle.javaHomeInActiveShell)
             return Diagnosis::noErrorsFound();
+        // Unread is not unset: writing JAVA_HOME into a profile that hangs would prove nothing.
+        if (bundle.loginShellTimedOut)
+            return Diagnosis::unknown(LoginShell::noAnswerText());
         return Diagnosis::D2_HomeUnset(bundle.installedJDKs.first());
     }
     if (bundle.jvmDirContents.isEmpty())

@@ -222,8 +222,10 @@ void printFindings(QTextStream &out, const DoctorFindings &findings, bool colour
     for (const JDKInfo &jdk : profile.javaState.installedJDKs)
         out << "  JDK " << visibleText(QStringLiteral("%1 (%2, %3) at %4").arg(jdk.version, jdk.vendor, jdk.architecture, jdk.path)) << '\n';
     out << "  JAVA_HOME in a login shell: " << visibleText(VerifyVerdict::shownJavaHome(profile.javaState.javaHomeInActiveShell)) << '\n';
-    for (const QString &note : notes(profile))
-        out << "  " << marked(palette, AuditRow::Mark::missing, note) << '\n';
+    for (const QString &note : notes(profile)) {
+        if (note != findings.diagnosis.explanation()) // said once is enough
+            out << "  " << marked(palette, AuditRow::Mark::missing, note) << '\n';
+    }
     const QStringList tools = toolsFound(profile);
     out << "  Developer tools: " << (tools.isEmpty() ? QStringLiteral("none found") : visibleText(tools.join(QStringLiteral(", ")))) << "\n\n";
 

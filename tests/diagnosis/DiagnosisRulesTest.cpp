@@ -45,7 +45,12 @@ TEST(DiagnosisRule, DecidesFromTheProbesInOrder)
         {"several JDKs without JAVA_HOME: the first listed, not the newest",
          {QStringLiteral("/usr/bin/java"), {zulu17, temurin21}, {"temurin-21.jdk", "zulu-17.jdk"}, std::nullopt},
          Diagnosis::D2_HomeUnset(zulu17)},
+        {"a JDK, and a login shell that never answered: unknown, not unset",
+         {std::nullopt, {temurin21}, {"temurin-21.jdk"}, std::nullopt, true},
+         Diagnosis::unknown(QStringLiteral("Your login shell didn't answer within 15 seconds, so JAVA_HOME couldn't be read; "
+                                           "something in ~/.zprofile may be waiting."))},
         {"nothing anywhere", {QStringLiteral("/usr/bin/java"), {}, {}, std::nullopt}, Diagnosis::D1_NoJDK()},
+        {"no JDK and a silent login shell: still missing", {std::nullopt, {}, {}, std::nullopt, true}, Diagnosis::D1_NoJDK()},
         {"one unparsable entry",
          {std::nullopt, {}, {"temurin-21.jdk"}, std::nullopt},
          Diagnosis::unknown(QStringLiteral("JavaVirtualMachines directory has entries (temurin-21.jdk) but "

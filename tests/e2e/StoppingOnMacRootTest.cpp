@@ -85,6 +85,9 @@ TEST_F(DoctorOnAMac, ALoginShellThatNeverAnswersIsReportedNotWaitedFor)
     const QJsonObject javaState = run.json.value("profile").toObject().value("javaState").toObject();
     EXPECT_TRUE(javaState.value("loginShellTimedOut").toBool()) << show(run);
     EXPECT_TRUE(javaState.value("javaHomeInActiveShell").isNull());
+    // Unread is not unset: no fix writes to a profile that hangs.
+    EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("unknown")) << show(run);
+    EXPECT_TRUE(run.json.value("remediation").isNull()) << show(run);
     EXPECT_EQ(run.json.value("notes").toArray(),
               QJsonArray {"Your login shell didn't answer within 15 seconds, so JAVA_HOME couldn't be read; something in ~/.zprofile may be waiting."});
     expectTidy(mac, run); // no zsh, no sleep
