@@ -148,6 +148,22 @@ void FileAppendWriter::writeBackup(const DiffPreview &preview) const
     }
 }
 
+void FileAppendWriter::removeAbandonedBackups(const DiffPreview &preview) const
+{
+    // A run killed between staging a backup and putting it in place leaves the staged copy; once
+    // a backup is in place, the copies of earlier runs have no use.
+    const QFileInfo backup(preview.backupPath);
+    const QString prefix = backup.fileName() + QStringLiteral(".tarnwick-");
+    try {
+        for (const QString &name : m_fs->contentsOfDirectory(backup.path())) {
+            if (name.startsWith(prefix) && name.size() == prefix.size() + 6)
+                m_fs->removeItem(backup.path() + QLatin1Char('/') + name);
+        }
+    } catch (const FileSystemError &) {
+        // Left for the next run; the edit itself is done.
+    }
+}
+
 void FileAppendWriter::apply(const DiffPreview &preview) const
 {
     if (preview.alreadySet)
@@ -173,4 +189,5 @@ void FileAppendWriter::apply(const DiffPreview &preview) const
     } catch (const FileSystemError &error) {
         throw WriteError(WriteError::Kind::writeFailed, error.message());
     }
+    removeAbandonedBackups(preview);
 }

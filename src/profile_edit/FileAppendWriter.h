@@ -73,6 +73,7 @@ private:
     void requireHomeFolder() const;
     void requireUnchanged(const DiffPreview &preview) const;
     void writeBackup(const DiffPreview &preview) const;
+    void removeAbandonedBackups(const DiffPreview &preview) const;
 
     QString m_target;
     std::shared_ptr<const FileSystemOperating> m_fs;

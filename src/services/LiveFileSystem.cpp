@@ -308,6 +308,9 @@ QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArr
     int error = ::fchmod(fd, static_cast<mode_t>(permissions & 07777)) == 0 ? 0 : errno;
     if (error == 0)
         error = writeAll(fd, bytes);
+    // On disk before it can be renamed into place: a backup must survive a power cut too.
+    if (error == 0 && ::fsync(fd) != 0)
+        error = errno;
     ::close(fd);
     if (error != 0) {
         ::unlink(name.constData());

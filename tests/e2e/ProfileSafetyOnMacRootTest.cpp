@@ -94,6 +94,13 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     ASSERT_EQ(staged.size(), 1) << mac.entries(kHome).join(u' ').toStdString();
     EXPECT_EQ(mac.readFile(kHome + QLatin1Char('/') + staged.first()), QByteArray("export EDITOR=vim\n"));
     EXPECT_EQ(run.leftoverProcesses, QStringList());
+
+    // The next run finishes the job and clears what the killed one left.
+    mac.setEnvironment(QStringLiteral("TARNWICK_PAUSE_AT"), QString());
+    const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")});
+    EXPECT_EQ(again.exitCode, 0) << show(again);
+    EXPECT_EQ(mac.readFile(kBackup), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".tarnwick-")), QStringList());
 }
 
 TEST_F(DoctorOnAMac, WithoutYesHomebrewsShellenvIsAskedForAndDeclined)
