@@ -37,7 +37,7 @@ struct FixSequence::Run {
     QString home() const { return services().fs->homeDirectory(); }
     ShellRunner shell() const { return ShellRunner(services().processRunner); }
     AdoptiumAPI adoptium() const { return AdoptiumAPI(services().http, sequence.m_configuration.adoptiumBaseURL); }
-    bool succeeded() const { return !canceledByUser && exitCode == 0; }
+    bool succeeded() const { return !canceledByUser && !cancellation.isCanceled() && exitCode == 0; }
 
     void take(const StreamEvent &event)
     {
