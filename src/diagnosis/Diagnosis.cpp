@@ -46,3 +46,14 @@ QString Diagnosis::explanation() const
     }
     return {};
 }
+
+QString Diagnosis::code() const
+{
+    switch (m_kind) {
+    case Kind::D1_NoJDK: return QStringLiteral("D1_NoJDK");
+    case Kind::D2_HomeUnset: return QStringLiteral("D2_HomeUnset");
+    case Kind::noErrorsFound: return QStringLiteral("no_errors_found");
+    case Kind::unknown: return QStringLiteral("unknown");
+    }
+    return {};
+}

@@ -27,6 +27,9 @@ public:
     [[nodiscard]] QString headline() const;
     /// The paragraph shown under the diagnosis headline.
     [[nodiscard]] QString explanation() const;
+    /// "D1_NoJDK", "D2_HomeUnset", "no_errors_found" or "unknown": what telemetry and the
+    /// doctor's JSON call it.
+    [[nodiscard]] QString code() const;
 
     friend bool operator==(const Diagnosis &, const Diagnosis &) = default;
 

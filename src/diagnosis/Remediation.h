@@ -58,10 +58,18 @@ public:
 
     /// Stable identifier, e.g. "brew:temurin@21"; telemetry reports it.
     [[nodiscard]] QString id() const;
-    /// The primary button's label.
+    /// How the fix works, e.g. "brew", "pkg+jenv"; the same for installing and setting JAVA_HOME
+    /// through one tool. Telemetry and the doctor's JSON report it.
+    [[nodiscard]] QString method() const;
+    /// The primary button's label, offering the fix ("Install Temurin via Homebrew (recommended)").
     [[nodiscard]] QString title() const;
     /// The paragraph under the button.
     [[nodiscard]] QString explainer() const;
+    /// The heading while the fix runs ("Installing Temurin via Homebrew"): the remediation sheet's
+    /// title and the doctor's "==" line.
+    [[nodiscard]] QString progressTitle() const;
+    /// The line under the progress title; empty for the ~/.zprofile fix, whose sheet says its own.
+    [[nodiscard]] QString progressExplainer() const;
 
     friend bool operator==(const Remediation &, const Remediation &) = default;
 

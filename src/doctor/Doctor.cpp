@@ -1,11 +1,9 @@
 #include "doctor/Doctor.h"
 
-#include "diagnosis/Verifier.h"
 #include "diagnosis/VerifyVerdict.h"
 #include "doctor/InterruptCanceller.h"
 #include "doctor/TerminalFrontEnd.h"
 #include "doctor/TerminalText.h"
-#include "runners/AdoptiumAPI.h"
 
 #include <QJsonDocument>
 
@@ -16,34 +14,21 @@
 
 Doctor::Doctor(AppServices services, SystemProfiler::Platform platform, FixSequence::Configuration fixConfiguration, Options options,
                Terminal terminal)
-    : m_services(std::move(services))
-    , m_platform(std::move(platform))
+    : m_services(services)
+    , m_flow(std::move(services), std::move(platform), fixConfiguration.adoptiumBaseURL)
     , m_fixConfiguration(std::move(fixConfiguration))
     , m_options(options)
     , m_terminal(terminal)
 {
 }
 
-SystemProfile Doctor::profile()
-{
-    return SystemProfiler(ShellRunner(m_services.processRunner), m_services.fs, m_platform).profile(&m_cancellation);
-}
-
 DoctorFindings Doctor::examine()
 {
     DoctorFindings findings;
-    findings.profile = profile();
-    findings.diagnosis = diagnose(findings.profile.javaState);
-    if (findings.diagnosis.kind() == Diagnosis::Kind::D2_HomeUnset) {
-        findings.remediation = remediationForUnsetHome(findings.diagnosis.detectedJDK(), findings.profile);
-    } else if (findings.diagnosis.kind() == Diagnosis::Kind::D1_NoJDK) {
-        int lts = 25; // what the app offers when Adoptium can't be asked
-        try {
-            lts = AdoptiumAPI(m_services.http, m_fixConfiguration.adoptiumBaseURL).latestLTSMajor(&m_cancellation);
-        } catch (const Error &) {
-        }
-        findings.remediation = remediationForMissingJDK(lts, findings.profile);
-    }
+    findings.profile = m_flow.profile(&m_cancellation);
+    const DiagnoseFlow::Diagnosed diagnosed = m_flow.diagnose(findings.profile, &m_cancellation);
+    findings.diagnosis = diagnosed.diagnosis;
+    findings.remediation = diagnosed.remediation();
     return findings;
 }
 
@@ -122,8 +107,8 @@ std::optional<QString> Doctor::readAnswer()
 FixRecord Doctor::runFix(const Remediation &remediation)
 {
     QTextStream &out = progress();
-    out << "\n== " << FixSequence::title(remediation) << '\n';
-    if (const QString explainer = FixSequence::explainer(remediation); !explainer.isEmpty())
+    out << "\n== " << remediation.progressTitle() << '\n';
+    if (const QString explainer = remediation.progressExplainer(); !explainer.isEmpty())
         out << explainer << '\n';
     out.flush();
 
@@ -144,7 +129,7 @@ FixRecord Doctor::runFix(const Remediation &remediation)
 
     out << "\nVerifying… Re-running `java -version` in a fresh login shell to confirm the fix took.\n";
     out.flush();
-    const Verifier::Result verified = Verifier(ShellRunner(m_services.processRunner)).verify(&m_cancellation);
+    const Verifier::Result verified = m_flow.verify(&m_cancellation);
     if (m_cancellation.isCanceled()) {
         out << "Canceled.\n";
         out.flush();
@@ -194,12 +179,11 @@ int Doctor::run()
         if (verdict && verdict->offersJavaHome.value_or(false)) {
             progress() << '\n' << VerifyVerdict::kOfferHeading << '\n';
             if (ask(QString::fromLatin1(VerifyVerdict::kOfferButton) + QLatin1Char('?'))) {
-                const SystemProfile fresh = profile();
-                if (fresh.javaState.installedJDKs.isEmpty()) {
+                const DiagnoseFlow::JavaHomeFollowUp followUp = m_flow.javaHomeFollowUp(&m_cancellation);
+                if (!followUp.fix) {
                     progress() << "No JDK is listed any more; nothing to point JAVA_HOME at.\n";
                 } else {
-                    const Remediation second = remediationForUnsetHome(fresh.javaState.installedJDKs.first(), fresh);
-                    fix.followUp = std::make_shared<FixRecord>(runFix(second));
+                    fix.followUp = std::make_shared<FixRecord>(runFix(*followUp.fix->d2Remediation));
                 }
             }
         }

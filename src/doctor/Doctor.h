@@ -2,6 +2,7 @@
 
 #include "diagnosis/SystemProfiler.h"
 #include "doctor/DoctorReport.h"
+#include "runners/DiagnoseFlow.h"
 #include "runners/FixSequence.h"
 
 #include <QTextStream>
@@ -38,7 +39,6 @@ public:
 
 private:
     [[nodiscard]] DoctorFindings examine();
-    [[nodiscard]] SystemProfile profile();
     /// A line typed on the terminal; nothing when the run was cancelled while waiting.
     std::optional<QString> readAnswer();
     FixRecord runFix(const Remediation &remediation);
@@ -47,7 +47,7 @@ private:
     QTextStream &progress() { return m_options.json ? m_terminal.err : m_terminal.out; }
 
     AppServices m_services;
-    SystemProfiler::Platform m_platform;
+    DiagnoseFlow m_flow;
     FixSequence::Configuration m_fixConfiguration;
     Options m_options;
     Terminal m_terminal;

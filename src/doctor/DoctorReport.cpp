@@ -3,7 +3,6 @@
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/LoginShell.h"
 #include "doctor/TerminalText.h"
-#include "telemetry/TelemetryEvents.h"
 
 #include <QJsonArray>
 
@@ -186,14 +185,14 @@ QJsonObject toJson(const DoctorFindings &findings)
         remediation = QJsonObject {{QStringLiteral("id"), findings.remediation->id()},
                                    {QStringLiteral("title"), findings.remediation->title()},
                                    {QStringLiteral("explainer"), findings.remediation->explainer()},
-                                   {QStringLiteral("method"), TelemetryEvents::remediationMethod(*findings.remediation)}};
+                                   {QStringLiteral("method"), findings.remediation->method()}};
     }
     QJsonValue fix(QJsonValue::Null);
     if (findings.fix)
         fix = fixJson(&*findings.fix);
     return {
         {QStringLiteral("profile"), profileJson(findings.profile)},
-        {QStringLiteral("diagnosis"), QJsonObject {{QStringLiteral("code"), TelemetryEvents::diagnosisCode(findings.diagnosis).first},
+        {QStringLiteral("diagnosis"), QJsonObject {{QStringLiteral("code"), findings.diagnosis.code()},
                                                    {QStringLiteral("headline"), findings.diagnosis.headline()},
                                                    {QStringLiteral("explanation"), findings.diagnosis.explanation()}}},
         {QStringLiteral("remediation"), remediation},

@@ -66,9 +66,10 @@ void TerminalFrontEnd::progress(const QString &text)
 
 void TerminalFrontEnd::showZprofileChange(const FileAppendWriter::DiffPreview &preview)
 {
-    if (preview.wasCreated)
-        m_out << "Creating `~/.zprofile` (didn't exist before).\n";
-    m_out << "Backup: `" << visibleText(preview.backupPath) << "`\n";
+    const FixSequence::ZprofileOffer offer = FixSequence::zprofileOfferText(preview);
+    if (!offer.createdNote.isEmpty())
+        m_out << offer.createdNote << '\n';
+    m_out << visibleText(offer.backupLine) << '\n';
     for (const QString &added : preview.linesAdded)
         m_out << "  + " << visibleText(added) << '\n';
 }
@@ -86,8 +87,8 @@ bool TerminalFrontEnd::confirmZshrcAppend(const FileAppendWriter::DiffPreview &p
 bool TerminalFrontEnd::confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview)
 {
     endProgressLine();
-    m_out << "Set `JAVA_HOME` in `~/.zprofile`\n"
-          << "Review the change before we write it. Your current file is backed up to `~/.zprofile.bak`.\n";
+    const FixSequence::ZprofileOffer offer = FixSequence::zprofileOfferText(preview);
+    m_out << offer.title << '\n' << offer.detail << '\n';
     showZprofileChange(preview);
     return m_ask(QStringLiteral("Apply this change to ~/.zprofile?"));
 }

@@ -307,42 +307,12 @@ QStringList FixSequence::zshrcOfferText(const FileAppendWriter::DiffPreview &pre
             QStringLiteral("Backup: `") + preview.backupPath + QLatin1Char('`')};
 }
 
-QString FixSequence::title(const Remediation &remediation)
+FixSequence::ZprofileOffer FixSequence::zprofileOfferText(const FileAppendWriter::DiffPreview &preview)
 {
-    switch (remediation.kind()) {
-    case Kind::installTemurinViaBrew: return QStringLiteral("Installing Temurin via Homebrew");
-    case Kind::installViaSDKMAN: return QStringLiteral("Installing Temurin via SDKMAN");
-    case Kind::installViaMise: return QStringLiteral("Installing Temurin via Mise");
-    case Kind::installViaPKG: return QStringLiteral("Installing Temurin %1 (direct PKG)").arg(remediation.version());
-    case Kind::installViaPKGThenJEnv: return QStringLiteral("Installing Temurin %1 and registering with jEnv").arg(remediation.version());
-    case Kind::writeJavaHomeToZprofile: return QStringLiteral("Set JAVA_HOME");
-    case Kind::setJavaHomeViaSDKMAN: return QStringLiteral("Setting JAVA_HOME via SDKMAN");
-    case Kind::setJavaHomeViaMise: return QStringLiteral("Setting JAVA_HOME via Mise");
-    case Kind::setJavaHomeViaJenv: return QStringLiteral("Setting JAVA_HOME via jEnv");
-    case Kind::installHomebrewThenTemurin: return QStringLiteral("Installing Homebrew + Temurin");
-    case Kind::installWarpViaBrew: return QStringLiteral("Installing Warp via Homebrew");
-    case Kind::installHomebrew: return QStringLiteral("Installing Homebrew");
-    }
-    return {};
-}
-
-QString FixSequence::explainer(const Remediation &remediation)
-{
-    switch (remediation.kind()) {
-    case Kind::installTemurinViaBrew: return QStringLiteral("macOS will ask for your password so brew can install Temurin to /Library/Java/JavaVirtualMachines/.");
-    case Kind::installViaSDKMAN: return QStringLiteral("Running `sdk install java <X>-tem` via your login zsh.");
-    case Kind::installViaMise: return QStringLiteral("Running `mise install java@temurin-<X>` and `mise use -g`.");
-    case Kind::installViaPKG: return QStringLiteral("We'll download the Temurin installer from Adoptium, verify its checksum, and ask macOS for permission to install.");
-    case Kind::installViaPKGThenJEnv: return QStringLiteral("PKG install first, then `jenv add` and `jenv global`. macOS will ask for your password for the installer step.");
-    case Kind::writeJavaHomeToZprofile: return QString();
-    case Kind::setJavaHomeViaSDKMAN: return QStringLiteral("Running `sdk default java <X>-tem`.");
-    case Kind::setJavaHomeViaMise: return QStringLiteral("Running `mise use -g java@temurin-<X>` and ensuring `~/.zshrc` activates Mise.");
-    case Kind::setJavaHomeViaJenv: return QStringLiteral("Enabling jEnv's export plugin and registering your Java installation.");
-    case Kind::installHomebrewThenTemurin: return QStringLiteral("Two phases: install Homebrew first (with Xcode Command Line Tools as a side-effect if needed), then install Temurin via Homebrew.");
-    case Kind::installWarpViaBrew: return QStringLiteral("Homebrew will install Warp to /Applications/.");
-    case Kind::installHomebrew: return QStringLiteral("Running the official Homebrew install script. macOS will ask for your password; if Xcode Command Line Tools aren't installed, a separate Apple dialog will appear during install.");
-    }
-    return {};
+    return {QStringLiteral("Set `JAVA_HOME` in `~/.zprofile`"),
+            QStringLiteral("Review the change before we write it. Your current file is backed up to `~/.zprofile.bak`."),
+            preview.wasCreated ? QStringLiteral("Creating `~/.zprofile` (didn't exist before).") : QString(),
+            QStringLiteral("Backup: `") + preview.backupPath + QLatin1Char('`')};
 }
 
 QString FixSequence::successMessage(const Remediation &remediation)

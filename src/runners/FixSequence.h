@@ -54,14 +54,21 @@ public:
     Outcome run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const;
 
     static constexpr const char *kPasswordPrompt = "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/";
-    [[nodiscard]] static QString title(const Remediation &remediation);
-    [[nodiscard]] static QString explainer(const Remediation &remediation);
     [[nodiscard]] static QString successMessage(const Remediation &remediation);
     [[nodiscard]] QString failureMessage(int exitCode) const;
     /// "Downloaded 12.3 MB of 190.0 MB", or "Downloaded 12.3 MB" when the total is unknown.
     [[nodiscard]] static QString downloadedText(qint64 received, std::optional<qint64> total);
     /// The explanation shown with a ~/.zshrc offer.
     [[nodiscard]] static QStringList zshrcOfferText(const FileAppendWriter::DiffPreview &preview);
+
+    /// The texts around a proposed ~/.zprofile change, shown above its added lines.
+    struct ZprofileOffer {
+        QString title;       // heading of the JAVA_HOME question
+        QString detail;      // what happens, under the heading
+        QString createdNote; // only when the file is new; empty otherwise
+        QString backupLine;  // where the current file goes
+    };
+    [[nodiscard]] static ZprofileOffer zprofileOfferText(const FileAppendWriter::DiffPreview &preview);
 
 private:
     struct Run;

@@ -28,30 +28,10 @@ QString truncatedToCharacters(const QString &text, int limit)
 std::pair<QString, QString> diagnosisCode(const Diagnosis &diagnosis)
 {
     switch (diagnosis.kind()) {
-    case Diagnosis::Kind::D1_NoJDK: return {QStringLiteral("D1_NoJDK"), QStringLiteral("no JDK installed")};
-    case Diagnosis::Kind::D2_HomeUnset: return {QStringLiteral("D2_HomeUnset"), QStringLiteral("JDK installed, JAVA_HOME unset")};
-    case Diagnosis::Kind::noErrorsFound: return {QStringLiteral("no_errors_found"), QStringLiteral("JDK installed, JAVA_HOME set")};
-    case Diagnosis::Kind::unknown: return {QStringLiteral("unknown"), truncatedToCharacters(diagnosis.reason(), 120)};
-    }
-    return {};
-}
-
-QString remediationMethod(const Remediation &remediation)
-{
-    using Kind = Remediation::Kind;
-    switch (remediation.kind()) {
-    case Kind::installTemurinViaBrew: return QStringLiteral("brew");
-    case Kind::installViaSDKMAN: return QStringLiteral("sdkman");
-    case Kind::installViaMise: return QStringLiteral("mise");
-    case Kind::installViaPKG: return QStringLiteral("pkg");
-    case Kind::installViaPKGThenJEnv: return QStringLiteral("pkg+jenv");
-    case Kind::writeJavaHomeToZprofile: return QStringLiteral("zprofile");
-    case Kind::setJavaHomeViaSDKMAN: return QStringLiteral("sdkman");
-    case Kind::setJavaHomeViaMise: return QStringLiteral("mise");
-    case Kind::setJavaHomeViaJenv: return QStringLiteral("jenv");
-    case Kind::installHomebrewThenTemurin: return QStringLiteral("homebrew");
-    case Kind::installWarpViaBrew: return QStringLiteral("brew");
-    case Kind::installHomebrew: return QStringLiteral("homebrew");
+    case Diagnosis::Kind::D1_NoJDK: return {diagnosis.code(), QStringLiteral("no JDK installed")};
+    case Diagnosis::Kind::D2_HomeUnset: return {diagnosis.code(), QStringLiteral("JDK installed, JAVA_HOME unset")};
+    case Diagnosis::Kind::noErrorsFound: return {diagnosis.code(), QStringLiteral("JDK installed, JAVA_HOME set")};
+    case Diagnosis::Kind::unknown: return {diagnosis.code(), truncatedToCharacters(diagnosis.reason(), 120)};
     }
     return {};
 }
@@ -100,7 +80,7 @@ TelemetryEvent diagnosisReached(const Diagnosis &diagnosis)
 TelemetryEvent remediationApplied(const Remediation &remediation)
 {
     return event("remediation_applied", {{QStringLiteral("remediation_id"), remediation.id()},
-                                         {QStringLiteral("method"), remediationMethod(remediation)}});
+                                         {QStringLiteral("method"), remediation.method()}});
 }
 
 TelemetryEvent remediationCompleted(const Remediation &remediation, int exitCode)

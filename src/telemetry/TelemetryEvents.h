@@ -34,10 +34,8 @@ TelemetryEvent npsDismissed();
 
 // The rules behind the data, exposed so that they can be checked on their own.
 
-/// ("D1_NoJDK", "no JDK installed") and so on; an unknown reason is cut to 120 characters.
+/// (Diagnosis::code(), "no JDK installed") and so on; an unknown reason is cut to 120 characters.
 std::pair<QString, QString> diagnosisCode(const Diagnosis &diagnosis);
-/// "brew", "sdkman", "pkg+jenv"…
-QString remediationMethod(const Remediation &remediation);
 /// The `version "` line of `java -version` output (else its first line), cut to 200 characters.
 QString javaVersionExcerpt(const QString &output);
 /// The typed reason trimmed, cut to 500 characters; null when nothing is left.
