@@ -127,29 +127,32 @@ TEST(RemediationForUnsetHome, PrefersSDKMANMiseJEnvAndOtherwiseTheProfile)
     }
 }
 
-TEST(Remediation, IdentifiersAndTheTextsThatCarryAPayload)
+TEST(Remediation, IdentifiersMethodsAndTheTextsThatCarryAPayload)
 {
     const struct {
         Remediation remediation;
         const char *id;
+        const char *method; // the same for installing and setting JAVA_HOME with one tool
     } cases[] = {
-        {Remediation::installTemurinViaBrew(QStringLiteral("temurin@21")), "brew:temurin@21"},
-        {Remediation::installViaSDKMAN(QStringLiteral("21-tem")), "sdkman:21-tem"},
-        {Remediation::installViaMise(QStringLiteral("temurin-21")), "mise:temurin-21"},
-        {Remediation::installViaPKG(21), "pkg:21"},
-        {Remediation::installViaPKGThenJEnv(17), "pkg-jenv:17"},
-        {Remediation::writeJavaHomeToZprofile(temurin21.path), "zprofile:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"},
-        {Remediation::setJavaHomeViaSDKMAN(QStringLiteral("21.0.2-tem")), "sdkman-home:21.0.2-tem"},
-        {Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")), "mise-home:temurin-21.0.2"},
-        {Remediation::setJavaHomeViaJenv(zulu17.path, 17), "jenv-home:17:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"},
-        {Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")), "homebrew+brew:temurin@25"},
-        {Remediation::installWarpViaBrew(QStringLiteral("warp")), "brew:warp"},
-        {Remediation::installHomebrew(), "homebrew"},
+        {Remediation::installTemurinViaBrew(QStringLiteral("temurin@21")), "brew:temurin@21", "brew"},
+        {Remediation::installViaSDKMAN(QStringLiteral("21-tem")), "sdkman:21-tem", "sdkman"},
+        {Remediation::installViaMise(QStringLiteral("temurin-21")), "mise:temurin-21", "mise"},
+        {Remediation::installViaPKG(21), "pkg:21", "pkg"},
+        {Remediation::installViaPKGThenJEnv(17), "pkg-jenv:17", "pkg+jenv"},
+        {Remediation::writeJavaHomeToZprofile(temurin21.path), "zprofile:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home", "zprofile"},
+        {Remediation::setJavaHomeViaSDKMAN(QStringLiteral("21.0.2-tem")), "sdkman-home:21.0.2-tem", "sdkman"},
+        {Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")), "mise-home:temurin-21.0.2", "mise"},
+        {Remediation::setJavaHomeViaJenv(zulu17.path, 17), "jenv-home:17:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home", "jenv"},
+        {Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")), "homebrew+brew:temurin@25", "homebrew"},
+        {Remediation::installWarpViaBrew(QStringLiteral("warp")), "brew:warp", "brew"},
+        {Remediation::installHomebrew(), "homebrew", "homebrew"},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(c.remediation.id(), QString::fromUtf8(c.id));
+        EXPECT_EQ(c.remediation.method(), QString::fromUtf8(c.method)) << c.id;
         EXPECT_FALSE(c.remediation.title().isEmpty()) << c.id;
         EXPECT_FALSE(c.remediation.explainer().isEmpty()) << c.id;
+        EXPECT_FALSE(c.remediation.progressTitle().isEmpty()) << c.id;
     }
     // Two plain cask installs share an identifier on purpose.
     EXPECT_EQ(Remediation::installWarpViaBrew(QStringLiteral("warp")).id(), Remediation::installTemurinViaBrew(QStringLiteral("warp")).id());
@@ -159,6 +162,7 @@ TEST(Remediation, IdentifiersAndTheTextsThatCarryAPayload)
               QStringLiteral("We detected SDKMAN. We'll run `sdk install java 25-tem` and set it as your default Java."));
     EXPECT_EQ(Remediation::installViaMise(QStringLiteral("temurin-25")).explainer(),
               QStringLiteral("We detected Mise. We'll run `mise install java@temurin-25` and set it as your global Java."));
+    EXPECT_EQ(Remediation::installViaPKGThenJEnv(17).progressTitle(), QStringLiteral("Installing Temurin 17 and registering with jEnv"));
     // The set-home explainers name a placeholder, not the payload.
     EXPECT_TRUE(Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")).explainer().contains(QStringLiteral("java@<version>")));
 }
