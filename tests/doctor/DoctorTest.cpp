@@ -176,6 +176,10 @@ TEST(Doctor, WithoutATerminalOrYesNothingIsWritten)
     EXPECT_EQ(fix.value("outcome").toString(), QStringLiteral("canceled"));
     EXPECT_TRUE(fix.value("verify").isNull());
     EXPECT_TRUE(run.err.contains("no: there is no terminal to answer on, so nothing is written")) << run.err.toStdString();
+    // The question shows what the app's ~/.zprofile sheet shows.
+    EXPECT_TRUE(run.err.contains("Set `JAVA_HOME` in `~/.zprofile`\nReview the change before we write it. Your current file is backed up to "
+                                 "`~/.zprofile.bak`.\nCreating `~/.zprofile` (didn't exist before).\nBackup: `/Users/"))
+        << run.err.toStdString();
 }
 
 TEST(Doctor, ListsTheSimulatedMacsAndRefusesUnknownOnes)
