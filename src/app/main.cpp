@@ -2,6 +2,8 @@
 
 #include "BuildConfig.h"
 #include "fixtures/ServiceSelection.h"
+#include "services/BlockingCallGuard.h"
+#include "telemetry/TelemetryService.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -31,6 +33,8 @@ int main(int argc, char *argv[])
         return 2;
     }
     const ServiceSelection &selection = std::get<ServiceSelection>(selected);
+    forbidBlockingCallsOn(app.thread()); // services run on workers; the window never waits
+    TelemetryService::installShared(TelemetryService::Configuration::makeDefault(selection.services));
 
     QQmlApplicationEngine engine;
     engine.setInitialProperties({{QStringLiteral("notice"), selection.notice}});

@@ -23,7 +23,12 @@ public:
         friend bool operator==(const Outcome &, const Outcome &) = default;
     };
 
-    /// What a front end does for the sequence. Calls come from the thread running the sequence.
+    /// What a front end does for the sequence. Calls come from the thread running the sequence,
+    /// except during a package install: there a line ("Adoptium is responding slowly…") may come
+    /// from the installer's watchdog thread. Calls never overlap (the installer reports one event
+    /// at a time), but a front end must not assume which thread it is on. The confirm… calls
+    /// block that thread until answered; a UI front end asks through UiQuestion so that a cancel
+    /// wakes them.
     class FrontEnd {
     public:
         virtual ~FrontEnd() = default;

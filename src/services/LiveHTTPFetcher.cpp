@@ -1,5 +1,6 @@
 #include "services/LiveHTTPFetcher.h"
 
+#include "services/BlockingCallGuard.h"
 #include "services/FileSystemOperating.h"
 #include "services/Sha256.h"
 
@@ -176,6 +177,7 @@ bool isSuccess(int status)
 
 HTTPResponse LiveHTTPFetcher::fetch(const HTTPRequest &fetchRequest, ProcessCancellation *cancellation) const
 {
+    assertMayBlock("LiveHTTPFetcher::fetch");
     HTTPRequest request = fetchRequest;
     request.bodyLimit = request.bodyLimit.value_or(HTTPRequest::kFetchBodyLimit);
     Exchange exchange;
@@ -205,6 +207,7 @@ HTTPResponse LiveHTTPFetcher::download(const HTTPRequest &request, const QString
                                        const ProgressHandler &onProgress,
                                        ProcessCancellation *cancellation) const
 {
+    assertMayBlock("LiveHTTPFetcher::download");
     // Written to a temporary file beside the destination (an unnamed one where Linux allows) and
     // renamed over it at the end; dropped unless committed.
     QSaveFile file(destination);

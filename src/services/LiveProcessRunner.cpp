@@ -1,5 +1,6 @@
 #include "services/LiveProcessRunner.h"
 
+#include "services/BlockingCallGuard.h"
 #include "services/ChildProcess.h"
 #include "services/LineSplitter.h"
 
@@ -19,6 +20,7 @@ ProcessResult LiveProcessRunner::run(const QString &executable, const QStringLis
                                      const std::optional<Environment> &environment,
                                      ProcessCancellation *cancellation) const
 {
+    assertMayBlock("LiveProcessRunner::run");
     ChildProcess child(executable, arguments, environment, ChildProcess::Output::separate);
     QByteArray out;
     QByteArray err;
@@ -35,6 +37,7 @@ ProcessStreamEvent LiveProcessRunner::stream(const QString &executable, const QS
                                              LiveProcessCancellation &cancellation,
                                              const LineHandler &onLine) const
 {
+    assertMayBlock("LiveProcessRunner::stream");
     std::optional<ChildProcess> child;
     try {
         child.emplace(executable, arguments, environment, ChildProcess::Output::merged);

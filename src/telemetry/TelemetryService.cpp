@@ -103,10 +103,30 @@ QString TelemetryService::defaultPendingFilePath(const FileSystemOperating &fs)
     return base + QStringLiteral("/Tarnwick/pending-events.json");
 }
 
+namespace {
+
+std::mutex sharedMutex;
+std::unique_ptr<TelemetryService> sharedInstance; // goes at exit, keeping its queue on disk
+
+} // namespace
+
+TelemetryService &TelemetryService::installShared(Configuration configuration)
+{
+    std::lock_guard lock(sharedMutex);
+    if (sharedInstance == nullptr)
+        sharedInstance = std::make_unique<TelemetryService>(std::move(configuration));
+    return *sharedInstance;
+}
+
 TelemetryService &TelemetryService::shared()
 {
-    static TelemetryService instance(Configuration::makeDefault(AppServices::live()));
-    return instance;
+    {
+        std::lock_guard lock(sharedMutex);
+        if (sharedInstance != nullptr)
+            return *sharedInstance;
+    }
+    static TelemetryService off {Configuration {}};
+    return off;
 }
 
 TelemetryService::TelemetryService(Configuration configuration) : m_configuration(std::move(configuration))

@@ -54,7 +54,12 @@ public:
     explicit TelemetryService(Configuration configuration);
     ~TelemetryService() override;
 
-    /// The one instance the app's emitters use, made on first use from the live services.
+    /// Makes the one instance the app's emitters use, from the services this run works on (so a
+    /// simulated Mac keeps its queue on its own disk). The app's main() calls it once, before
+    /// anything tracks; a later call changes nothing and returns the first instance.
+    static TelemetryService &installShared(Configuration configuration);
+    /// The installed instance; before installShared (and in the doctor, which installs none) an
+    /// instance that is off: nothing is queued, written or sent.
     static TelemetryService &shared();
     /// "<short version> (<build>)" of this build.
     static QString appVersion();

@@ -1,5 +1,6 @@
 #include "LocalHTTPServer.h"
 #include "fixtures/InMemoryKeyValueStore.h"
+#include "fixtures/SimulatedMac.h"
 #include "services/JSONDecoding.h"
 #include "services/LiveFileSystem.h"
 #include "services/LiveHTTPFetcher.h"
@@ -283,4 +284,25 @@ TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
     EXPECT_FALSE(QFile::exists(harness.queueFile()));
     EXPECT_TRUE(harness.server.requests().isEmpty());
     EXPECT_TRUE(TelemetryService::appVersion().contains(QStringLiteral(" (")));
+}
+
+// The app installs the shared instance from the services it selected: on a simulated Mac the
+// event goes to the simulated network and waits in a queue on the simulated disk.
+TEST(TelemetryService, TheSharedInstanceWorksOnTheInstalledServices)
+{
+    EXPECT_FALSE(TelemetryService::shared().isEnabled()); // nothing installed, as in the doctor
+    const std::shared_ptr<SimulatedMac> mac = SimulatedMac::create(QStringLiteral("developer-no-java"));
+    auto configuration = TelemetryService::Configuration::makeDefault(mac->services());
+    configuration.endpointURL = QUrl(QStringLiteral("https://telemetry.invalid/api/database/records/tarnwick_events"));
+    TelemetryService &installed = TelemetryService::installShared(configuration);
+    EXPECT_EQ(&TelemetryService::installShared(TelemetryService::Configuration {}), &installed);
+    ASSERT_EQ(&TelemetryService::shared(), &installed);
+
+    TelemetryService::shared().track(QStringLiteral("app_launched"), {});
+    TelemetryService::shared().waitUntilIdle(); // the simulated network has no such host: kept
+
+    EXPECT_EQ(mac->http()->requests().value(0).url, configuration.endpointURL);
+    const QString queue = mac->fileSystem()->applicationSupportDirectory() + QStringLiteral("/Tarnwick/pending-events.json");
+    EXPECT_EQ(configuration.pendingFilePath, queue);
+    EXPECT_TRUE(mac->fileSystem()->readString(queue).contains(QStringLiteral("\"eventName\":\"app_launched\"")));
 }
