@@ -64,7 +64,8 @@ protected:
 
     void render(QQuickWindow *window, const QString &name)
     {
-        for (const QSize size : {window->minimumSize(), QSize(1280, 900)}) {
+        // As opened first: a layout that only settles on a resize shows here.
+        for (const QSize size : {window->size(), window->minimumSize(), QSize(1280, 900)}) {
             window->resize(size);
             QTest::qWait(50); // let the layouts settle at the new size
             const QString path = QStringLiteral(UI_SCREENSHOT_DIR "/%1-%2x%3.png").arg(name).arg(size.width()).arg(size.height());

@@ -1,40 +1,41 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
 
-// A heading and its bullet lines.
-ColumnLayout {
+// A heading and its bullet lines; a line that wraps keeps its bullet at its first row.
+Column {
     id: list
     required property string heading
-    required property list<string> lines
+    required property var lines
     spacing: 6
 
     Label {
+        width: list.width
+        bottomPadding: 2
         text: list.heading
         Accessible.role: Accessible.Heading
         Accessible.name: text
         font.pixelSize: 16
         font.weight: Font.DemiBold
         wrapMode: Text.Wrap
-        Layout.fillWidth: true
-        Layout.bottomMargin: 2
     }
     Repeater {
         model: list.lines
-        delegate: RowLayout {
+        delegate: Item {
+            id: row
             required property string modelData
-            spacing: 8
-            Layout.fillWidth: true
+            width: parent ? parent.width : 0
+            height: line.implicitHeight
             Label {
                 text: "\u2022"
                 Accessible.ignored: true
-                Layout.alignment: Qt.AlignTop
             }
             Label {
-                text: parent.modelData
+                id: line
+                x: 16
+                width: row.width - 16
+                text: row.modelData
                 Accessible.name: text
                 wrapMode: Text.Wrap
-                Layout.fillWidth: true
             }
         }
     }

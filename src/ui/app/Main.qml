@@ -25,29 +25,29 @@ ApplicationWindow {
         color: "#3d3000"
     }
 
+    // The page for the model's current one. Each view receives its model as it is created,
+    // which a required property asks for.
     Loader {
         id: pageLoader
         anchors.fill: parent
-        sourceComponent: {
+
+        function show() {
             switch (window.app.page) {
-            case TarnwickAppModel.Page.Consent: return consentPage
-            case TarnwickAppModel.Page.Welcome: return welcomePage
-            default: return unbuiltPage
+            case TarnwickAppModel.Consent:
+                setSource("ConsentView.qml", {model: window.app.consent})
+                break
+            case TarnwickAppModel.Welcome:
+                setSource("WelcomeView.qml", {model: window.app.welcome})
+                break
+            default:
+                setSource("UnbuiltScreenView.qml", {app: window.app})
             }
         }
-    }
 
-    Component {
-        id: consentPage
-        ConsentView { model: window.app.consent }
-    }
-    Component {
-        id: welcomePage
-        WelcomeView { model: window.app.welcome }
-    }
-    Component {
-        id: unbuiltPage
-        UnbuiltScreenView { app: window.app }
+        Component.onCompleted: {
+            window.app.pageChanged.connect(pageLoader.show)
+            show()
+        }
     }
 
     Component.onCompleted: window.app.start()

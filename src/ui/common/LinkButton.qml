@@ -10,8 +10,6 @@ AbstractButton {
     Accessible.name: text
     Accessible.onPressAction: link.clicked()
 
-    HoverHandler { cursorShape: Qt.PointingHandCursor }
-
     contentItem: Label {
         text: link.text
         color: link.palette.link

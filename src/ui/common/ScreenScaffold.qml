@@ -26,7 +26,8 @@ Page {
         anchors.fill: parent
         anchors.bottomMargin: footer.height
         contentWidth: availableWidth
-        clip: true
+        // No clip: Qt 6.4's software renderer drew the first rows of a clipped page at the wrong
+        // place until a resize. The footer is opaque and drawn above the content instead.
 
         ColumnLayout {
             width: scroller.availableWidth
@@ -81,7 +82,7 @@ Page {
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.bottom: parent.bottom
-        visible: buttonRow.children.length > 0
+        visible: buttonRow.children.length > 1
         height: visible ? implicitHeight : 0
         padding: 16
         leftPadding: 32
@@ -91,7 +92,8 @@ Page {
             id: buttonRow
             anchors.fill: parent
             spacing: 12
-            layoutDirection: Qt.RightToLeft
+            // Pushes the screen's buttons to the trailing edge.
+            Item { Layout.fillWidth: true }
         }
     }
 }
