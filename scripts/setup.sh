@@ -8,6 +8,7 @@ debian_packages=(
     qt6-base-dev qt6-declarative-dev qt6-qpa-plugins
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
     qml6-module-qtquick-window qml6-module-qtquick-layouts qml6-module-qtqml-workerscript
+    qt6-declarative-dev-tools
     libgtest-dev libgmock-dev
     libssl-dev zsh curl bubblewrap
 )

@@ -4,8 +4,12 @@
 #include "fixtures/ServiceSelection.h"
 #include "services/BlockingCallGuard.h"
 #include "telemetry/TelemetryService.h"
+#include "ui/app/AppWindow.h"
+#include "ui/app/TarnwickAppModel.h"
+#include "ui/common/MakerSite.h"
 
 #include <QCommandLineParser>
+#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 
@@ -26,7 +30,7 @@ int main(int argc, char *argv[])
     options.addVersionOption();
     options.process(app);
 
-    // The one set of services of this run; the screens receive it as they are added.
+    // The one set of services of this run.
     auto selected = ServiceSelection::fromEnvironment();
     if (const QString *problem = std::get_if<QString>(&selected)) {
         qCritical("%s", qUtf8Printable(*problem));
@@ -34,12 +38,16 @@ int main(int argc, char *argv[])
     }
     const ServiceSelection &selection = std::get<ServiceSelection>(selected);
     forbidBlockingCallsOn(app.thread()); // services run on workers; the window never waits
-    TelemetryService::installShared(TelemetryService::Configuration::makeDefault(selection.services));
+    TelemetrySink &telemetry = TelemetryService::installShared(TelemetryService::Configuration::makeDefault(selection.services));
 
+    TarnwickAppModel root(ScreenContext{.services = selection.services,
+                                        .platform = selection.platform,
+                                        .telemetry = &telemetry,
+                                        .openLink = [](const QUrl &url) { QDesktopServices::openUrl(url); },
+                                        .site = MakerSite::fromEnvironment()},
+                          selection.notice);
     QQmlApplicationEngine engine;
-    engine.setInitialProperties({{QStringLiteral("notice"), selection.notice}});
-    engine.load(QUrl(QStringLiteral("qrc:/Tarnwick/Main.qml")));
-    if (engine.rootObjects().isEmpty())
+    if (!loadAppWindow(engine, root))
         return 1;
     if (options.isSet(screenshot) && !WindowCapture::captureAndQuit(engine, options.value(screenshot)))
         return 1;

@@ -1,0 +1,8 @@
+#pragma once
+
+class QQmlApplicationEngine;
+class TarnwickAppModel;
+
+/// Loads the app's window (Main.qml of the Tarnwick module) for `app`. Used by main() and by the
+/// tests that load the real views; returns false when the QML does not load.
+[[nodiscard]] bool loadAppWindow(QQmlApplicationEngine &engine, TarnwickAppModel &app);

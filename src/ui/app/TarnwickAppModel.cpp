@@ -1,0 +1,106 @@
+#include "ui/app/TarnwickAppModel.h"
+
+#include "diagnosis/SystemProfiler.h"
+#include "services/ShellRunner.h"
+#include "telemetry/TelemetryEvents.h"
+#include "ui/app/ConsentViewModel.h"
+#include "ui/app/WelcomeViewModel.h"
+
+#include <QPointer>
+#include <QtConcurrent>
+
+TarnwickAppModel::TarnwickAppModel(ScreenContext context, QString notice, QObject *parent)
+    : QObject(parent),
+      m_context(std::move(context)),
+      m_notice(std::move(notice)),
+      m_hasConsented(m_context.services.store->boolValue(QString::fromLatin1(ConsentViewModel::kConsentedKey))),
+      m_consent(new ConsentViewModel(m_context, this)),
+      m_welcome(new WelcomeViewModel(m_context, this))
+{
+    connect(m_consent, &ConsentViewModel::accepted, this, [this] {
+        m_hasConsented = true;
+        emit pageChanged();
+    });
+    connect(m_welcome, &WelcomeViewModel::diagnoseRequested, this, [this] { push(Screen::diagnose); });
+}
+
+TarnwickAppModel::~TarnwickAppModel()
+{
+    m_startUpCancellation.cancel();
+    m_startUp.waitForFinished();
+}
+
+void TarnwickAppModel::start()
+{
+    if (m_started)
+        return;
+    m_started = true;
+    QPointer<TarnwickAppModel> guard(this);
+    m_startUp = QtConcurrent::run([guard, context = m_context, cancellation = &m_startUpCancellation] {
+        context.telemetry->track(TelemetryEvents::appLaunched());
+        const SystemProfiler profiler(ShellRunner(context.services.processRunner), context.services.fs, context.platform);
+        const SystemProfile profile = profiler.profile(cancellation);
+        // A cancelled profile is incomplete; the model is going away and must not see it.
+        if (cancellation->isCanceled())
+            return;
+        QMetaObject::invokeMethod(guard, [guard, profile] {
+            if (guard)
+                guard->setProfile(profile);
+        }, Qt::QueuedConnection);
+    });
+}
+
+void TarnwickAppModel::setProfile(const SystemProfile &profile)
+{
+    m_profile = profile;
+    emit profileChanged();
+}
+
+void TarnwickAppModel::push(Screen screen)
+{
+    m_path.append(screen);
+    emit pageChanged();
+}
+
+void TarnwickAppModel::pop()
+{
+    if (m_path.isEmpty())
+        return;
+    m_path.removeLast();
+    emit pageChanged();
+}
+
+void TarnwickAppModel::clearPath()
+{
+    if (m_path.isEmpty())
+        return;
+    m_path.clear();
+    emit pageChanged();
+}
+
+QString TarnwickAppModel::windowTitle() const { return QStringLiteral("Tarnwick"); }
+
+TarnwickAppModel::Page TarnwickAppModel::page() const
+{
+    if (!m_hasConsented)
+        return Page::Consent;
+    if (m_path.isEmpty())
+        return Page::Welcome;
+    return m_path.last() == Screen::diagnose ? Page::Diagnose : Page::Audit;
+}
+
+QString TarnwickAppModel::unbuiltScreenText() const
+{
+    switch (page()) {
+    case Page::Diagnose:
+        return QStringLiteral("The Java diagnosis screen is not built yet.");
+    case Page::Audit:
+        return QStringLiteral("The system audit screen is not built yet.");
+    case Page::Consent:
+    case Page::Welcome:
+        break;
+    }
+    return {};
+}
+
+QString TarnwickAppModel::backText() const { return QStringLiteral("Back"); }

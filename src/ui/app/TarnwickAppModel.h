@@ -1,0 +1,86 @@
+#pragma once
+
+#include "diagnosis/SystemProfile.h"
+#include "services/ProcessCancellation.h"
+#include "ui/app/ConsentViewModel.h"
+#include "ui/app/WelcomeViewModel.h"
+#include "ui/common/ScreenContext.h"
+
+#include <QFuture>
+#include <QList>
+#include <QObject>
+#include <QtQml/qqmlregistration.h>
+
+#include <optional>
+
+/// The app's root: consent gate, navigation path, and the Mac's profile, which the start-up work
+/// fills in on a worker thread. Creates the consent and welcome models; screens pushed onto the
+/// path read the profile from here through `profile()`.
+class TarnwickAppModel : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("Created by main()")
+    Q_PROPERTY(QString windowTitle READ windowTitle CONSTANT FINAL)
+    Q_PROPERTY(QString notice READ notice CONSTANT FINAL)
+    Q_PROPERTY(bool hasConsented READ hasConsented NOTIFY pageChanged FINAL)
+    Q_PROPERTY(Page page READ page NOTIFY pageChanged FINAL)
+    Q_PROPERTY(ConsentViewModel *consent READ consent CONSTANT FINAL)
+    Q_PROPERTY(WelcomeViewModel *welcome READ welcome CONSTANT FINAL)
+    Q_PROPERTY(bool hasProfile READ hasProfile NOTIFY profileChanged FINAL)
+    Q_PROPERTY(QString unbuiltScreenText READ unbuiltScreenText NOTIFY pageChanged FINAL)
+    Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
+public:
+    /// Where the user can go from Welcome; the path is a stack of these.
+    enum class Screen { diagnose, audit };
+    Q_ENUM(Screen)
+    /// What the window shows: the path's top, or consent/welcome when the path is empty.
+    /// Capitalised because QML reads these values by name.
+    enum class Page { Consent, Welcome, Diagnose, Audit };
+    Q_ENUM(Page)
+
+    /// `notice` is the one line that says the Mac is simulated (empty on live services).
+    TarnwickAppModel(ScreenContext context, QString notice, QObject *parent = nullptr);
+    /// Stops the start-up work and waits for it, so no worker outlives the services it uses.
+    ~TarnwickAppModel() override;
+
+    /// Once, when the window is up: records app_launched and profiles the Mac off the UI thread.
+    /// `profileChanged` follows when the profile is in.
+    Q_INVOKABLE void start();
+
+    Q_INVOKABLE void push(TarnwickAppModel::Screen screen);
+    /// Back one screen; nothing happens on an empty path.
+    Q_INVOKABLE void pop();
+    /// Back to Welcome.
+    Q_INVOKABLE void clearPath();
+
+    [[nodiscard]] QString windowTitle() const;
+    [[nodiscard]] QString notice() const { return m_notice; }
+    [[nodiscard]] bool hasConsented() const { return m_hasConsented; }
+    [[nodiscard]] Page page() const;
+    [[nodiscard]] const QList<Screen> &path() const { return m_path; }
+    [[nodiscard]] ConsentViewModel *consent() const { return m_consent; }
+    [[nodiscard]] WelcomeViewModel *welcome() const { return m_welcome; }
+    [[nodiscard]] bool hasProfile() const { return m_profile.has_value(); }
+    [[nodiscard]] const std::optional<SystemProfile> &profile() const { return m_profile; }
+    /// What the page of a screen that is not built yet says.
+    [[nodiscard]] QString unbuiltScreenText() const;
+    [[nodiscard]] QString backText() const;
+
+signals:
+    void pageChanged();
+    void profileChanged();
+
+private:
+    void setProfile(const SystemProfile &profile);
+
+    ScreenContext m_context;
+    QString m_notice;
+    bool m_hasConsented;
+    QList<Screen> m_path;
+    std::optional<SystemProfile> m_profile;
+    ConsentViewModel *m_consent;
+    WelcomeViewModel *m_welcome;
+    bool m_started = false;
+    ProcessCancellation m_startUpCancellation;
+    QFuture<void> m_startUp;
+};

@@ -1,0 +1,151 @@
+#include "UiTestSupport.h"
+
+#include "diagnosis/SystemProfiler.h"
+#include "services/ShellRunner.h"
+#include "ui/app/TarnwickAppModel.h"
+
+#include <QSignalSpy>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+using Page = TarnwickAppModel::Page;
+using Screen = TarnwickAppModel::Screen;
+
+TEST(AppModels, ConsentIsStoredAndAskedOnlyOnce)
+{
+    UiWorld world;
+    {
+        TarnwickAppModel first(world.context(), {});
+        ASSERT_EQ(first.page(), Page::Consent);
+        first.consent()->accept();
+        EXPECT_EQ(first.page(), Page::Welcome);
+        EXPECT_EQ(world.sink.names(), QStringList{QStringLiteral("consent_given")});
+        EXPECT_TRUE(world.store->boolValue(QStringLiteral("ferrowood.tarnwick.consented")));
+    }
+    TarnwickAppModel second(world.context(), {});
+    EXPECT_TRUE(second.hasConsented());
+    EXPECT_EQ(second.page(), Page::Welcome);
+}
+
+TEST(AppModels, DiagnoseIsPushedAndBackReturnsToWelcome)
+{
+    UiWorld world;
+    world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+    TarnwickAppModel app(world.context(), {});
+    app.welcome()->diagnose();
+    EXPECT_EQ(app.path(), QList<Screen>{Screen::diagnose});
+    EXPECT_EQ(app.page(), Page::Diagnose);
+    EXPECT_EQ(app.unbuiltScreenText(), QStringLiteral("The Java diagnosis screen is not built yet."));
+    app.push(Screen::audit);
+    EXPECT_EQ(app.page(), Page::Audit);
+    app.pop();
+    EXPECT_EQ(app.page(), Page::Diagnose);
+    app.clearPath();
+    EXPECT_EQ(app.page(), Page::Welcome);
+    app.pop(); // nothing left to pop
+    EXPECT_EQ(app.page(), Page::Welcome);
+}
+
+TEST(AppModels, LinksOpenUnderTheConfiguredSite)
+{
+    struct Case {
+        const char *base;
+        const char *privacyText;
+        const char *privacyURL;
+        const char *articleURL;
+    };
+    const Case cases[] = {
+        {"https://ferrowood.com", "ferrowood.com/tarnwick/privacy", "https://ferrowood.com/tarnwick/privacy",
+         "https://ferrowood.com/java/unable-to-locate"},
+        {"http://127.0.0.1:8123/help/", "127.0.0.1:8123/help/tarnwick/privacy",
+         "http://127.0.0.1:8123/help/tarnwick/privacy", "http://127.0.0.1:8123/help/java/unable-to-locate"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.base);
+        UiWorld world;
+        TarnwickAppModel app(world.context(QUrl(QString::fromLatin1(c.base))), {});
+        EXPECT_EQ(app.consent()->privacyLinkText(), QString::fromLatin1(c.privacyText));
+        app.consent()->openPrivacyLink();
+        app.welcome()->openArticle();
+        EXPECT_EQ(world.opened, (QList<QUrl>{QUrl(QString::fromLatin1(c.privacyURL)), QUrl(QString::fromLatin1(c.articleURL))}));
+    }
+}
+
+TEST(AppModels, ArticleSiteComesFromTheEnvironmentWhenUsable)
+{
+    const std::pair<const char *, const char *> cases[] = {
+        {"", "https://ferrowood.com/x"},
+        {"http://127.0.0.1:9/", "http://127.0.0.1:9/x"},
+        {"not a url", "https://ferrowood.com/x"},
+        {"file:///etc", "https://ferrowood.com/x"},
+    };
+    for (const auto &[value, expected] : cases) {
+        SCOPED_TRACE(value);
+        qputenv("TARNWICK_ARTICLES_URL", value);
+        EXPECT_EQ(MakerSite::fromEnvironment().page(QStringLiteral("/x")), QUrl(QString::fromLatin1(expected)));
+    }
+    qunsetenv("TARNWICK_ARTICLES_URL");
+}
+
+namespace {
+
+// Holds every program the profiler starts until the test opens the gate, and notes the threads.
+class GatedRunner final : public ProcessRunning {
+public:
+    GatedRunner(std::shared_ptr<const ProcessRunning> inner, std::shared_future<void> gate)
+        : m_inner(std::move(inner)), m_gate(std::move(gate)) {}
+    using ProcessRunning::run;
+    ProcessResult run(const QString &executable, const QStringList &arguments,
+                      const std::optional<Environment> &environment, ProcessCancellation *cancellation) const override
+    {
+        if (QThread::currentThread() == qApp->thread())
+            m_ranOnMainThread = true;
+        m_gate.wait();
+        return m_inner->run(executable, arguments, environment, cancellation);
+    }
+    ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
+                              const std::optional<Environment> &environment, LiveProcessCancellation &cancellation,
+                              const LineHandler &onLine) const override
+    {
+        if (QThread::currentThread() == qApp->thread())
+            m_ranOnMainThread = true;
+        m_gate.wait();
+        return m_inner->stream(executable, arguments, environment, cancellation, onLine);
+    }
+    mutable std::atomic<bool> m_ranOnMainThread = false;
+
+private:
+    std::shared_ptr<const ProcessRunning> m_inner;
+    std::shared_future<void> m_gate;
+};
+
+} // namespace
+
+TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
+{
+    UiWorld world;
+    std::promise<void> open;
+    ScreenContext context = world.context();
+    auto gated = std::make_shared<GatedRunner>(context.services.processRunner, open.get_future().share());
+    context.services.processRunner = gated;
+    TarnwickAppModel app(context, {});
+    QSignalSpy profiled(&app, &TarnwickAppModel::profileChanged);
+
+    app.start();
+    app.start();
+    QThread::msleep(100);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(app.hasProfile()) << "the profile cannot be in while its programs are held";
+
+    open.set_value();
+    ASSERT_TRUE(profiled.wait(10000));
+    ASSERT_TRUE(app.hasProfile());
+    EXPECT_FALSE(gated->m_ranOnMainThread);
+    EXPECT_EQ(world.sink.names(), QStringList{QStringLiteral("app_launched")});
+    const SystemProfile direct = SystemProfiler(ShellRunner(world.mac->services().processRunner), context.services.fs,
+                                                context.platform).profile();
+    EXPECT_TRUE(*app.profile() == direct) << "the profile shown is the one of the Mac's services";
+}
