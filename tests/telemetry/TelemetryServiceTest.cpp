@@ -142,10 +142,10 @@ TEST(TelemetryService, DropsWhatTheServerRefusesAfterOneAttemptAndDeliversTheRes
             return request.body.contains("nps_shown") ? LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}
                                                       : LocalHTTPServer::Reply {201, {}, {}};
         };
-        // One batch of two, refused for one of them: each is then tried alone.
-        harness.writeQueueFile("[" + queued("app_launched") + "]");
+        // One batch of two, refused for one of them: each is then tried alone. Both wait in the
+        // queue from the start, so they always travel together.
+        harness.writeQueueFile("[" + queued("app_launched") + "," + queued("nps_shown") + "]");
         auto telemetry = harness.start();
-        telemetry->track(QStringLiteral("nps_shown"), {});
         telemetry->waitUntilIdle();
         EXPECT_EQ(harness.received(), (QStringList {"app_launched", "nps_shown", "app_launched", "nps_shown"})) << status;
         EXPECT_EQ(harness.log(), QStringList {QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)").arg(status)});
