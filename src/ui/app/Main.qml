@@ -39,6 +39,9 @@ ApplicationWindow {
             case TarnwickAppModel.Welcome:
                 setSource("WelcomeView.qml", {model: window.app.welcome})
                 break
+            case TarnwickAppModel.Diagnose:
+                setSource("DiagnoseView.qml", {model: window.app.diagnose})
+                break
             default:
                 setSource("UnbuiltScreenView.qml", {app: window.app})
             }

@@ -58,6 +58,8 @@ void TarnwickAppModel::setProfile(const SystemProfile &profile)
 
 void TarnwickAppModel::push(Screen screen)
 {
+    if (screen == Screen::diagnose && !m_path.contains(Screen::diagnose))
+        m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this);
     m_path.append(screen);
     emit pageChanged();
 }
@@ -67,6 +69,7 @@ void TarnwickAppModel::pop()
     if (m_path.isEmpty())
         return;
     m_path.removeLast();
+    dropLeftScreens();
     emit pageChanged();
 }
 
@@ -75,7 +78,17 @@ void TarnwickAppModel::clearPath()
     if (m_path.isEmpty())
         return;
     m_path.clear();
+    dropLeftScreens();
     emit pageChanged();
+}
+
+void TarnwickAppModel::dropLeftScreens()
+{
+    // Later, once the view that shows it has let go; its destructor waits for its worker.
+    if (m_diagnose && !m_path.contains(Screen::diagnose)) {
+        m_diagnose->deleteLater();
+        m_diagnose = nullptr;
+    }
 }
 
 QString TarnwickAppModel::windowTitle() const { return QStringLiteral("Tarnwick"); }

@@ -5,6 +5,7 @@
 #include "ui/app/ConsentViewModel.h"
 #include "ui/app/WelcomeViewModel.h"
 #include "ui/common/ScreenContext.h"
+#include "ui/diagnose/DiagnoseViewModel.h"
 
 #include <QFuture>
 #include <QList>
@@ -26,6 +27,7 @@ class TarnwickAppModel : public QObject {
     Q_PROPERTY(Page page READ page NOTIFY pageChanged FINAL)
     Q_PROPERTY(ConsentViewModel *consent READ consent CONSTANT FINAL)
     Q_PROPERTY(WelcomeViewModel *welcome READ welcome CONSTANT FINAL)
+    Q_PROPERTY(DiagnoseViewModel *diagnose READ diagnose NOTIFY pageChanged FINAL)
     Q_PROPERTY(bool hasProfile READ hasProfile NOTIFY profileChanged FINAL)
     Q_PROPERTY(QString unbuiltScreenText READ unbuiltScreenText NOTIFY pageChanged FINAL)
     Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
@@ -60,6 +62,8 @@ public:
     [[nodiscard]] const QList<Screen> &path() const { return m_path; }
     [[nodiscard]] ConsentViewModel *consent() const { return m_consent; }
     [[nodiscard]] WelcomeViewModel *welcome() const { return m_welcome; }
+    /// The diagnose screen's model while `diagnose` is on the path; a new one each visit.
+    [[nodiscard]] DiagnoseViewModel *diagnose() const { return m_diagnose; }
     [[nodiscard]] bool hasProfile() const { return m_profile.has_value(); }
     [[nodiscard]] const std::optional<SystemProfile> &profile() const { return m_profile; }
     /// What the page of a screen that is not built yet says.
@@ -72,6 +76,8 @@ signals:
 
 private:
     void setProfile(const SystemProfile &profile);
+    /// Lets go of the models of screens no longer on the path.
+    void dropLeftScreens();
 
     ScreenContext m_context;
     QString m_notice;
@@ -80,6 +86,7 @@ private:
     std::optional<SystemProfile> m_profile;
     ConsentViewModel *m_consent;
     WelcomeViewModel *m_welcome;
+    DiagnoseViewModel *m_diagnose = nullptr;
     bool m_started = false;
     ProcessCancellation m_startUpCancellation;
     QFuture<void> m_startUp;

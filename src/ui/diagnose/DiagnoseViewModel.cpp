@@ -1,0 +1,407 @@
+#include "ui/diagnose/DiagnoseViewModel.h"
+
+#include "diagnosis/VerifyVerdict.h"
+#include "runners/AdoptiumAPI.h"
+#include "telemetry/TelemetryEvents.h"
+
+#include <QPointer>
+#include <QRegularExpression>
+#include <QtConcurrent>
+
+namespace TE = TelemetryEvents;
+
+DiagnoseViewModel::DiagnoseViewModel(const ScreenContext &context, std::optional<SystemProfile> launchProfile,
+                                     std::function<void()> pushAudit, QObject *parent, QUrl adoptiumBaseURL)
+    : QObject(parent),
+      m_context(context),
+      m_flow(context.services, context.platform, adoptiumBaseURL.isEmpty() ? AdoptiumAPI::defaultBaseURL() : adoptiumBaseURL),
+      m_pushAudit(std::move(pushAudit)),
+      m_npsCard(new NpsCardModel(context.services.store, context.telemetry, this)),
+      m_launchProfile(std::move(launchProfile)),
+      m_showNps(!NpsCardModel::wasSubmitted(*context.services.store))
+{
+    const auto hideCard = [this] {
+        m_npsHidden = true;
+        emit changed();
+    };
+    connect(m_npsCard, &NpsCardModel::submitted, this, hideCard);
+    connect(m_npsCard, &NpsCardModel::dismissed, this, hideCard);
+}
+
+DiagnoseViewModel::~DiagnoseViewModel()
+{
+    m_cancellation.cancel();
+    m_work.waitForFinished();
+}
+
+template <typename Work, typename Done> void DiagnoseViewModel::onWorker(Work work, Done done)
+{
+    m_busy = true;
+    emit changed();
+    QPointer<DiagnoseViewModel> guard(this);
+    m_work = QtConcurrent::run([guard, work = std::move(work), done = std::move(done), cancellation = &m_cancellation] {
+        auto result = work(cancellation);
+        // A cancelled run's result is incomplete; the model is going away and must not see it.
+        if (cancellation->isCanceled())
+            return;
+        QMetaObject::invokeMethod(guard, [guard, done, result = std::move(result)] {
+            if (!guard)
+                return;
+            guard->m_busy = false;
+            done(result);
+            emit guard->changed();
+        }, Qt::QueuedConnection);
+    });
+}
+
+void DiagnoseViewModel::start()
+{
+    if (m_started || m_state != State::Probing)
+        return;
+    m_started = true;
+    m_freshProfile = m_launchProfile;
+    diagnoseOnWorker(m_launchProfile);
+}
+
+void DiagnoseViewModel::diagnoseOnWorker(std::optional<SystemProfile> profile)
+{
+    const DiagnoseFlow *flow = &m_flow;
+    onWorker(
+        [flow, profile](ProcessCancellation *cancellation) {
+            const SystemProfile used = profile ? *profile : flow->profile(cancellation);
+            return std::pair(used, flow->diagnose(used, cancellation));
+        },
+        [this](const std::pair<SystemProfile, DiagnoseFlow::Diagnosed> &done) {
+            if (m_state != State::Probing)
+                return;
+            m_freshProfile = done.first;
+            m_diagnosed = done.second;
+            // Before the state: the no-errors page sends nps_shown as it appears.
+            m_context.telemetry->track(TE::diagnosisReached(done.second.diagnosis));
+            setState(State::Diagnosed);
+        });
+}
+
+void DiagnoseViewModel::remediate(const Remediation &remediation)
+{
+    if (m_state != State::Diagnosed)
+        return;
+    m_lastDiagnosed = m_diagnosed;
+    m_context.telemetry->track(TE::remediationApplied(remediation));
+    m_remediation = remediation;
+    m_sheetRemediation = remediation;
+    setState(State::Remediating);
+    emit sheetRequested(remediation);
+}
+
+void DiagnoseViewModel::remediatePrimary()
+{
+    if (m_state != State::Diagnosed || !m_diagnosed)
+        return;
+    if (const std::optional<Remediation> fix = m_diagnosed->remediation())
+        remediate(*fix);
+}
+
+void DiagnoseViewModel::remediateSecondary()
+{
+    if (m_state != State::Diagnosed)
+        return;
+    if (const std::optional<int> version = directInstallVersion())
+        remediate(Remediation::installViaPKG(*version));
+}
+
+void DiagnoseViewModel::closeSheet()
+{
+    m_sheetRemediation.reset();
+    emit sheetClosed();
+}
+
+void DiagnoseViewModel::finish(const FixSequence::Outcome &outcome)
+{
+    if (m_state != State::Remediating || !m_remediation)
+        return;
+    closeSheet();
+    switch (outcome.kind) {
+    case FixSequence::Outcome::Kind::success:
+        if (m_remediation->needsNoJavaCheck()) {
+            m_message = outcome.message;
+            setState(State::Completed);
+        } else {
+            setState(State::Verifying);
+            verifyOnWorker();
+        }
+        break;
+    case FixSequence::Outcome::Kind::failure:
+        m_message = outcome.message;
+        setState(State::Error);
+        break;
+    case FixSequence::Outcome::Kind::canceled:
+        if (m_lastDiagnosed) {
+            m_diagnosed = m_lastDiagnosed;
+            setState(State::Diagnosed);
+        } else {
+            emit changed(); // the sheet is gone; the state stays
+        }
+        break;
+    }
+}
+
+void DiagnoseViewModel::verifyOnWorker()
+{
+    const DiagnoseFlow *flow = &m_flow;
+    onWorker([flow](ProcessCancellation *cancellation) { return flow->verify(cancellation); },
+             [this](const Verifier::Result &result) {
+                 if (m_state != State::Verifying || !m_remediation)
+                     return;
+                 m_result = result;
+                 setState(State::Verified);
+                 const VerifyVerdict verdict = VerifyVerdict::judge(*m_remediation, result);
+                 if (verdict.passed)
+                     m_context.telemetry->track(TE::verifyPassed(result.javaVersionOutput));
+                 else
+                     m_context.telemetry->track(TE::verifyFailed(result.javaVersionExitCode, result.javaVersionOutput));
+                 if (verdict.offersJavaHome.value_or(false))
+                     m_context.telemetry->track(TE::verifyOfferedR2(*m_remediation));
+             });
+}
+
+void DiagnoseViewModel::back()
+{
+    if ((m_state != State::Verified && m_state != State::Error) || !m_lastDiagnosed)
+        return;
+    m_diagnosed = m_lastDiagnosed;
+    setState(State::Diagnosed);
+}
+
+void DiagnoseViewModel::setJavaHome()
+{
+    if (m_state != State::Verified || m_busy || !offersJavaHome())
+        return;
+    const DiagnoseFlow *flow = &m_flow;
+    onWorker([flow](ProcessCancellation *cancellation) { return flow->javaHomeFollowUp(cancellation); },
+             [this](const DiagnoseFlow::JavaHomeFollowUp &followUp) {
+                 if (m_state != State::Verified)
+                     return;
+                 m_freshProfile = followUp.profile;
+                 if (!followUp.fix || !followUp.fix->d2Remediation) {
+                     continueToAudit();
+                     return;
+                 }
+                 m_lastDiagnosed = followUp.fix;
+                 const Remediation fix = *followUp.fix->d2Remediation;
+                 m_context.telemetry->track(TE::remediationApplied(fix));
+                 m_remediation = fix;
+                 m_sheetRemediation = fix;
+                 setState(State::Remediating);
+                 emit sheetRequested(fix);
+             });
+}
+
+void DiagnoseViewModel::continueToAudit()
+{
+    if (m_pushAudit)
+        m_pushAudit();
+}
+
+void DiagnoseViewModel::openLink() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    if (!shown || linkText().isEmpty())
+        return;
+    const bool d2 = shown->diagnosis.kind() == Diagnosis::Kind::D2_HomeUnset;
+    m_context.openLink(m_context.site.page(d2 ? QStringLiteral("/java/java-home") : QStringLiteral("/java/download")));
+}
+
+void DiagnoseViewModel::openTroubleshootingArticle() const
+{
+    m_context.openLink(m_context.site.page(QStringLiteral("/java/unable-to-locate")));
+}
+
+void DiagnoseViewModel::setState(State state)
+{
+    m_state = state;
+    if (showsNpsCard() && !m_npsShownSent) {
+        m_npsShownSent = true;
+        m_context.telemetry->track(TE::npsShown());
+    }
+    emit changed();
+}
+
+const std::optional<DiagnoseFlow::Diagnosed> &DiagnoseViewModel::shownDiagnosis() const
+{
+    static const std::optional<DiagnoseFlow::Diagnosed> none;
+    switch (m_state) {
+    case State::Diagnosed: return m_diagnosed;
+    case State::Remediating: return m_lastDiagnosed;
+    default: return none;
+    }
+}
+
+bool DiagnoseViewModel::sheetIsZprofile() const
+{
+    return m_sheetRemediation && m_sheetRemediation->kind() == Remediation::Kind::writeJavaHomeToZprofile;
+}
+
+std::optional<int> DiagnoseViewModel::directInstallVersion() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    if (!shown || !shown->d1Remediation || shown->d1Remediation->kind() != Remediation::Kind::installHomebrewThenTemurin)
+        return std::nullopt;
+    static const QRegularExpression versioned(QStringLiteral("^temurin@([0-9]+)$"));
+    const QRegularExpressionMatch match = versioned.match(shown->d1Remediation->temurinCask());
+    bool ok = false;
+    const int version = match.hasMatch() ? match.captured(1).toInt(&ok) : 0;
+    return ok ? std::optional(version) : std::nullopt;
+}
+
+QString DiagnoseViewModel::title() const
+{
+    switch (m_state) {
+    case State::Probing: return QStringLiteral("Diagnosing Java…");
+    case State::Diagnosed:
+    case State::Remediating: return shownDiagnosis() ? shownDiagnosis()->diagnosis.headline() : QString();
+    case State::Verifying: return QStringLiteral("Verifying…");
+    case State::Verified: return m_remediation && m_result ? VerifyVerdict::judge(*m_remediation, *m_result).headline : QString();
+    // The runner's success message ("Warp installed.") is the whole page.
+    case State::Completed: return m_message;
+    case State::Error: return QStringLiteral("Something went wrong");
+    }
+    return {};
+}
+
+QString DiagnoseViewModel::titleObjectName() const
+{
+    switch (m_state) {
+    case State::Diagnosed:
+    case State::Remediating: return QStringLiteral("diagnose-headline");
+    case State::Verified:
+        return m_remediation && m_result ? VerifyVerdict::judge(*m_remediation, *m_result).headlineIdentifier : QString();
+    default: return QStringLiteral("diagnose-title");
+    }
+}
+
+QString DiagnoseViewModel::detail() const
+{
+    switch (m_state) {
+    case State::Probing: return QStringLiteral("Running three quick checks to figure out what's going on.");
+    case State::Diagnosed:
+    case State::Remediating: return shownDiagnosis() ? shownDiagnosis()->diagnosis.explanation() : QString();
+    case State::Verifying: return QStringLiteral("Re-running `java -version` in a fresh login shell to confirm the fix took.");
+    case State::Verified: return m_remediation && m_result ? VerifyVerdict::judge(*m_remediation, *m_result).detail : QString();
+    case State::Completed: return {};
+    case State::Error: return m_message;
+    }
+    return {};
+}
+
+QString DiagnoseViewModel::detailObjectName() const
+{
+    switch (m_state) {
+    case State::Probing:
+    case State::Diagnosed:
+    case State::Remediating: return QStringLiteral("diagnose-detail");
+    default: return QStringLiteral("diagnose-message");
+    }
+}
+
+QString DiagnoseViewModel::primaryText() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    const std::optional<Remediation> fix = shown ? shown->remediation() : std::nullopt;
+    return fix ? fix->title() : QString();
+}
+
+QString DiagnoseViewModel::primaryExplainer() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    const std::optional<Remediation> fix = shown ? shown->remediation() : std::nullopt;
+    return fix ? fix->explainer() : QString();
+}
+
+QString DiagnoseViewModel::placeholderText() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    if (!shown)
+        return {};
+    if (shown->diagnosis.kind() == Diagnosis::Kind::D1_NoJDK && !shown->d1Remediation)
+        return QStringLiteral("Detecting install method…");
+    if (shown->diagnosis.kind() == Diagnosis::Kind::D2_HomeUnset && !shown->d2Remediation)
+        return QStringLiteral("Choosing fix method…");
+    return {};
+}
+
+QString DiagnoseViewModel::secondaryButtonText() const
+{
+    return directInstallVersion() ? QStringLiteral("Install Java directly") : QString();
+}
+
+QString DiagnoseViewModel::secondaryNote() const
+{
+    return directInstallVersion() ? QStringLiteral("Simpler for the non-developer — installs Java via Apple's package installer.")
+                                  : QString();
+}
+
+QString DiagnoseViewModel::linkText() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    if (!shown)
+        return {};
+    switch (shown->diagnosis.kind()) {
+    case Diagnosis::Kind::D1_NoJDK: return directInstallVersion() ? QString() : QStringLiteral("Other Java install methods");
+    case Diagnosis::Kind::D2_HomeUnset: return shown->d2Remediation ? QStringLiteral("Read the JAVA_HOME article") : QString();
+    default: return {};
+    }
+}
+
+QString DiagnoseViewModel::linkObjectName() const
+{
+    const std::optional<DiagnoseFlow::Diagnosed> &shown = shownDiagnosis();
+    // On D1 with a fix the link is the secondary element; elsewhere it stands on its own.
+    if (shown && shown->diagnosis.kind() == Diagnosis::Kind::D1_NoJDK)
+        return shown->d1Remediation ? QStringLiteral("remediation-secondary-link") : QStringLiteral("other-install-methods-link");
+    return QStringLiteral("java-home-article-link");
+}
+
+bool DiagnoseViewModel::showsContinue() const
+{
+    switch (m_state) {
+    case State::Diagnosed:
+    case State::Remediating: {
+        const Diagnosis::Kind kind = shownDiagnosis() ? shownDiagnosis()->diagnosis.kind() : Diagnosis::Kind::D1_NoJDK;
+        return kind == Diagnosis::Kind::noErrorsFound || kind == Diagnosis::Kind::unknown;
+    }
+    case State::Verified: return passed();
+    case State::Completed: return true;
+    default: return false;
+    }
+}
+
+bool DiagnoseViewModel::showsNpsCard() const
+{
+    return m_state == State::Diagnosed && m_showNps && !m_npsHidden && m_diagnosed
+        && m_diagnosed->diagnosis.kind() == Diagnosis::Kind::noErrorsFound;
+}
+
+bool DiagnoseViewModel::passed() const
+{
+    return m_state == State::Verified && m_remediation && m_result && VerifyVerdict::judge(*m_remediation, *m_result).passed;
+}
+
+bool DiagnoseViewModel::offersJavaHome() const
+{
+    return m_state == State::Verified && m_remediation && m_result
+        && VerifyVerdict::judge(*m_remediation, *m_result).offersJavaHome.value_or(false);
+}
+
+QString DiagnoseViewModel::outputText() const
+{
+    return m_result ? VerifyVerdict::shownOutput(m_result->javaVersionOutput) : QString();
+}
+
+QString DiagnoseViewModel::javaHomeText() const
+{
+    return m_result ? VerifyVerdict::shownJavaHome(m_result->javaHomeValue) : QString();
+}
+
+QString DiagnoseViewModel::offerHeading() const { return QString::fromUtf8(VerifyVerdict::kOfferHeading); }
+QString DiagnoseViewModel::offerButtonText() const { return QString::fromUtf8(VerifyVerdict::kOfferButton); }

@@ -1,0 +1,222 @@
+#include "UiTestSupport.h"
+
+#include "ui/diagnose/DiagnoseViewModel.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using State = DiagnoseViewModel::State;
+using Outcome = FixSequence::Outcome;
+
+namespace {
+
+// One diagnose screen over a simulated Mac, with the app's push of `audit` counted.
+struct Screen {
+    explicit Screen(const char *scenario, std::optional<SystemProfile> launchProfile = std::nullopt)
+    {
+        world.mac = SimulatedMac::create(QString::fromLatin1(scenario), SimulatedMac::Options {.linePause = std::chrono::milliseconds(0)});
+        model = std::make_unique<DiagnoseViewModel>(world.context(), std::move(launchProfile), [this] { ++auditPushes; });
+    }
+    // Waits for the worker the last transition started.
+    bool settle()
+    {
+        QSignalSpy changed(model.get(), &DiagnoseViewModel::changed);
+        while (model->busy())
+            if (!changed.wait(10000))
+                return false;
+        return true;
+    }
+    bool diagnosed()
+    {
+        model->start();
+        return settle() && model->state() == State::Diagnosed;
+    }
+
+    UiWorld world;
+    int auditPushes = 0;
+    std::unique_ptr<DiagnoseViewModel> model;
+};
+
+QString fixId(const DiagnoseViewModel &model)
+{
+    const auto &shown = model.shownDiagnosis();
+    return shown && shown->remediation() ? shown->remediation()->id() : QString();
+}
+
+} // namespace
+
+// Every way out of a running fix, from the diagnosis each Mac gets.
+TEST(DiagnoseModel, FixOutcomesLeadWhereTheTableSays)
+{
+    struct Case {
+        const char *scenario;
+        std::optional<Remediation> chosen; // the diagnosis's own fix when absent
+        Outcome outcome;
+        State after;
+        QString title;       // what the page then says
+        QStringList events;  // after diagnosis_reached and remediation_applied
+    };
+    const QString failure = QStringLiteral("Install failed (exit code 3). The article at [Ferrowood](https://ferrowood.com/java/unable-to-locate) may help.");
+    const Case cases[] = {
+        {"developer-no-java", {}, Outcome::canceled(), State::Diagnosed, QStringLiteral("Java is not installed"), {}},
+        {"developer-no-java", {}, Outcome::failure(failure), State::Error, QStringLiteral("Something went wrong"), {}},
+        {"developer-no-java", Remediation::installWarpViaBrew(QStringLiteral("warp")), Outcome::success(QStringLiteral("Warp installed.")),
+         State::Completed, QStringLiteral("Warp installed."), {}},
+        {"new-mac", Remediation::installHomebrew(), Outcome::success(QStringLiteral("Homebrew installed.")), State::Completed,
+         QStringLiteral("Homebrew installed."), {}},
+        // Nothing ran, so the shell still has no java: the check fails with the real output.
+        {"developer-no-java", {}, Outcome::success(QStringLiteral("Temurin installed.")), State::Verified,
+         QStringLiteral("Java install incomplete"), {QStringLiteral("verify_failed")}},
+        {"java-home-unset", {}, Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")), State::Verified,
+         QStringLiteral("Java configuration incomplete"), {QStringLiteral("verify_failed")}},
+        // Java runs but no JAVA_HOME after an install: the JAVA_HOME step is offered.
+        {"java-home-unset", Remediation::installViaPKG(21), Outcome::success(QStringLiteral("Temurin installed.")), State::Verified,
+         QStringLiteral("Java installed"), {QStringLiteral("verify_passed"), QStringLiteral("verify_offered_r2")}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.scenario) + " -> " + c.title.toStdString());
+        Screen screen(c.scenario);
+        ASSERT_TRUE(screen.diagnosed());
+        const DiagnoseFlow::Diagnosed before = *screen.model->shownDiagnosis();
+        QSignalSpy opened(screen.model.get(), &DiagnoseViewModel::sheetRequested);
+        if (c.chosen)
+            screen.model->remediate(*c.chosen);
+        else
+            screen.model->remediatePrimary();
+        ASSERT_EQ(screen.model->state(), State::Remediating);
+        ASSERT_EQ(opened.count(), 1);
+        const Remediation running = *screen.model->sheetRemediation();
+        EXPECT_EQ(running, c.chosen.value_or(*before.remediation()));
+        EXPECT_EQ(screen.model->sheetIsZprofile(), running.kind() == Remediation::Kind::writeJavaHomeToZprofile);
+        EXPECT_EQ(*screen.model->shownDiagnosis(), before) << "the diagnosis stays under the sheet";
+
+        screen.model->finish(c.outcome);
+        EXPECT_FALSE(screen.model->sheetOpen());
+        ASSERT_TRUE(screen.settle());
+        EXPECT_EQ(screen.model->state(), c.after);
+        EXPECT_EQ(screen.model->title(), c.title);
+        EXPECT_EQ(screen.world.sink.names(),
+                  QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("remediation_applied")}) + c.events);
+        if (c.after == State::Error) {
+            EXPECT_EQ(screen.model->detail(), failure) << "the sheet's message is shown unchanged";
+        }
+        if (c.after == State::Diagnosed || c.after == State::Error || (c.after == State::Verified && !screen.model->passed())) {
+            screen.model->back();
+            EXPECT_EQ(screen.model->state(), State::Diagnosed);
+            EXPECT_EQ(*screen.model->shownDiagnosis(), before) << "back restores the same diagnosis and fixes";
+        }
+        if (screen.model->showsContinue()) {
+            screen.model->continueToAudit();
+            EXPECT_EQ(screen.auditPushes, 1);
+        }
+    }
+}
+
+TEST(DiagnoseModel, InstallFixFollowsTheMacAndAdoptium)
+{
+    struct Case {
+        const char *scenario;
+        QString fix;
+        QString secondaryButton;
+        QString link;
+    };
+    const Case cases[] = {
+        // Adoptium cannot say which release is the latest LTS: 25, with no message.
+        {"adoptium-offline", QStringLiteral("pkg:25"), {}, QStringLiteral("Other Java install methods")},
+        {"cursor-user-no-homebrew", Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")).id(),
+         QStringLiteral("Install Java directly"), {}},
+        {"java-home-unset", Remediation::writeJavaHomeToZprofile(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home")).id(),
+         {}, QStringLiteral("Read the JAVA_HOME article")},
+        {"healthy", {}, {}, {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.scenario);
+        Screen screen(c.scenario);
+        EXPECT_EQ(screen.model->title(), QStringLiteral("Diagnosing Java…"));
+        ASSERT_TRUE(screen.diagnosed()) << "with no launch profile the screen profiles the Mac first";
+        EXPECT_EQ(fixId(*screen.model), c.fix);
+        EXPECT_EQ(screen.model->secondaryButtonText(), c.secondaryButton);
+        EXPECT_EQ(screen.model->linkText(), c.link);
+        EXPECT_EQ(screen.model->showsContinue(), c.fix.isEmpty());
+        if (!c.link.isEmpty()) {
+            screen.model->openLink();
+            ASSERT_EQ(screen.world.opened.size(), 1);
+            EXPECT_TRUE(screen.world.opened.first().path().startsWith(QStringLiteral("/java/"))) << screen.world.opened.first().toString().toStdString();
+        }
+        if (!c.secondaryButton.isEmpty()) {
+            screen.model->remediateSecondary();
+            EXPECT_EQ(screen.model->sheetRemediation(), Remediation::installViaPKG(25));
+        }
+    }
+}
+
+// After a passing install without JAVA_HOME, the JAVA_HOME fix follows for the JDK the Mac now
+// lists; with none listed the screen moves on to the audit.
+TEST(DiagnoseModel, JavaHomeOfferReprofilesTheMac)
+{
+    for (const bool jdkRemoved : {false, true}) {
+        SCOPED_TRACE(jdkRemoved ? "no JDK listed" : "JDK listed");
+        Screen screen("java-home-unset");
+        ASSERT_TRUE(screen.diagnosed());
+        screen.model->remediate(Remediation::installViaPKG(21));
+        screen.model->finish(Outcome::success(QStringLiteral("Temurin installed.")));
+        ASSERT_TRUE(screen.settle());
+        ASSERT_TRUE(screen.model->offersJavaHome());
+        if (jdkRemoved)
+            screen.world.mac->fileSystem()->removeItem(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk"));
+        screen.model->setJavaHome();
+        ASSERT_TRUE(screen.settle());
+        EXPECT_EQ(screen.auditPushes, jdkRemoved ? 1 : 0);
+        EXPECT_EQ(screen.model->state(), jdkRemoved ? State::Verified : State::Remediating);
+        EXPECT_EQ(screen.world.sink.names().count(QStringLiteral("remediation_applied")), jdkRemoved ? 1 : 2);
+        if (jdkRemoved)
+            continue;
+        EXPECT_TRUE(screen.model->sheetIsZprofile());
+        // Cancelling the JAVA_HOME fix returns to the JAVA_HOME diagnosis it was offered from.
+        screen.model->finish(Outcome::canceled());
+        EXPECT_EQ(screen.model->title(), QStringLiteral("JAVA_HOME isn't set"));
+        EXPECT_EQ(screen.model->shownDiagnosis()->d2Remediation, screen.model->remediation());
+    }
+}
+
+TEST(DiagnoseModel, NoErrorsCardShowsOnceUntilSubmitted)
+{
+    UiWorld first;
+    first.mac = SimulatedMac::create(QStringLiteral("healthy"));
+    const SystemProfile launchProfile = DiagnoseFlow(first.mac->services(), first.mac->platform(), {}).profile();
+    for (const char *step : {"dismiss", "pick-submit", "later-visit"}) {
+        SCOPED_TRACE(step);
+        Screen screen("healthy", launchProfile);
+        screen.world.store = first.store; // the Mac's settings outlive the screen
+        screen.model = std::make_unique<DiagnoseViewModel>(screen.world.context(), launchProfile, [] {});
+        ASSERT_TRUE(screen.diagnosed());
+        NpsCardModel &card = *screen.model->npsCard();
+        const QString name = QString::fromLatin1(step);
+        if (name == QStringLiteral("later-visit")) {
+            EXPECT_FALSE(screen.model->showsNpsCard());
+            EXPECT_EQ(screen.world.sink.names(), QStringList {QStringLiteral("diagnosis_reached")});
+            continue;
+        }
+        ASSERT_TRUE(screen.model->showsNpsCard());
+        card.submit(); // no score yet: nothing happens
+        EXPECT_EQ(card.phase(), NpsCardModel::Phase::NotYet);
+        if (name == QStringLiteral("dismiss")) {
+            card.dismiss();
+        } else {
+            card.pick(11); // off the scale
+            EXPECT_FALSE(card.canSubmit());
+            card.pick(3);
+            card.pick(9);
+            card.submit();
+            EXPECT_EQ(card.phase(), NpsCardModel::Phase::Thanks);
+            EXPECT_TRUE(first.store->boolValue(QStringLiteral("ferrowood.tarnwick.nps_submitted")));
+        }
+        EXPECT_FALSE(screen.model->showsNpsCard());
+        EXPECT_EQ(screen.world.sink.names(),
+                  QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("nps_shown"),
+                               name == QStringLiteral("dismiss") ? QStringLiteral("nps_dismissed") : QStringLiteral("nps_submitted")}));
+    }
+}
