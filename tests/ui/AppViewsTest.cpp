@@ -2,6 +2,7 @@
 
 #include "ui/app/AppWindow.h"
 #include "ui/app/TarnwickAppModel.h"
+#include "ui/diagnose/DiagnoseViewModel.h"
 
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
@@ -98,8 +99,8 @@ TEST_F(AppWindowTest, ContinueLeadsToWelcomeAndDiagnoseToItsPage)
     render(window, QStringLiteral("welcome"));
 
     click(window, item(window, QStringLiteral("welcome-diagnose-button")));
-    ASSERT_TRUE(item(window, QStringLiteral("unbuilt-screen-view")));
-    click(window, item(window, QStringLiteral("unbuilt-screen-back")));
+    ASSERT_TRUE(item(window, QStringLiteral("diagnose-view")));
+    m_app->pop();
     EXPECT_TRUE(item(window, QStringLiteral("welcome-view")));
     EXPECT_EQ(m_world.sink.names(), (QStringList{QStringLiteral("app_launched"), QStringLiteral("consent_given")}));
 }
@@ -111,4 +112,88 @@ TEST_F(AppWindowTest, ReturnPressesContinue)
     QTest::keyClick(window, Qt::Key_Return);
     EXPECT_TRUE(item(window, QStringLiteral("welcome-view")));
     EXPECT_TRUE(m_app->hasConsented());
+}
+
+// The diagnose screen in the real window, state by state, over the Macs that lead to each page.
+TEST_F(AppWindowTest, DiagnoseScreenShowsEachStateWithItsIdentifiers)
+{
+    using State = DiagnoseViewModel::State;
+    struct Case {
+        const char *scenario;
+        const char *shot;
+        QStringList identifiers;
+    };
+    const Case cases[] = {
+        {"developer-no-java", "diagnose-d1", {"diagnose-headline", "diagnose-detail", "remediation-primary-button", "remediation-secondary-link"}},
+        {"cursor-user-no-homebrew", "diagnose-d1-direct", {"remediation-primary-button", "remediation-secondary-link"}},
+        {"java-home-unset", "diagnose-d2", {"diagnose-headline", "remediation-primary-button", "java-home-article-link"}},
+        {"healthy", "diagnose-no-errors", {"continue-to-audit", "nps-card", "nps-submit", "nps-dismiss", "nps-score-10"}},
+        {"broken-jvm-dir", "diagnose-broken-jvm-dir", {"diagnose-headline", "diagnose-detail"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.scenario);
+        m_world.opened.clear();
+        m_world.store = std::make_shared<InMemoryKeyValueStore>();
+        m_world.mac = SimulatedMac::create(QString::fromLatin1(c.scenario));
+        m_world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+        m_engine.reset();
+        QQuickWindow *window = open();
+        ASSERT_TRUE(window);
+        click(window, item(window, QStringLiteral("welcome-diagnose-button")));
+        ASSERT_TRUE(item(window, QStringLiteral("diagnose-view")));
+        DiagnoseViewModel *model = m_app->diagnose();
+        ASSERT_TRUE(model);
+        if (c.scenario == std::string("developer-no-java")) {
+            EXPECT_TRUE(item(window, QStringLiteral("diagnose-detail")));
+            EXPECT_TRUE(window->grabWindow().save(QStringLiteral(UI_SCREENSHOT_DIR "/diagnose-probing.png")));
+        }
+        QSignalSpy changed(model, &DiagnoseViewModel::changed);
+        while (model->state() == State::Probing)
+            ASSERT_TRUE(changed.wait(10000));
+        for (const QString &name : c.identifiers)
+            EXPECT_TRUE(item(window, name)) << name.toStdString();
+        render(window, QString::fromLatin1(c.shot));
+        if (c.scenario == std::string("healthy")) {
+            click(window, item(window, QStringLiteral("continue-to-audit")));
+            EXPECT_EQ(m_app->page(), TarnwickAppModel::Page::Audit);
+            continue;
+        }
+        if (c.scenario == std::string("developer-no-java")) {
+            // A failed fix, back, then a fix whose check fails.
+            click(window, item(window, QStringLiteral("remediation-primary-button")));
+            ASSERT_TRUE(model->sheetOpen());
+            model->finish(FixSequence::Outcome::failure(QStringLiteral("Install failed (exit code 3). The article at [Ferrowood](https://ferrowood.com/java/unable-to-locate) may help.")));
+            ASSERT_TRUE(item(window, QStringLiteral("diagnose-error")));
+            render(window, QStringLiteral("diagnose-error"));
+            click(window, item(window, QStringLiteral("scaffold-article-link")));
+            EXPECT_EQ(m_world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))});
+            click(window, item(window, QStringLiteral("diagnose-back")));
+            ASSERT_EQ(model->state(), State::Diagnosed);
+            click(window, item(window, QStringLiteral("remediation-primary-button")));
+            model->finish(FixSequence::Outcome::success(QStringLiteral("Temurin installed.")));
+            ASSERT_TRUE(item(window, QStringLiteral("diagnose-progress")));
+            EXPECT_TRUE(window->grabWindow().save(QStringLiteral(UI_SCREENSHOT_DIR "/diagnose-verifying.png")));
+            while (model->state() == State::Verifying)
+                ASSERT_TRUE(changed.wait(10000));
+            ASSERT_TRUE(item(window, QStringLiteral("verify-result-fail")));
+            render(window, QStringLiteral("diagnose-verified-fail"));
+        }
+        if (c.scenario == std::string("java-home-unset")) {
+            model->remediate(Remediation::installViaPKG(21));
+            model->finish(FixSequence::Outcome::success(QStringLiteral("Temurin installed.")));
+            while (model->state() == State::Verifying)
+                ASSERT_TRUE(changed.wait(10000));
+            for (const char *name : {"verify-result-pass", "verify-output", "verify-offer-heading", "verify-set-java-home", "continue-to-audit"})
+                EXPECT_TRUE(item(window, QString::fromLatin1(name))) << name;
+            render(window, QStringLiteral("diagnose-verified-r2"));
+        }
+        if (c.scenario == std::string("cursor-user-no-homebrew")) {
+            model->remediate(Remediation::installHomebrew());
+            model->finish(FixSequence::Outcome::success(QStringLiteral("Homebrew installed.")));
+            ASSERT_TRUE(item(window, QStringLiteral("diagnose-completed")));
+            render(window, QStringLiteral("diagnose-completed"));
+            click(window, item(window, QStringLiteral("continue-to-audit")));
+            EXPECT_EQ(m_app->page(), TarnwickAppModel::Page::Audit);
+        }
+    }
 }
