@@ -34,18 +34,20 @@ Frame {
             visible: !card.sent
             spacing: 4
             Repeater {
-                model: 11
+                // Rebuilt when the pick changes; delegates see only their row.
+                model: Array.from({length: 11}, (_, n) => ({score: n,
+                    picked: card.model.phase === NpsCardModel.Scored && card.model.score === n}))
+                onItemAdded: (index, button) => button.clicked.connect(() => card.model.pick(index))
                 Button {
                     id: scoreButton
-                    required property int index
-                    objectName: "nps-score-" + index
-                    text: String(index)
+                    required property var modelData
+                    objectName: "nps-score-" + modelData.score
+                    text: String(modelData.score)
                     checkable: true
-                    checked: card.model.phase === NpsCardModel.Scored && card.model.score === index
+                    checked: modelData.picked
                     implicitWidth: 34
                     Accessible.name: text
                     Accessible.onPressAction: scoreButton.clicked()
-                    onClicked: card.model.pick(index)
                 }
             }
         }

@@ -10,37 +10,24 @@ Item {
 
     objectName: "diagnose-view"
 
-    Loader {
-        anchors.fill: parent
-        sourceComponent: {
-            switch (view.model.state) {
-            case DiagnoseViewModel.Diagnosed:
-            case DiagnoseViewModel.Remediating:
-                return detailPage
-            case DiagnoseViewModel.Verified:
-                return resultPage
-            case DiagnoseViewModel.Completed:
-            case DiagnoseViewModel.Error:
-                return endPage
-            default:
-                return progressPage
-            }
-        }
-    }
+    // One page per kind of state; only the current one is visible.
+    readonly property int state: view.model.state
 
-    Component {
-        id: detailPage
-        DiagnosisDetailView { model: view.model }
+    DiagnosisDetailView {
+        anchors.fill: parent
+        visible: view.state === DiagnoseViewModel.Diagnosed || view.state === DiagnoseViewModel.Remediating
+        model: view.model
     }
-    Component {
-        id: resultPage
-        VerifyResultView { model: view.model }
+    VerifyResultView {
+        anchors.fill: parent
+        visible: view.state === DiagnoseViewModel.Verified
+        model: view.model
     }
 
     // Probing and verifying: heading, what is happening, a busy indicator; nothing to press.
-    Component {
-        id: progressPage
-        ScreenScaffold {
+    ScreenScaffold {
+            anchors.fill: parent
+            visible: view.state === DiagnoseViewModel.Probing || view.state === DiagnoseViewModel.Verifying
             objectName: "diagnose-progress"
             title: view.model.title
             titleObjectName: view.model.titleObjectName
@@ -51,13 +38,12 @@ Item {
                 Accessible.name: view.model.title
             }
         }
-    }
 
     // Completed and error: the message, and the one way on.
-    Component {
-        id: endPage
-        ScreenScaffold {
+    ScreenScaffold {
             id: endScaffold
+            anchors.fill: parent
+            visible: view.state === DiagnoseViewModel.Completed || view.state === DiagnoseViewModel.Error
             readonly property bool failed: view.model.state === DiagnoseViewModel.Error
             objectName: failed ? "diagnose-error" : "diagnose-completed"
             title: view.model.title
@@ -100,11 +86,11 @@ Item {
                 }
             ]
             Shortcut {
+                enabled: endScaffold.visible
                 sequences: ["Return", "Enter"]
                 onActivated: endScaffold.failed ? backButton.clicked() : continueButton.clicked()
             }
         }
-    }
 
     Component.onCompleted: view.model.start()
 }

@@ -105,7 +105,7 @@ ScreenScaffold {
     }
 
     Shortcut {
-        enabled: page.model.state === DiagnoseViewModel.Diagnosed
+        enabled: page.visible && page.model.state === DiagnoseViewModel.Diagnosed
         sequences: ["Return", "Enter"]
         onActivated: primaryButton.visible ? primaryButton.clicked() : continueButton.visible ? continueButton.clicked() : undefined
     }

@@ -26,7 +26,6 @@ ScreenScaffold {
                 text: "java -version"
                 font.weight: Font.DemiBold
                 Accessible.name: text
-                Layout.alignment: Qt.AlignTop
             }
             TextEdit {
                 objectName: "verify-output"
@@ -117,6 +116,7 @@ ScreenScaffold {
     ]
 
     Shortcut {
+        enabled: page.visible
         sequences: ["Return", "Enter"]
         onActivated: javaHomeButton.visible ? javaHomeButton.clicked()
                                            : continueButton.visible ? continueButton.clicked() : backButton.clicked()
