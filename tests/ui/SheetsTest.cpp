@@ -1,0 +1,315 @@
+#include "UiTestSupport.h"
+
+#include "StandIns.h"
+#include "fixtures/FixtureServices.h"
+#include "services/LiveFileSystem.h"
+#include "ui/diagnose/RemediationSheetModel.h"
+#include "ui/diagnose/ZprofileDiffSheetModel.h"
+
+#include <QClipboard>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+using Outcome = FixSequence::Outcome;
+
+const QString kSite = QStringLiteral("https://ferrowood.test");
+
+ScreenContext contextFor(AppServices services, RecordingSink &sink, QList<QUrl> &opened)
+{
+    return ScreenContext{.services = std::move(services), .platform = {}, .telemetry = &sink,
+                         .openLink = [&opened](const QUrl &url) { opened.append(url); }, .site = MakerSite(QUrl(kSite))};
+}
+
+// What a sheet reported when the person left it.
+std::optional<Outcome> waitForFinish(QObject *sheet, const std::function<void()> &act = {})
+{
+    std::optional<Outcome> outcome;
+    if (auto *remediation = qobject_cast<RemediationSheetModel *>(sheet))
+        QObject::connect(remediation, &RemediationSheetModel::finished, [&outcome](const Outcome &o) { outcome = o; });
+    if (auto *diff = qobject_cast<ZprofileDiffSheetModel *>(sheet))
+        QObject::connect(diff, &ZprofileDiffSheetModel::finished, [&outcome](const Outcome &o) { outcome = o; });
+    if (act)
+        act();
+    (void)QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 20000);
+    return outcome;
+}
+
+bool processAlive(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray text = stat.readAll();
+    return text.mid(text.lastIndexOf(')') + 2, 1) != "Z"; // a zombie has ended; only its parent may reap it
+}
+
+} // namespace
+
+// A real login zsh runs a stand-in `sdk` that sleeps; Cancel must stop the process and end the
+// sheet as canceled, with the canceled event only.
+TEST(RemediationSheet, CancelStopsTheRunningProgramAndClosesTheSheet)
+{
+    QTemporaryDir home;
+    QDir(home.path()).mkpath(QStringLiteral(".sdkman/bin"));
+    QFile init(home.filePath(QStringLiteral(".sdkman/bin/sdkman-init.sh")));
+    ASSERT_TRUE(init.open(QIODevice::WriteOnly));
+    init.write("sdk() { sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway; }\n");
+    init.close();
+    StandIns mac;
+    mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
+    FixtureServices fixture;
+    AppServices services = fixture.services();
+    services.processRunner = mac.runner();
+    services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
+    RecordingSink sink;
+    QList<QUrl> opened;
+    const ScreenContext context = contextFor(services, sink, opened);
+
+    RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.lines()->lines().contains(QStringLiteral("started")); }, 20000)) << sheet.lines()->lines().join('\n').toStdString();
+    EXPECT_EQ(sheet.statusText(), QStringLiteral("Running…"));
+    EXPECT_EQ(sheet.cancelText(), QStringLiteral("Cancel"));
+    QFile pidFile(home.filePath(QStringLiteral("sleep.pid")));
+    ASSERT_TRUE(pidFile.open(QIODevice::ReadOnly));
+    const qint64 pid = pidFile.readAll().trimmed().toLongLong();
+    ASSERT_TRUE(processAlive(pid));
+
+    const std::optional<Outcome> outcome = waitForFinish(&sheet, [&] {
+        sheet.cancel();
+        EXPECT_EQ(sheet.cancelText(), QStringLiteral("Canceling…"));
+    });
+    EXPECT_EQ(outcome, Outcome::canceled());
+    EXPECT_EQ(sheet.state(), RemediationSheetModel::State::Canceled);
+    EXPECT_FALSE(processAlive(pid)) << "the stand-in's sleep outlived the cancel";
+    EXPECT_FALSE(sheet.lines()->lines().contains(QStringLiteral("finished anyway")));
+    EXPECT_EQ(sink.names(), QStringList{QStringLiteral("remediation_canceled")});
+}
+
+// How a run ends decides the end button, the outcome and the one terminal event.
+TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
+{
+    const QString failure = QStringLiteral("Install failed (exit code %1). The article at [Ferrowood](https://ferrowood.test/java/unable-to-locate) may help.");
+    const auto brewSucceeds = [](FixtureServices &f) {
+        f.fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "", 0755);
+        f.processRunner->script(QStringLiteral("/opt/homebrew/bin/brew"),
+                                [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("==> Installing\n🍺 done"), {}}; });
+    };
+    const struct {
+        const char *name;
+        Remediation remediation;
+        std::function<void(FixtureServices &)> setUp;
+        RemediationSheetModel::State state;
+        QString endText;
+        Outcome outcome;
+        QString event;
+    } cases[] = {
+        {"Warp by brew", Remediation::installWarpViaBrew(QStringLiteral("warp")), brewSucceeds, RemediationSheetModel::State::Succeeded,
+         QStringLiteral("Continue"), Outcome::success(QStringLiteral("Warp installed.")), QStringLiteral("remediation_completed")},
+        {"Temurin by brew", Remediation::installTemurinViaBrew(QStringLiteral("temurin@25")), brewSucceeds, RemediationSheetModel::State::Succeeded,
+         QStringLiteral("Continue to verify"), Outcome::success(QStringLiteral("Temurin installed.")), QStringLiteral("remediation_completed")},
+        {"no SDKMAN", Remediation::installViaSDKMAN(QStringLiteral("25-tem")), [](FixtureServices &) {}, RemediationSheetModel::State::Failed,
+         QStringLiteral("Close"), Outcome::failure(failure.arg(-1)), QStringLiteral("remediation_failed")},
+        // The first phase fails: the second never starts, though brew is there to run it.
+        {"Homebrew fails before Temurin", Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")),
+         [brewSucceeds](FixtureServices &f) {
+             brewSucceeds(f);
+             f.processRunner->script(QStringLiteral("/bin/bash"), [](const QStringList &, const auto &) {
+                 return ProcessResult{1, QStringLiteral("Failed during: /usr/bin/sudo"), {}};
+             });
+         },
+         RemediationSheetModel::State::Failed, QStringLiteral("Close"), Outcome::failure(failure.arg(1)), QStringLiteral("remediation_failed")},
+    };
+    for (const auto &c : cases) {
+        FixtureServices fixture;
+        c.setUp(fixture);
+        RecordingSink sink;
+        QList<QUrl> opened;
+        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        RemediationSheetModel sheet(context, c.remediation);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.state() != RemediationSheetModel::State::Running; }, 10000)) << c.name;
+        EXPECT_EQ(sheet.state(), c.state) << c.name;
+        EXPECT_EQ(sheet.showsContinue() ? sheet.continueText() : sheet.closeText(), c.endText) << c.name;
+        EXPECT_FALSE(sheet.canCancel()) << c.name;
+        EXPECT_FALSE(sheet.lines()->lines().contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << c.name;
+
+        sheet.copyOutput();
+        EXPECT_EQ(QGuiApplication::clipboard()->text(), sheet.lines()->lines().join('\n')) << c.name;
+        EXPECT_FALSE(sheet.lines()->lines().isEmpty()) << c.name;
+        sheet.openArticle();
+        EXPECT_EQ(opened, QList<QUrl>{QUrl(kSite + QStringLiteral("/java/download"))}) << c.name;
+
+        EXPECT_EQ(waitForFinish(&sheet, [&] { sheet.leave(); sheet.leave(); }), c.outcome) << c.name;
+        EXPECT_EQ(sink.names(), QStringList{c.event}) << c.name;
+    }
+}
+
+// The ~/.zshrc offer after Mise stands in place of Continue until it is applied or skipped.
+TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
+{
+    for (const bool apply : {true, false}) {
+        FixtureServices fixture;
+        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
+                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
+        RecordingSink sink;
+        QList<QUrl> opened;
+        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        RemediationSheetModel sheet(context, Remediation::installViaMise(QStringLiteral("temurin-25")));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.zshrcOfferPending(); }, 10000)) << apply;
+        EXPECT_EQ(sheet.zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
+        EXPECT_EQ(sheet.zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
+        EXPECT_FALSE(sheet.zshrcPreviewLines().isEmpty());
+        QTest::qWait(100); // the run does not go on while the question is open
+        EXPECT_FALSE(sheet.showsContinue());
+        EXPECT_FALSE(sheet.canCancel());
+        EXPECT_FALSE(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc")));
+
+        apply ? sheet.applyZshrc() : sheet.skipZshrc();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.showsContinue(); }, 10000)) << apply;
+        EXPECT_FALSE(sheet.zshrcOfferPending());
+        EXPECT_EQ(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc")), apply);
+        EXPECT_EQ(sheet.lines()->lines().last(),
+                  apply ? QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak.")
+                        : QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually."));
+        EXPECT_EQ(waitForFinish(&sheet, [&] { sheet.leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+    }
+}
+
+namespace {
+
+// A ~/.zprofile sheet over the real file system, in a throw-away home folder.
+struct ZprofileHome {
+    QTemporaryDir home;
+    RecordingSink sink;
+    QList<QUrl> opened;
+    ScreenContext context;
+
+    ZprofileHome()
+    {
+        FixtureServices fixture;
+        AppServices services = fixture.services();
+        services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
+        context = contextFor(services, sink, opened);
+    }
+    QString path(const char *name = ".zprofile") const { return home.filePath(QString::fromLatin1(name)); }
+    void write(const QByteArray &text) const
+    {
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    QByteArray contents() const
+    {
+        QFile file(path());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+    std::unique_ptr<ZprofileDiffSheetModel> open()
+    {
+        auto sheet = std::make_unique<ZprofileDiffSheetModel>(context, Remediation::writeJavaHomeToZprofile(QStringLiteral("/jdk")));
+        (void)QTest::qWaitFor([&] { return sheet->state() != ZprofileDiffSheetModel::State::Loading; }, 10000);
+        return sheet;
+    }
+};
+
+QStringList texts(const QVariantList &rows, bool addedOnly = false)
+{
+    QStringList result;
+    for (const QVariant &row : rows)
+        if (!addedOnly || row.toMap().value(QStringLiteral("added")).toBool())
+            result.append(row.toMap().value(QStringLiteral("text")).toString());
+    return result;
+}
+
+} // namespace
+
+// Nothing is written before Apply; the full file marks exactly the appended lines.
+TEST(ZprofileDiffSheet, WritesOnlyOnApply)
+{
+    for (const bool exists : {false, true}) {
+        ZprofileHome home;
+        if (exists)
+            home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'");
+        const QByteArray before = home.contents();
+        auto sheet = home.open();
+        ASSERT_EQ(sheet->state(), ZprofileDiffSheetModel::State::Previewed) << exists;
+        EXPECT_EQ(sheet->createdNote(), exists ? QString() : QStringLiteral("Creating `~/.zprofile` (didn't exist before)."));
+        EXPECT_EQ(sheet->backupLine(), QStringLiteral("Backup: `") + home.path(".zprofile.bak") + '`');
+        const QStringList added = texts(sheet->diffLines());
+        EXPECT_EQ(texts(sheet->diffLines(), true), added);
+        ASSERT_FALSE(added.isEmpty());
+
+        sheet->toggleFullFile();
+        EXPECT_EQ(sheet->toggleText(), QStringLiteral("Show only changes"));
+        const QStringList full = texts(sheet->diffLines());
+        EXPECT_EQ(texts(sheet->diffLines(), true), added) << "only the appended lines are marked";
+        if (exists)
+            EXPECT_EQ(full.mid(0, 3), (QStringList{"export PATH=/opt/bin:$PATH", "", "alias ll='ls -l'"})) << "empty lines kept";
+        else
+            EXPECT_EQ(full, added);
+        sheet->toggleFullFile();
+        EXPECT_EQ(sheet->toggleText(), QStringLiteral("Show full file"));
+        EXPECT_EQ(texts(sheet->diffLines()), added);
+
+        QTest::qWait(50);
+        EXPECT_EQ(home.contents(), before) << "written before Apply";
+        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
+        sheet->apply();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->state() == ZprofileDiffSheetModel::State::Applied; }, 10000));
+        EXPECT_TRUE(home.contents().endsWith(added.join('\n').toUtf8() + '\n'));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->cancel(); sheet->continueToVerify(); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_completed")});
+    }
+}
+
+// The sheets that end without a write: already set, unreadable, changed under review then cancelled.
+TEST(ZprofileDiffSheet, EndsWithoutWriting)
+{
+    {
+        ZprofileHome home;
+        home.write("# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n");
+        auto sheet = home.open();
+        EXPECT_EQ(sheet->state(), ZprofileDiffSheetModel::State::AlreadySet);
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->apply(); sheet->continueToVerify(); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME already set in ~/.zprofile.")));
+        EXPECT_EQ(home.contents(), QByteArray("# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n"));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_completed")});
+    }
+    {
+        ZprofileHome home;
+        QDir(home.home.path()).mkdir(QStringLiteral(".zprofile")); // unreadable as a file, even for root
+        auto sheet = home.open();
+        ASSERT_EQ(sheet->state(), ZprofileDiffSheetModel::State::LoadFailed);
+        EXPECT_TRUE(sheet->loadError().startsWith(QStringLiteral("Couldn't read ~/.zprofile: "))) << sheet->loadError().toStdString();
+        EXPECT_GT(sheet->loadError().size(), QStringLiteral("Couldn't read ~/.zprofile: ").size());
+        sheet->apply();
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->close(); }), Outcome::failure(sheet->loadError()));
+        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")});
+    }
+    {
+        ZprofileHome home;
+        home.write("export A=1\n");
+        auto sheet = home.open();
+        home.write("export A=2\n"); // edited in another window while the sheet is open
+        sheet->apply();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !sheet->applyError().isEmpty(); }, 10000));
+        EXPECT_EQ(sheet->state(), ZprofileDiffSheetModel::State::Previewed) << "the sheet stays open";
+        EXPECT_EQ(home.contents(), QByteArray("export A=2\n"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->cancel(); }), Outcome::canceled());
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")}) << "a second terminal event";
+    }
+}
