@@ -58,25 +58,38 @@ bool processAlive(qint64 pid)
 
 } // namespace
 
+// A home folder where a real login zsh finds a stand-in `sdk` with the given body.
+struct SdkmanHome {
+    QTemporaryDir home;
+    StandIns mac;
+    RecordingSink sink;
+    QList<QUrl> opened;
+    ScreenContext context;
+
+    explicit SdkmanHome(const QByteArray &sdkBody)
+    {
+        QDir(home.path()).mkpath(QStringLiteral(".sdkman/bin"));
+        QFile init(home.filePath(QStringLiteral(".sdkman/bin/sdkman-init.sh")));
+        EXPECT_TRUE(init.open(QIODevice::WriteOnly));
+        init.write("sdk() { " + sdkBody + " }\n");
+        init.close();
+        mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
+        FixtureServices fixture;
+        AppServices services = fixture.services();
+        services.processRunner = mac.runner();
+        services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
+        context = contextFor(services, sink, opened);
+    }
+};
+
 // A real login zsh runs a stand-in `sdk` that sleeps; Cancel must stop the process and end the
 // sheet as canceled, with the canceled event only.
 TEST(RemediationSheet, CancelStopsTheRunningProgramAndClosesTheSheet)
 {
-    QTemporaryDir home;
-    QDir(home.path()).mkpath(QStringLiteral(".sdkman/bin"));
-    QFile init(home.filePath(QStringLiteral(".sdkman/bin/sdkman-init.sh")));
-    ASSERT_TRUE(init.open(QIODevice::WriteOnly));
-    init.write("sdk() { sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway; }\n");
-    init.close();
-    StandIns mac;
-    mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
-    FixtureServices fixture;
-    AppServices services = fixture.services();
-    services.processRunner = mac.runner();
-    services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
-    RecordingSink sink;
-    QList<QUrl> opened;
-    const ScreenContext context = contextFor(services, sink, opened);
+    SdkmanHome mac("sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway;");
+    const QTemporaryDir &home = mac.home;
+    const RecordingSink &sink = mac.sink;
+    const ScreenContext &context = mac.context;
 
     RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
     ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.lines()->lines().contains(QStringLiteral("started")); }, 20000)) << sheet.lines()->lines().join('\n').toStdString();
@@ -311,5 +324,172 @@ TEST(ZprofileDiffSheet, EndsWithoutWriting)
         EXPECT_EQ(home.contents(), QByteArray("export A=2\n"));
         EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->cancel(); }), Outcome::canceled());
         EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")}) << "a second terminal event";
+    }
+}
+
+namespace {
+
+QStringList g_sheetWarnings;
+QtMessageHandler g_nextHandler = nullptr;
+
+void recordSheetWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        g_sheetWarnings.append(message);
+    g_nextHandler(type, context, message);
+}
+
+// One sheet's real view, offscreen, as the diagnose screen's dialog will hold it; any QML
+// warning fails the test.
+class SheetView : public ::testing::Test {
+protected:
+    void SetUp() override { g_sheetWarnings.clear(); g_nextHandler = qInstallMessageHandler(recordSheetWarnings); }
+    void TearDown() override
+    {
+        m_view.reset();
+        qInstallMessageHandler(g_nextHandler);
+        EXPECT_EQ(g_sheetWarnings, QStringList()) << "QML warned";
+    }
+
+    QQuickView *show(const QString &file, QObject *model)
+    {
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->resize(640, 480);
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + file));
+        m_view->show();
+        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get()) ? m_view.get() : nullptr;
+    }
+
+    static QQuickItem *item(QQuickItem *root, const QString &name)
+    {
+        if (root->objectName() == name && root->isVisible())
+            return root;
+        for (QQuickItem *child : root->childItems())
+            if (QQuickItem *found = item(child, name))
+                return found;
+        return nullptr;
+    }
+    QQuickItem *item(const char *name) { return item(m_view->rootObject(), QString::fromLatin1(name)); }
+
+    // Clicks the named control; false when it is not shown.
+    bool click(const char *name)
+    {
+        QQuickItem *target = item(name);
+        if (!target)
+            return false;
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+        return true;
+    }
+
+    void render(const QString &name)
+    {
+        QTest::qWait(50); // let the layouts settle
+        const QString path = QStringLiteral(UI_SCREENSHOT_DIR "/sheet-%1.png").arg(name);
+        EXPECT_TRUE(m_view->grabWindow().save(path)) << path.toStdString();
+    }
+
+    std::unique_ptr<QQuickView> m_view;
+};
+
+} // namespace
+
+TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
+{
+    {
+        // More lines than fit: the list follows the newest one.
+        SdkmanHome mac("for i in $(seq 1 60); do echo \"==> step $i of the install\"; done; echo 'Retrying with `brew reinstall`'; sleep 30;");
+        RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-retry-line"); }, 20000)) << "the newest line is not in view";
+        EXPECT_TRUE(item("remediation-status"));
+        render(QStringLiteral("remediation-running"));
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-cancel")); }), Outcome::canceled());
+        m_view.reset(); // before the model it shows
+    }
+    {
+        FixtureServices fixture;
+        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
+                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
+        RecordingSink sink;
+        QList<QUrl> opened;
+        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        RemediationSheetModel sheet(context, Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-zshrc-apply"); }, 10000));
+        EXPECT_FALSE(item("remediation-end"));
+        render(QStringLiteral("remediation-zshrc-offer"));
+        EXPECT_TRUE(click("remediation-zshrc-apply"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-end"); }, 10000));
+        render(QStringLiteral("remediation-succeeded"));
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-end")); }),
+                  Outcome::success(QStringLiteral("Configured Mise to set JAVA_HOME.")));
+        m_view.reset(); // before the model it shows
+    }
+    {
+        FixtureServices fixture;
+        RecordingSink sink;
+        QList<QUrl> opened;
+        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-article"); }, 10000));
+        render(QStringLiteral("remediation-failed"));
+        EXPECT_TRUE(click("remediation-article"));
+        EXPECT_EQ(opened.size(), 1);
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-end")); }).value_or(Outcome::canceled()).kind, Outcome::Kind::failure);
+        m_view.reset(); // before the model it shows
+    }
+}
+
+TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
+{
+    {
+        ZprofileHome home;
+        home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'\n");
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        render(QStringLiteral("zprofile-changes"));
+        EXPECT_TRUE(click("zprofile-toggle"));
+        EXPECT_TRUE(sheet->showFullFile());
+        render(QStringLiteral("zprofile-full-file"));
+        EXPECT_TRUE(click("zprofile-apply"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("zprofile-continue"); }, 10000));
+        EXPECT_FALSE(item("zprofile-cancel"));
+        render(QStringLiteral("zprofile-applied"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-continue")); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")));
+        m_view.reset(); // before the model it shows
+    }
+    {
+        ZprofileHome home; // no file yet
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        EXPECT_TRUE(item("zprofile-created-note"));
+        render(QStringLiteral("zprofile-creating"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-cancel")); }), Outcome::canceled());
+        m_view.reset(); // before the model it shows
+    }
+    {
+        ZprofileHome home;
+        QDir(home.home.path()).mkdir(QStringLiteral(".zprofile"));
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        EXPECT_FALSE(item("zprofile-apply"));
+        render(QStringLiteral("zprofile-load-error"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-close")); }).value_or(Outcome::canceled()).kind, Outcome::Kind::failure);
+        m_view.reset(); // before the model it shows
+    }
+    {
+        ZprofileHome home;
+        home.write("export JAVA_HOME=$(/usr/libexec/java_home)\n");
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        EXPECT_TRUE(item("zprofile-already-set"));
+        render(QStringLiteral("zprofile-already-set"));
+        m_view.reset(); // before the model it shows
     }
 }

@@ -71,22 +71,22 @@ Page {
                 onMovementEnded: following = atYEnd
                 onCountChanged: if (following) Qt.callLater(output.positionViewAtEnd)
 
-                delegate: TextEdit {
+                delegate: TextArea {
                     required property string line
                     required property bool isRetry
                     objectName: isRetry ? "remediation-retry-line" : ""
                     width: ListView.view.width
+                    topPadding: 0
+                    bottomPadding: 0
                     leftPadding: 8
                     rightPadding: 8
+                    background: null
                     text: line
                     readOnly: true
                     selectByMouse: true
                     wrapMode: TextEdit.WrapAnywhere
                     font.family: "monospace"
                     font.pixelSize: 12
-                    color: sheet.palette.text
-                    selectionColor: sheet.palette.highlight
-                    selectedTextColor: sheet.palette.highlightedText
                     Accessible.role: Accessible.StaticText
                     Accessible.name: text
                 }
@@ -113,7 +113,7 @@ Page {
             }
             Label {
                 objectName: "remediation-zshrc-preview"
-                text: sheet.model.zshrcPreviewLines.map(line => "+ " + line).join("\n")
+                text: sheet.model.zshrcPreview
                 Accessible.name: text
                 font.family: "monospace"
                 font.pixelSize: 12
@@ -139,7 +139,6 @@ Page {
             Button {
                 objectName: "remediation-copy-output"
                 text: sheet.model.copyOutputText
-                flat: true
                 Accessible.name: text
                 Accessible.onPressAction: clicked()
                 onClicked: sheet.model.copyOutput()

@@ -59,6 +59,14 @@ QString RemediationSheetModel::zshrcBackupLine() const
     return m_reply ? FixSequence::zshrcOfferText(m_zshrcPreview).value(1) : QString();
 }
 
+QString RemediationSheetModel::zshrcPreview() const
+{
+    QStringList marked;
+    for (const QString &line : m_zshrcPreview.linesAdded)
+        marked.append(QStringLiteral("+ ") + line);
+    return marked.join(QLatin1Char('\n'));
+}
+
 QString RemediationSheetModel::continueText() const
 {
     const auto kind = m_remediation.kind();

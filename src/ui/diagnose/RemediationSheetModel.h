@@ -30,7 +30,8 @@ class RemediationSheetModel : public QObject, private FixSequence::FrontEnd {
     Q_PROPERTY(bool zshrcOfferPending READ zshrcOfferPending NOTIFY changed FINAL)
     Q_PROPERTY(QString zshrcOfferText READ zshrcOfferText NOTIFY changed FINAL)
     Q_PROPERTY(QString zshrcBackupLine READ zshrcBackupLine NOTIFY changed FINAL)
-    Q_PROPERTY(QStringList zshrcPreviewLines READ zshrcPreviewLines NOTIFY changed FINAL)
+    /// The lines the offer appends, each marked with a plus sign.
+    Q_PROPERTY(QString zshrcPreview READ zshrcPreview NOTIFY changed FINAL)
     Q_PROPERTY(QString zshrcError READ zshrcError NOTIFY changed FINAL)
     Q_PROPERTY(QString applyZshrcText READ applyZshrcText CONSTANT FINAL)
     Q_PROPERTY(QString skipZshrcText READ skipZshrcText CONSTANT FINAL)
@@ -59,6 +60,7 @@ public:
     [[nodiscard]] QString zshrcOfferText() const;
     [[nodiscard]] QString zshrcBackupLine() const;
     [[nodiscard]] QStringList zshrcPreviewLines() const { return m_zshrcPreview.linesAdded; }
+    [[nodiscard]] QString zshrcPreview() const;
     [[nodiscard]] QString zshrcError() const { return m_zshrcError; }
     [[nodiscard]] QString applyZshrcText() const { return QStringLiteral("Apply ~/.zshrc change"); }
     [[nodiscard]] QString skipZshrcText() const { return QStringLiteral("Skip"); }

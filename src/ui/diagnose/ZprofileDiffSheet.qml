@@ -40,7 +40,6 @@ Page {
         BusyIndicator {
             visible: sheet.model.state === ZprofileDiffSheetModel.Loading
             running: visible
-            Layout.alignment: Qt.AlignHCenter
         }
         Label {
             objectName: "zprofile-load-error"
@@ -98,20 +97,20 @@ Page {
                     width: ListView.view.width
                     height: lineText.implicitHeight
                     color: modelData.added ? Qt.rgba(0.2, 0.7, 0.3, 0.18) : "transparent"
-                    TextEdit {
+                    TextArea {
                         id: lineText
                         width: parent.width
+                        topPadding: 0
+                        bottomPadding: 0
                         leftPadding: 8
                         rightPadding: 8
+                        background: null
                         text: (parent.modelData.added ? "+ " : "  ") + parent.modelData.text
                         readOnly: true
                         selectByMouse: true
                         wrapMode: TextEdit.WrapAnywhere
                         font.family: "monospace"
                         font.pixelSize: 12
-                        color: sheet.palette.text
-                        selectionColor: sheet.palette.highlight
-                        selectedTextColor: sheet.palette.highlightedText
                         Accessible.role: Accessible.StaticText
                         Accessible.name: text
                     }
@@ -138,7 +137,6 @@ Page {
                 objectName: "zprofile-toggle"
                 visible: sheet.hasPreview
                 text: sheet.model.toggleText
-                flat: true
                 Accessible.name: text
                 Accessible.onPressAction: clicked()
                 onClicked: sheet.model.toggleFullFile()
