@@ -169,10 +169,28 @@ TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
     }
 }
 
-// The ~/.zshrc offer after Mise stands in place of Continue until it is applied or skipped.
+// The ~/.zshrc offer after Mise stands in place of Continue until it is applied or skipped; a
+// failed append leaves the fix a success with the error shown; a sheet closed while it asks
+// ends the run as canceled.
 TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
 {
-    for (const bool apply : {true, false}) {
+    const QString zshrc = QStringLiteral("/Users/tester/.zshrc");
+    enum class Answer { apply, skip, applyAfterAnEdit, closeSheet };
+    const struct {
+        Answer answer;
+        QString lastLine; // empty: the sheet is gone
+        QString error;
+        QString event;
+    } cases[] = {
+        {Answer::apply, QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak."), {}, QStringLiteral("remediation_completed")},
+        {Answer::skip, QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually."), {},
+         QStringLiteral("remediation_completed")},
+        {Answer::applyAfterAnEdit, QStringLiteral("/Users/tester/.zshrc changed while the change was being reviewed, so nothing was written. Review the change again."),
+         QStringLiteral("/Users/tester/.zshrc changed while the change was being reviewed, so nothing was written. Review the change again."),
+         QStringLiteral("remediation_completed")},
+        {Answer::closeSheet, {}, {}, QStringLiteral("remediation_canceled")},
+    };
+    for (const auto &c : cases) {
         FixtureServices fixture;
         fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
         fixture.processRunner->script(QStringLiteral("/bin/zsh"),
@@ -180,24 +198,31 @@ TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
         RecordingSink sink;
         QList<QUrl> opened;
         const ScreenContext context = contextFor(fixture.services(), sink, opened);
-        RemediationSheetModel sheet(context, Remediation::installViaMise(QStringLiteral("temurin-25")));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.zshrcOfferPending(); }, 10000)) << apply;
-        EXPECT_EQ(sheet.zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
-        EXPECT_EQ(sheet.zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
-        EXPECT_FALSE(sheet.zshrcPreviewLines().isEmpty());
+        auto sheet = std::make_unique<RemediationSheetModel>(context, Remediation::installViaMise(QStringLiteral("temurin-25")));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000)) << c.lastLine.toStdString();
+        EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
+        EXPECT_EQ(sheet->zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
+        EXPECT_FALSE(sheet->zshrcPreviewLines().isEmpty());
         QTest::qWait(100); // the run does not go on while the question is open
-        EXPECT_FALSE(sheet.showsContinue());
-        EXPECT_FALSE(sheet.canCancel());
-        EXPECT_FALSE(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc")));
+        EXPECT_FALSE(sheet->showsContinue());
+        EXPECT_FALSE(sheet->canCancel());
+        EXPECT_FALSE(fixture.fs->fileExists(zshrc));
 
-        apply ? sheet.applyZshrc() : sheet.skipZshrc();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.showsContinue(); }, 10000)) << apply;
-        EXPECT_FALSE(sheet.zshrcOfferPending());
-        EXPECT_EQ(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc")), apply);
-        EXPECT_EQ(sheet.lines()->lines().last(),
-                  apply ? QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak.")
-                        : QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually."));
-        EXPECT_EQ(waitForFinish(&sheet, [&] { sheet.leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+        if (c.answer == Answer::closeSheet) {
+            sheet.reset(); // must not wait for an answer that will never come
+            EXPECT_EQ(sink.names(), QStringList{c.event});
+            continue;
+        }
+        if (c.answer == Answer::applyAfterAnEdit)
+            fixture.fs->addFile(zshrc, "export EDITED=1\n", 0644);
+        c.answer == Answer::skip ? sheet->skipZshrc() : sheet->applyZshrc();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->showsContinue(); }, 10000)) << c.lastLine.toStdString();
+        EXPECT_FALSE(sheet->zshrcOfferPending());
+        EXPECT_EQ(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc.bak")), c.answer == Answer::apply);
+        EXPECT_EQ(sheet->lines()->lines().last(), c.lastLine);
+        EXPECT_EQ(sheet->zshrcError(), c.error);
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+        EXPECT_EQ(sink.names(), QStringList{c.event});
     }
 }
 
