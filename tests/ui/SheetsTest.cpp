@@ -7,8 +7,10 @@
 #include "ui/diagnose/ZprofileDiffSheetModel.h"
 
 #include <QClipboard>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -58,21 +60,33 @@ bool processAlive(qint64 pid)
 
 } // namespace
 
-// A home folder where a real login zsh finds a stand-in `sdk` with the given body.
-struct SdkmanHome {
+// A simulated Mac; with Mise, its install succeeds and ~/.zshrc lacks the activation line.
+struct SimulatedMacSheet {
+    FixtureServices fixture;
+    RecordingSink sink;
+    QList<QUrl> opened;
+    ScreenContext context = contextFor(fixture.services(), sink, opened);
+
+    explicit SimulatedMacSheet(bool withMise = false)
+    {
+        if (!withMise)
+            return;
+        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
+                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
+    }
+};
+
+// A throw-away home folder on the real file system, where a real login zsh runs the programs.
+struct RealHome {
     QTemporaryDir home;
     StandIns mac;
     RecordingSink sink;
     QList<QUrl> opened;
     ScreenContext context;
 
-    explicit SdkmanHome(const QByteArray &sdkBody)
+    RealHome()
     {
-        QDir(home.path()).mkpath(QStringLiteral(".sdkman/bin"));
-        QFile init(home.filePath(QStringLiteral(".sdkman/bin/sdkman-init.sh")));
-        EXPECT_TRUE(init.open(QIODevice::WriteOnly));
-        init.write("sdk() { " + sdkBody + " }\n");
-        init.close();
         mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
         FixtureServices fixture;
         AppServices services = fixture.services();
@@ -80,16 +94,34 @@ struct SdkmanHome {
         services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
         context = contextFor(services, sink, opened);
     }
+    QString path(const char *name = ".zprofile") const { return home.filePath(QString::fromLatin1(name)); }
+    void write(const QByteArray &text, const char *name = ".zprofile") const
+    {
+        QDir(home.path()).mkpath(QFileInfo(path(name)).path());
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    QByteArray contents() const
+    {
+        QFile file(path());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+    std::unique_ptr<ZprofileDiffSheetModel> open()
+    {
+        auto sheet = std::make_unique<ZprofileDiffSheetModel>(context, Remediation::writeJavaHomeToZprofile(QStringLiteral("/jdk")));
+        (void)QTest::qWaitFor([&] { return sheet->state() != ZprofileDiffSheetModel::State::Loading; }, 10000);
+        return sheet;
+    }
 };
 
 // A real login zsh runs a stand-in `sdk` that sleeps; Cancel must stop the process and end the
 // sheet as canceled, with the canceled event only.
 TEST(RemediationSheet, CancelStopsTheRunningProgramAndClosesTheSheet)
 {
-    SdkmanHome mac("sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway;");
-    const QTemporaryDir &home = mac.home;
-    const RecordingSink &sink = mac.sink;
-    const ScreenContext &context = mac.context;
+    RealHome mac;
+    mac.write("sdk() { sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway; }\n", ".sdkman/bin/sdkman-init.sh");
+    auto &[home, runner, sink, opened, context] = mac;
 
     RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
     ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.lines()->lines().contains(QStringLiteral("started")); }, 20000)) << sheet.lines()->lines().join('\n').toStdString();
@@ -128,7 +160,23 @@ TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
         QString endText;
         Outcome outcome;
         QString event;
+        QStringList lines = {}; // checked when given
     } cases[] = {
+        // Download progress takes one row, updated in place.
+        {"package", Remediation::installViaPKG(25),
+         [](FixtureServices &f) {
+             const QByteArray package(3 * 1048576 + 104858, 'p'); // 3.1 MB, arriving in several chunks
+             const QByteArray checksum = QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex();
+             f.http->respond(QUrl(QStringLiteral("https://api.adoptium.net/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
+                             HTTPResponse{200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
+                                                       + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
+             f.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse{200, {}, package});
+             f.processRunner->script(QStringLiteral("/usr/bin/osascript"), [](const QStringList &, const auto &) { return ProcessResult{0, {}, {}}; });
+         },
+         RemediationSheetModel::State::Succeeded, QStringLiteral("Continue to verify"), Outcome::success(QStringLiteral("Temurin installed.")),
+         QStringLiteral("remediation_completed"),
+         {"Looking up Temurin 25 on Adoptium…", "Downloaded 3.1 MB of 3.1 MB", "Verifying SHA256 checksum…",
+          "Running /usr/sbin/installer (macOS will ask for your password)…", "Installer completed."}},
         {"Warp by brew", Remediation::installWarpViaBrew(QStringLiteral("warp")), brewSucceeds, RemediationSheetModel::State::Succeeded,
          QStringLiteral("Continue"), Outcome::success(QStringLiteral("Warp installed.")), QStringLiteral("remediation_completed")},
         {"Temurin by brew", Remediation::installTemurinViaBrew(QStringLiteral("temurin@25")), brewSucceeds, RemediationSheetModel::State::Succeeded,
@@ -146,14 +194,15 @@ TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
          RemediationSheetModel::State::Failed, QStringLiteral("Close"), Outcome::failure(failure.arg(1)), QStringLiteral("remediation_failed")},
     };
     for (const auto &c : cases) {
-        FixtureServices fixture;
-        c.setUp(fixture);
-        RecordingSink sink;
-        QList<QUrl> opened;
-        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        SimulatedMacSheet mac;
+        c.setUp(mac.fixture);
+        auto &[fixture, sink, opened, context] = mac;
         RemediationSheetModel sheet(context, c.remediation);
         ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.state() != RemediationSheetModel::State::Running; }, 10000)) << c.name;
         EXPECT_EQ(sheet.state(), c.state) << c.name;
+        if (!c.lines.isEmpty()) {
+            EXPECT_EQ(sheet.lines()->lines(), c.lines) << c.name;
+        }
         EXPECT_EQ(sheet.showsContinue() ? sheet.continueText() : sheet.closeText(), c.endText) << c.name;
         EXPECT_FALSE(sheet.canCancel()) << c.name;
         EXPECT_FALSE(sheet.lines()->lines().contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << c.name;
@@ -191,13 +240,8 @@ TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
         {Answer::closeSheet, {}, {}, QStringLiteral("remediation_canceled")},
     };
     for (const auto &c : cases) {
-        FixtureServices fixture;
-        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
-        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
-                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
-        RecordingSink sink;
-        QList<QUrl> opened;
-        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        SimulatedMacSheet mac(true);
+        auto &[fixture, sink, opened, context] = mac;
         auto sheet = std::make_unique<RemediationSheetModel>(context, Remediation::installViaMise(QStringLiteral("temurin-25")));
         ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000)) << c.lastLine.toStdString();
         EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
@@ -228,40 +272,6 @@ TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
 
 namespace {
 
-// A ~/.zprofile sheet over the real file system, in a throw-away home folder.
-struct ZprofileHome {
-    QTemporaryDir home;
-    RecordingSink sink;
-    QList<QUrl> opened;
-    ScreenContext context;
-
-    ZprofileHome()
-    {
-        FixtureServices fixture;
-        AppServices services = fixture.services();
-        services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
-        context = contextFor(services, sink, opened);
-    }
-    QString path(const char *name = ".zprofile") const { return home.filePath(QString::fromLatin1(name)); }
-    void write(const QByteArray &text) const
-    {
-        QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
-    QByteArray contents() const
-    {
-        QFile file(path());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-    }
-    std::unique_ptr<ZprofileDiffSheetModel> open()
-    {
-        auto sheet = std::make_unique<ZprofileDiffSheetModel>(context, Remediation::writeJavaHomeToZprofile(QStringLiteral("/jdk")));
-        (void)QTest::qWaitFor([&] { return sheet->state() != ZprofileDiffSheetModel::State::Loading; }, 10000);
-        return sheet;
-    }
-};
-
 QStringList texts(const QVariantList &rows, bool addedOnly = false)
 {
     QStringList result;
@@ -277,7 +287,7 @@ QStringList texts(const QVariantList &rows, bool addedOnly = false)
 TEST(ZprofileDiffSheet, WritesOnlyOnApply)
 {
     for (const bool exists : {false, true}) {
-        ZprofileHome home;
+        RealHome home;
         if (exists)
             home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'");
         const QByteArray before = home.contents();
@@ -317,7 +327,7 @@ TEST(ZprofileDiffSheet, WritesOnlyOnApply)
 TEST(ZprofileDiffSheet, EndsWithoutWriting)
 {
     {
-        ZprofileHome home;
+        RealHome home;
         home.write("# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n");
         auto sheet = home.open();
         EXPECT_EQ(sheet->state(), ZprofileDiffSheetModel::State::AlreadySet);
@@ -327,7 +337,7 @@ TEST(ZprofileDiffSheet, EndsWithoutWriting)
         EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_completed")});
     }
     {
-        ZprofileHome home;
+        RealHome home;
         QDir(home.home.path()).mkdir(QStringLiteral(".zprofile")); // unreadable as a file, even for root
         auto sheet = home.open();
         ASSERT_EQ(sheet->state(), ZprofileDiffSheetModel::State::LoadFailed);
@@ -339,7 +349,7 @@ TEST(ZprofileDiffSheet, EndsWithoutWriting)
         EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")});
     }
     {
-        ZprofileHome home;
+        RealHome home;
         home.write("export A=1\n");
         auto sheet = home.open();
         home.write("export A=2\n"); // edited in another window while the sheet is open
@@ -425,7 +435,9 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
 {
     {
         // More lines than fit: the list follows the newest one.
-        SdkmanHome mac("for i in $(seq 1 60); do echo \"==> step $i of the install\"; done; echo 'Retrying with `brew reinstall`'; sleep 30;");
+        RealHome mac;
+        mac.write("sdk() { for i in $(seq 1 60); do echo \"==> step $i of the install\"; done; echo 'Retrying with `brew reinstall`'; sleep 30; }\n",
+                  ".sdkman/bin/sdkman-init.sh");
         RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
         ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-retry-line"); }, 20000)) << "the newest line is not in view";
@@ -435,13 +447,8 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
         m_view.reset(); // before the model it shows
     }
     {
-        FixtureServices fixture;
-        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
-        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
-                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
-        RecordingSink sink;
-        QList<QUrl> opened;
-        const ScreenContext context = contextFor(fixture.services(), sink, opened);
+        SimulatedMacSheet mac(true);
+        auto &[fixture, sink, opened, context] = mac;
         RemediationSheetModel sheet(context, Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")));
         ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-zshrc-apply"); }, 10000));
@@ -455,16 +462,13 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
         m_view.reset(); // before the model it shows
     }
     {
-        FixtureServices fixture;
-        RecordingSink sink;
-        QList<QUrl> opened;
-        const ScreenContext context = contextFor(fixture.services(), sink, opened);
-        RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+        SimulatedMacSheet mac;
+        RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
         ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-article"); }, 10000));
         render(QStringLiteral("remediation-failed"));
         EXPECT_TRUE(click("remediation-article"));
-        EXPECT_EQ(opened.size(), 1);
+        EXPECT_EQ(mac.opened.size(), 1);
         EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-end")); }).value_or(Outcome::canceled()).kind, Outcome::Kind::failure);
         m_view.reset(); // before the model it shows
     }
@@ -473,7 +477,7 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
 TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
 {
     {
-        ZprofileHome home;
+        RealHome home;
         home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'\n");
         auto sheet = home.open();
         ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
@@ -489,32 +493,26 @@ TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
                   Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")));
         m_view.reset(); // before the model it shows
     }
-    {
-        ZprofileHome home; // no file yet
+    // The other states, each with its way out.
+    const struct {
+        const char *name;
+        std::function<void(RealHome &)> setUp;
+        const char *shown;
+        const char *leave;
+    } states[] = {
+        {"creating", [](RealHome &) {}, "zprofile-created-note", "zprofile-cancel"},
+        {"load-error", [](RealHome &h) { QDir(h.home.path()).mkdir(QStringLiteral(".zprofile")); }, "zprofile-load-error", "zprofile-close"},
+        {"already-set", [](RealHome &h) { h.write("export JAVA_HOME=$(/usr/libexec/java_home)\n"); }, "zprofile-already-set", "zprofile-continue"},
+    };
+    for (const auto &state : states) {
+        RealHome home;
+        state.setUp(home);
         auto sheet = home.open();
         ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
-        EXPECT_TRUE(item("zprofile-created-note"));
-        render(QStringLiteral("zprofile-creating"));
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-cancel")); }), Outcome::canceled());
-        m_view.reset(); // before the model it shows
-    }
-    {
-        ZprofileHome home;
-        QDir(home.home.path()).mkdir(QStringLiteral(".zprofile"));
-        auto sheet = home.open();
-        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
-        EXPECT_FALSE(item("zprofile-apply"));
-        render(QStringLiteral("zprofile-load-error"));
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-close")); }).value_or(Outcome::canceled()).kind, Outcome::Kind::failure);
-        m_view.reset(); // before the model it shows
-    }
-    {
-        ZprofileHome home;
-        home.write("export JAVA_HOME=$(/usr/libexec/java_home)\n");
-        auto sheet = home.open();
-        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
-        EXPECT_TRUE(item("zprofile-already-set"));
-        render(QStringLiteral("zprofile-already-set"));
+        EXPECT_TRUE(item(state.shown)) << state.name;
+        EXPECT_EQ(item("zprofile-apply") != nullptr, state.leave == std::string("zprofile-cancel")) << state.name;
+        render(QStringLiteral("zprofile-") + state.name);
+        EXPECT_TRUE(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click(state.leave)) << state.name; })) << state.name;
         m_view.reset(); // before the model it shows
     }
 }
