@@ -171,7 +171,7 @@ Page {
             }
             Button {
                 objectName: "remediation-article"
-                visible: sheet.model.state === RemediationSheetModel.Failed
+                visible: sheet.model.showsFailure
                 text: sheet.model.articleText
                 Accessible.name: text
                 Accessible.onPressAction: clicked()
@@ -180,8 +180,8 @@ Page {
             Button {
                 id: endButton
                 objectName: "remediation-end"
-                visible: sheet.model.showsContinue || sheet.model.state === RemediationSheetModel.Failed
-                text: sheet.model.showsContinue ? sheet.model.continueText : sheet.model.closeText
+                visible: text.length > 0
+                text: sheet.model.endText
                 highlighted: true
                 Accessible.name: text
                 Accessible.onPressAction: clicked()

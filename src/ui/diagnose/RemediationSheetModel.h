@@ -37,6 +37,9 @@ class RemediationSheetModel : public QObject, private FixSequence::FrontEnd {
     Q_PROPERTY(QString skipZshrcText READ skipZshrcText CONSTANT FINAL)
     Q_PROPERTY(QString continueText READ continueText CONSTANT FINAL)
     Q_PROPERTY(bool showsContinue READ showsContinue NOTIFY changed FINAL)
+    Q_PROPERTY(bool showsFailure READ showsFailure NOTIFY changed FINAL)
+    /// The button that leaves the ended sheet: Continue (to verify) or Close; empty while running.
+    Q_PROPERTY(QString endText READ endText NOTIFY changed FINAL)
     Q_PROPERTY(QString articleText READ articleText CONSTANT FINAL)
     Q_PROPERTY(QString closeText READ closeText CONSTANT FINAL)
     Q_PROPERTY(QString copyOutputText READ copyOutputText CONSTANT FINAL)
@@ -66,6 +69,8 @@ public:
     [[nodiscard]] QString skipZshrcText() const { return QStringLiteral("Skip"); }
     [[nodiscard]] QString continueText() const;
     [[nodiscard]] bool showsContinue() const { return m_state == State::Succeeded; }
+    [[nodiscard]] bool showsFailure() const { return m_state == State::Failed; }
+    [[nodiscard]] QString endText() const { return showsContinue() ? continueText() : showsFailure() ? closeText() : QString(); }
     [[nodiscard]] QString articleText() const { return QStringLiteral("Open the article"); }
     [[nodiscard]] QString closeText() const { return QStringLiteral("Close"); }
     [[nodiscard]] QString copyOutputText() const { return QStringLiteral("Copy output"); }
