@@ -167,7 +167,7 @@ struct FixSequence::Run {
             writer.apply(preview);
             frontEnd.line(QStringLiteral("Updated ") + preview.path + QStringLiteral(". Backup at ") + preview.backupPath + QLatin1Char('.'));
         } catch (const FileAppendWriter::WriteError &error) {
-            frontEnd.line(error.message()); // the fix itself still succeeded
+            frontEnd.zshrcAppendFailed(error.message());
         }
     }
 

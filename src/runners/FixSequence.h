@@ -43,6 +43,9 @@ public:
         /// Whether to append Homebrew's shellenv line to ~/.zprofile after Homebrew's install.
         /// The app appends it unasked (its lines say so); the doctor asks, as for every profile.
         virtual bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) = 0;
+        /// The accepted ~/.zshrc append could not be written (the fix itself still succeeded).
+        /// A screen may show it beside the offer; by default it is one more line.
+        virtual void zshrcAppendFailed(const QString &message) { line(message); }
     };
 
     struct Configuration {

@@ -1,0 +1,203 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tarnwick
+
+// A fix running: its output streams into a list that follows the newest line unless the person
+// scrolled up to read; the buttons change with the run's end.
+Page {
+    id: sheet
+    required property RemediationSheetModel model
+
+    objectName: "remediation-progress"
+    implicitWidth: 640
+    implicitHeight: 480
+    padding: 24
+    background: Rectangle { color: sheet.palette.window }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 12
+
+        Label {
+            text: sheet.model.title
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
+            font.pixelSize: 20
+            font.weight: Font.DemiBold
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+        }
+        Label {
+            visible: text.length > 0
+            text: sheet.model.explainer
+            Accessible.name: text
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+        }
+        RowLayout {
+            visible: sheet.model.statusText.length > 0
+            spacing: 8
+            BusyIndicator {
+                running: parent.visible
+                Layout.preferredWidth: 20
+                Layout.preferredHeight: 20
+            }
+            Label {
+                objectName: "remediation-status"
+                text: sheet.model.statusText
+                Accessible.name: text
+            }
+        }
+
+        Frame {
+            padding: 1
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.minimumHeight: 120
+            background: Rectangle { color: sheet.palette.base; border.color: sheet.palette.mid }
+
+            ListView {
+                id: output
+                objectName: "remediation-output"
+                anchors.fill: parent
+                clip: true
+                model: sheet.model.lines
+                boundsBehavior: Flickable.StopAtBounds
+                ScrollBar.vertical: ScrollBar {}
+                // Follows the newest line until the person scrolls up; scrolling back down
+                // resumes it.
+                property bool following: true
+                onMovementEnded: following = atYEnd
+                onCountChanged: if (following) Qt.callLater(output.positionViewAtEnd)
+
+                delegate: TextArea {
+                    required property string line
+                    required property bool isRetry
+                    objectName: isRetry ? "remediation-retry-line" : ""
+                    width: ListView.view.width
+                    topPadding: 0
+                    bottomPadding: 0
+                    leftPadding: 8
+                    rightPadding: 8
+                    background: null
+                    text: line
+                    readOnly: true
+                    selectByMouse: true
+                    wrapMode: TextEdit.WrapAnywhere
+                    font.family: "monospace"
+                    font.pixelSize: 12
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
+                }
+            }
+        }
+
+        // The ~/.zshrc offer stands where Continue would be until it is applied or skipped.
+        ColumnLayout {
+            visible: sheet.model.zshrcOfferPending
+            spacing: 6
+            Layout.fillWidth: true
+            Label {
+                text: sheet.model.zshrcOfferText
+                Accessible.name: text
+                wrapMode: Text.Wrap
+                Layout.fillWidth: true
+            }
+            Label {
+                text: sheet.model.zshrcBackupLine
+                Accessible.name: text
+                font.pixelSize: 11
+                color: sheet.palette.placeholderText
+                Layout.fillWidth: true
+            }
+            Label {
+                objectName: "remediation-zshrc-preview"
+                text: sheet.model.zshrcPreview
+                Accessible.name: text
+                font.family: "monospace"
+                font.pixelSize: 12
+                padding: 6
+                background: Rectangle { color: sheet.palette.base }
+                Layout.fillWidth: true
+            }
+        }
+        Label {
+            objectName: "remediation-zshrc-error"
+            visible: text.length > 0
+            text: sheet.model.zshrcError
+            Accessible.name: text
+            color: "#c0392b"
+            wrapMode: Text.Wrap
+            Layout.fillWidth: true
+        }
+
+        RowLayout {
+            spacing: 12
+            Layout.fillWidth: true
+
+            Button {
+                objectName: "remediation-copy-output"
+                text: sheet.model.copyOutputText
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.copyOutput()
+            }
+            Item { Layout.fillWidth: true }
+            Button {
+                objectName: "remediation-cancel"
+                visible: sheet.model.canCancel
+                text: sheet.model.cancelText
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.cancel()
+            }
+            Button {
+                objectName: "remediation-zshrc-skip"
+                visible: sheet.model.zshrcOfferPending
+                text: sheet.model.skipZshrcText
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.skipZshrc()
+            }
+            Button {
+                objectName: "remediation-zshrc-apply"
+                visible: sheet.model.zshrcOfferPending
+                text: sheet.model.applyZshrcText
+                highlighted: true
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.applyZshrc()
+            }
+            Button {
+                objectName: "remediation-article"
+                visible: sheet.model.showsFailure
+                text: sheet.model.articleText
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.openArticle()
+            }
+            Button {
+                id: endButton
+                objectName: "remediation-end"
+                visible: text.length > 0
+                text: sheet.model.endText
+                highlighted: true
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                onClicked: sheet.model.leave()
+            }
+        }
+    }
+
+    Shortcut {
+        sequences: ["Return", "Enter"]
+        enabled: endButton.visible
+        onActivated: endButton.clicked()
+    }
+    Shortcut {
+        sequence: "Escape"
+        enabled: sheet.model.canCancel
+        onActivated: sheet.model.cancel()
+    }
+}

@@ -1,0 +1,518 @@
+#include "UiTestSupport.h"
+
+#include "StandIns.h"
+#include "fixtures/FixtureServices.h"
+#include "services/LiveFileSystem.h"
+#include "ui/diagnose/RemediationSheetModel.h"
+#include "ui/diagnose/ZprofileDiffSheetModel.h"
+
+#include <QClipboard>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+using Outcome = FixSequence::Outcome;
+
+const QString kSite = QStringLiteral("https://ferrowood.test");
+
+ScreenContext contextFor(AppServices services, RecordingSink &sink, QList<QUrl> &opened)
+{
+    return ScreenContext{.services = std::move(services), .platform = {}, .telemetry = &sink,
+                         .openLink = [&opened](const QUrl &url) { opened.append(url); }, .site = MakerSite(QUrl(kSite))};
+}
+
+// What a sheet reported when the person left it.
+std::optional<Outcome> waitForFinish(QObject *sheet, const std::function<void()> &act = {})
+{
+    std::optional<Outcome> outcome;
+    if (auto *remediation = qobject_cast<RemediationSheetModel *>(sheet))
+        QObject::connect(remediation, &RemediationSheetModel::finished, [&outcome](const Outcome &o) { outcome = o; });
+    if (auto *diff = qobject_cast<ZprofileDiffSheetModel *>(sheet))
+        QObject::connect(diff, &ZprofileDiffSheetModel::finished, [&outcome](const Outcome &o) { outcome = o; });
+    if (act)
+        act();
+    (void)QTest::qWaitFor([&outcome] { return outcome.has_value(); }, 20000);
+    return outcome;
+}
+
+bool processAlive(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray text = stat.readAll();
+    return text.mid(text.lastIndexOf(')') + 2, 1) != "Z"; // a zombie has ended; only its parent may reap it
+}
+
+} // namespace
+
+// A simulated Mac; with Mise, its install succeeds and ~/.zshrc lacks the activation line.
+struct SimulatedMacSheet {
+    FixtureServices fixture;
+    RecordingSink sink;
+    QList<QUrl> opened;
+    ScreenContext context = contextFor(fixture.services(), sink, opened);
+
+    explicit SimulatedMacSheet(bool withMise = false)
+    {
+        if (!withMise)
+            return;
+        fixture.fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
+        fixture.processRunner->script(QStringLiteral("/bin/zsh"),
+                                      [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("mise java@temurin-25 ✓ installed"), {}}; });
+    }
+};
+
+// A throw-away home folder on the real file system, where a real login zsh runs the programs.
+struct RealHome {
+    QTemporaryDir home;
+    StandIns mac;
+    RecordingSink sink;
+    QList<QUrl> opened;
+    ScreenContext context;
+
+    RealHome()
+    {
+        mac.setEnvironment({{QStringLiteral("HOME"), home.path()}});
+        FixtureServices fixture;
+        AppServices services = fixture.services();
+        services.processRunner = mac.runner();
+        services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
+        context = contextFor(services, sink, opened);
+    }
+    QString path(const char *name = ".zprofile") const { return home.filePath(QString::fromLatin1(name)); }
+    void write(const QByteArray &text, const char *name = ".zprofile") const
+    {
+        QDir(home.path()).mkpath(QFileInfo(path(name)).path());
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    QByteArray contents() const
+    {
+        QFile file(path());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+    std::unique_ptr<ZprofileDiffSheetModel> open()
+    {
+        auto sheet = std::make_unique<ZprofileDiffSheetModel>(context, Remediation::writeJavaHomeToZprofile(QStringLiteral("/jdk")));
+        (void)QTest::qWaitFor([&] { return sheet->state() != ZprofileDiffSheetModel::State::Loading; }, 10000);
+        return sheet;
+    }
+};
+
+// A real login zsh runs a stand-in `sdk` that sleeps; Cancel must stop the process and end the
+// sheet as canceled, with the canceled event only.
+TEST(RemediationSheet, CancelStopsTheRunningProgramAndClosesTheSheet)
+{
+    RealHome mac;
+    mac.write("sdk() { sleep 30 & echo $! > \"$HOME/sleep.pid\"; echo started; wait; echo finished anyway; }\n", ".sdkman/bin/sdkman-init.sh");
+    auto &[home, runner, sink, opened, context] = mac;
+
+    RemediationSheetModel sheet(context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.lines()->lines().contains(QStringLiteral("started")); }, 20000)) << sheet.lines()->lines().join('\n').toStdString();
+    EXPECT_EQ(sheet.statusText(), QStringLiteral("Running…"));
+    EXPECT_EQ(sheet.cancelText(), QStringLiteral("Cancel"));
+    QFile pidFile(home.filePath(QStringLiteral("sleep.pid")));
+    ASSERT_TRUE(pidFile.open(QIODevice::ReadOnly));
+    const qint64 pid = pidFile.readAll().trimmed().toLongLong();
+    ASSERT_TRUE(processAlive(pid));
+
+    const std::optional<Outcome> outcome = waitForFinish(&sheet, [&] {
+        sheet.cancel();
+        EXPECT_EQ(sheet.cancelText(), QStringLiteral("Canceling…"));
+    });
+    EXPECT_EQ(outcome, Outcome::canceled());
+    EXPECT_EQ(sheet.state(), RemediationSheetModel::State::Canceled);
+    EXPECT_FALSE(processAlive(pid)) << "the stand-in's sleep outlived the cancel";
+    EXPECT_FALSE(sheet.lines()->lines().contains(QStringLiteral("finished anyway")));
+    EXPECT_EQ(sink.names(), QStringList{QStringLiteral("remediation_canceled")});
+}
+
+// How a run ends decides the end button, the outcome and the one terminal event.
+TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
+{
+    const QString failure = QStringLiteral("Install failed (exit code %1). The article at [Ferrowood](https://ferrowood.test/java/unable-to-locate) may help.");
+    const auto brewSucceeds = [](FixtureServices &f) {
+        f.fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "", 0755);
+        f.processRunner->script(QStringLiteral("/opt/homebrew/bin/brew"),
+                                [](const QStringList &, const auto &) { return ProcessResult{0, QStringLiteral("==> Installing\n🍺 done"), {}}; });
+    };
+    const struct {
+        const char *name;
+        Remediation remediation;
+        std::function<void(FixtureServices &)> setUp;
+        RemediationSheetModel::State state;
+        QString endText;
+        Outcome outcome;
+        QString event;
+        QStringList lines = {}; // checked when given
+    } cases[] = {
+        // Download progress takes one row, updated in place.
+        {"package", Remediation::installViaPKG(25),
+         [](FixtureServices &f) {
+             const QByteArray package(3 * 1048576 + 104858, 'p'); // 3.1 MB, arriving in several chunks
+             const QByteArray checksum = QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex();
+             f.http->respond(QUrl(QStringLiteral("https://api.adoptium.net/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
+                             HTTPResponse{200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
+                                                       + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
+             f.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse{200, {}, package});
+             f.processRunner->script(QStringLiteral("/usr/bin/osascript"), [](const QStringList &, const auto &) { return ProcessResult{0, {}, {}}; });
+         },
+         RemediationSheetModel::State::Succeeded, QStringLiteral("Continue to verify"), Outcome::success(QStringLiteral("Temurin installed.")),
+         QStringLiteral("remediation_completed"),
+         {"Looking up Temurin 25 on Adoptium…", "Downloaded 3.1 MB of 3.1 MB", "Verifying SHA256 checksum…",
+          "Running /usr/sbin/installer (macOS will ask for your password)…", "Installer completed."}},
+        {"Warp by brew", Remediation::installWarpViaBrew(QStringLiteral("warp")), brewSucceeds, RemediationSheetModel::State::Succeeded,
+         QStringLiteral("Continue"), Outcome::success(QStringLiteral("Warp installed.")), QStringLiteral("remediation_completed")},
+        {"Temurin by brew", Remediation::installTemurinViaBrew(QStringLiteral("temurin@25")), brewSucceeds, RemediationSheetModel::State::Succeeded,
+         QStringLiteral("Continue to verify"), Outcome::success(QStringLiteral("Temurin installed.")), QStringLiteral("remediation_completed")},
+        {"no SDKMAN", Remediation::installViaSDKMAN(QStringLiteral("25-tem")), [](FixtureServices &) {}, RemediationSheetModel::State::Failed,
+         QStringLiteral("Close"), Outcome::failure(failure.arg(-1)), QStringLiteral("remediation_failed")},
+        // The first phase fails: the second never starts, though brew is there to run it.
+        {"Homebrew fails before Temurin", Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")),
+         [brewSucceeds](FixtureServices &f) {
+             brewSucceeds(f);
+             f.processRunner->script(QStringLiteral("/bin/bash"), [](const QStringList &, const auto &) {
+                 return ProcessResult{1, QStringLiteral("Failed during: /usr/bin/sudo"), {}};
+             });
+         },
+         RemediationSheetModel::State::Failed, QStringLiteral("Close"), Outcome::failure(failure.arg(1)), QStringLiteral("remediation_failed")},
+    };
+    for (const auto &c : cases) {
+        SimulatedMacSheet mac;
+        c.setUp(mac.fixture);
+        auto &[fixture, sink, opened, context] = mac;
+        RemediationSheetModel sheet(context, c.remediation);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet.state() != RemediationSheetModel::State::Running; }, 10000)) << c.name;
+        EXPECT_EQ(sheet.state(), c.state) << c.name;
+        if (!c.lines.isEmpty()) {
+            EXPECT_EQ(sheet.lines()->lines(), c.lines) << c.name;
+        }
+        EXPECT_EQ(sheet.endText(), c.endText) << c.name;
+        EXPECT_FALSE(sheet.canCancel()) << c.name;
+        EXPECT_FALSE(sheet.lines()->lines().contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << c.name;
+
+        sheet.copyOutput();
+        EXPECT_EQ(QGuiApplication::clipboard()->text(), sheet.lines()->lines().join('\n')) << c.name;
+        EXPECT_FALSE(sheet.lines()->lines().isEmpty()) << c.name;
+        sheet.openArticle();
+        EXPECT_EQ(opened, QList<QUrl>{QUrl(kSite + QStringLiteral("/java/download"))}) << c.name;
+
+        EXPECT_EQ(waitForFinish(&sheet, [&] { sheet.leave(); sheet.leave(); }), c.outcome) << c.name;
+        EXPECT_EQ(sink.names(), QStringList{c.event}) << c.name;
+    }
+}
+
+// The ~/.zshrc offer after Mise stands in place of Continue until it is applied or skipped; a
+// failed append leaves the fix a success with the error shown; a sheet closed while it asks
+// ends the run as canceled.
+TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
+{
+    const QString zshrc = QStringLiteral("/Users/tester/.zshrc");
+    enum class Answer { apply, skip, applyAfterAnEdit, closeSheet };
+    const struct {
+        Answer answer;
+        QString lastLine; // empty: the sheet is gone
+        QString error;
+        QString event;
+    } cases[] = {
+        {Answer::apply, QStringLiteral("Updated /Users/tester/.zshrc. Backup at /Users/tester/.zshrc.bak."), {}, QStringLiteral("remediation_completed")},
+        {Answer::skip, QStringLiteral("Skipped ~/.zshrc edit. JAVA_HOME may stay unset in fresh shells until you add the line manually."), {},
+         QStringLiteral("remediation_completed")},
+        {Answer::applyAfterAnEdit, QStringLiteral("/Users/tester/.zshrc changed while the change was being reviewed, so nothing was written. Review the change again."),
+         QStringLiteral("/Users/tester/.zshrc changed while the change was being reviewed, so nothing was written. Review the change again."),
+         QStringLiteral("remediation_completed")},
+        {Answer::closeSheet, {}, {}, QStringLiteral("remediation_canceled")},
+    };
+    for (const auto &c : cases) {
+        SimulatedMacSheet mac(true);
+        auto &[fixture, sink, opened, context] = mac;
+        auto sheet = std::make_unique<RemediationSheetModel>(context, Remediation::installViaMise(QStringLiteral("temurin-25")));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000)) << c.lastLine.toStdString();
+        EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
+        EXPECT_EQ(sheet->zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
+        EXPECT_FALSE(sheet->zshrcPreviewLines().isEmpty());
+        QTest::qWait(100); // the run does not go on while the question is open
+        EXPECT_FALSE(sheet->showsContinue());
+        EXPECT_FALSE(sheet->canCancel());
+        EXPECT_FALSE(fixture.fs->fileExists(zshrc));
+
+        if (c.answer == Answer::closeSheet) {
+            sheet.reset(); // must not wait for an answer that will never come
+            EXPECT_EQ(sink.names(), QStringList{c.event});
+            continue;
+        }
+        if (c.answer == Answer::applyAfterAnEdit)
+            fixture.fs->addFile(zshrc, "export EDITED=1\n", 0644);
+        c.answer == Answer::skip ? sheet->skipZshrc() : sheet->applyZshrc();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->showsContinue(); }, 10000)) << c.lastLine.toStdString();
+        EXPECT_FALSE(sheet->zshrcOfferPending());
+        EXPECT_EQ(fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc.bak")), c.answer == Answer::apply);
+        EXPECT_EQ(sheet->lines()->lines().last(), c.lastLine);
+        EXPECT_EQ(sheet->zshrcError(), c.error);
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+        EXPECT_EQ(sink.names(), QStringList{c.event});
+    }
+}
+
+namespace {
+
+QStringList texts(const QVariantList &rows, bool addedOnly = false)
+{
+    QStringList result;
+    for (const QVariant &row : rows)
+        if (!addedOnly || row.toMap().value(QStringLiteral("added")).toBool())
+            result.append(row.toMap().value(QStringLiteral("text")).toString());
+    return result;
+}
+
+} // namespace
+
+// Nothing is written before Apply; the full file marks exactly the appended lines.
+TEST(ZprofileDiffSheet, WritesOnlyOnApply)
+{
+    for (const bool exists : {false, true}) {
+        RealHome home;
+        if (exists)
+            home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'");
+        const QByteArray before = home.contents();
+        auto sheet = home.open();
+        ASSERT_EQ(sheet->state(), ZprofileDiffSheetModel::State::Previewed) << exists;
+        EXPECT_EQ(sheet->createdNote(), exists ? QString() : QStringLiteral("Creating `~/.zprofile` (didn't exist before)."));
+        EXPECT_EQ(sheet->backupLine(), QStringLiteral("Backup: `") + home.path(".zprofile.bak") + '`');
+        const QStringList added = texts(sheet->diffLines());
+        EXPECT_EQ(texts(sheet->diffLines(), true), added);
+        ASSERT_FALSE(added.isEmpty());
+
+        sheet->toggleFullFile();
+        EXPECT_EQ(sheet->toggleText(), QStringLiteral("Show only changes"));
+        const QStringList full = texts(sheet->diffLines());
+        EXPECT_EQ(texts(sheet->diffLines(), true), added) << "only the appended lines are marked";
+        if (exists)
+            EXPECT_EQ(full.mid(0, 3), (QStringList{"export PATH=/opt/bin:$PATH", "", "alias ll='ls -l'"})) << "empty lines kept";
+        else
+            EXPECT_EQ(full, added);
+        sheet->toggleFullFile();
+        EXPECT_EQ(sheet->toggleText(), QStringLiteral("Show full file"));
+        EXPECT_EQ(texts(sheet->diffLines()), added);
+
+        QTest::qWait(50);
+        EXPECT_EQ(home.contents(), before) << "written before Apply";
+        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
+        sheet->apply();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->state() == ZprofileDiffSheetModel::State::Applied; }, 10000));
+        EXPECT_TRUE(home.contents().endsWith(added.join('\n').toUtf8() + '\n'));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->cancel(); sheet->continueToVerify(); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_completed")});
+    }
+}
+
+// The sheets that end without a write: already set, unreadable, changed under review then cancelled.
+TEST(ZprofileDiffSheet, EndsWithoutWriting)
+{
+    {
+        RealHome home;
+        home.write("# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n");
+        auto sheet = home.open();
+        EXPECT_EQ(sheet->state(), ZprofileDiffSheetModel::State::AlreadySet);
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->apply(); sheet->continueToVerify(); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME already set in ~/.zprofile.")));
+        EXPECT_EQ(home.contents(), QByteArray("# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n"));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_completed")});
+    }
+    {
+        RealHome home;
+        QDir(home.home.path()).mkdir(QStringLiteral(".zprofile")); // unreadable as a file, even for root
+        auto sheet = home.open();
+        ASSERT_EQ(sheet->state(), ZprofileDiffSheetModel::State::LoadFailed);
+        EXPECT_TRUE(sheet->loadError().startsWith(QStringLiteral("Couldn't read ~/.zprofile: "))) << sheet->loadError().toStdString();
+        EXPECT_GT(sheet->loadError().size(), QStringLiteral("Couldn't read ~/.zprofile: ").size());
+        sheet->apply();
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->close(); }), Outcome::failure(sheet->loadError()));
+        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")});
+    }
+    {
+        RealHome home;
+        home.write("export A=1\n");
+        auto sheet = home.open();
+        home.write("export A=2\n"); // edited in another window while the sheet is open
+        sheet->apply();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !sheet->applyError().isEmpty(); }, 10000));
+        EXPECT_EQ(sheet->state(), ZprofileDiffSheetModel::State::Previewed) << "the sheet stays open";
+        EXPECT_EQ(home.contents(), QByteArray("export A=2\n"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->cancel(); }), Outcome::canceled());
+        EXPECT_EQ(home.sink.names(), QStringList{QStringLiteral("remediation_failed")}) << "a second terminal event";
+    }
+}
+
+namespace {
+
+QStringList g_sheetWarnings;
+QtMessageHandler g_nextHandler = nullptr;
+
+void recordSheetWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        g_sheetWarnings.append(message);
+    g_nextHandler(type, context, message);
+}
+
+// One sheet's real view, offscreen, as the diagnose screen's dialog will hold it; any QML
+// warning fails the test.
+class SheetView : public ::testing::Test {
+protected:
+    void SetUp() override { g_sheetWarnings.clear(); g_nextHandler = qInstallMessageHandler(recordSheetWarnings); }
+    void TearDown() override
+    {
+        m_view.reset();
+        qInstallMessageHandler(g_nextHandler);
+        EXPECT_EQ(g_sheetWarnings, QStringList()) << "QML warned";
+    }
+
+    QQuickView *show(const QString &file, QObject *model)
+    {
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->resize(640, 480);
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + file));
+        m_view->show();
+        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get()) ? m_view.get() : nullptr;
+    }
+
+    static QQuickItem *item(QQuickItem *root, const QString &name)
+    {
+        if (root->objectName() == name && root->isVisible())
+            return root;
+        for (QQuickItem *child : root->childItems())
+            if (QQuickItem *found = item(child, name))
+                return found;
+        return nullptr;
+    }
+    QQuickItem *item(const char *name) { return item(m_view->rootObject(), QString::fromLatin1(name)); }
+
+    // Clicks the named control; false when it is not shown.
+    bool click(const char *name)
+    {
+        QQuickItem *target = item(name);
+        if (!target)
+            return false;
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+        return true;
+    }
+
+    void render(const QString &name)
+    {
+        QTest::qWait(50); // let the layouts settle
+        const QString path = QStringLiteral(UI_SCREENSHOT_DIR "/sheet-%1.png").arg(name);
+        EXPECT_TRUE(m_view->grabWindow().save(path)) << path.toStdString();
+    }
+
+    std::unique_ptr<QQuickView> m_view;
+};
+
+} // namespace
+
+TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
+{
+    {
+        // More lines than fit: the list follows the newest one.
+        RealHome mac;
+        mac.write("sdk() { for i in $(seq 1 60); do echo \"==> step $i of the install\"; done; echo 'Retrying with `brew reinstall`'; sleep 30; }\n",
+                  ".sdkman/bin/sdkman-init.sh");
+        RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-retry-line"); }, 20000)) << "the newest line is not in view";
+        EXPECT_TRUE(item("remediation-status"));
+        render(QStringLiteral("remediation-running"));
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-cancel")); }), Outcome::canceled());
+        m_view.reset(); // before the model it shows
+    }
+    {
+        SimulatedMacSheet mac(true);
+        auto &[fixture, sink, opened, context] = mac;
+        RemediationSheetModel sheet(context, Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-zshrc-apply"); }, 10000));
+        EXPECT_FALSE(item("remediation-end"));
+        render(QStringLiteral("remediation-zshrc-offer"));
+        EXPECT_TRUE(click("remediation-zshrc-apply"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-end"); }, 10000));
+        render(QStringLiteral("remediation-succeeded"));
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-end")); }),
+                  Outcome::success(QStringLiteral("Configured Mise to set JAVA_HOME.")));
+        m_view.reset(); // before the model it shows
+    }
+    {
+        SimulatedMacSheet mac;
+        RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
+        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-article"); }, 10000));
+        render(QStringLiteral("remediation-failed"));
+        EXPECT_TRUE(click("remediation-article"));
+        EXPECT_EQ(mac.opened.size(), 1);
+        EXPECT_EQ(waitForFinish(&sheet, [&] { EXPECT_TRUE(click("remediation-end")); }).value_or(Outcome::canceled()).kind, Outcome::Kind::failure);
+        m_view.reset(); // before the model it shows
+    }
+}
+
+TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
+{
+    {
+        RealHome home;
+        home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'\n");
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        render(QStringLiteral("zprofile-changes"));
+        EXPECT_TRUE(click("zprofile-toggle"));
+        EXPECT_TRUE(sheet->showFullFile());
+        render(QStringLiteral("zprofile-full-file"));
+        EXPECT_TRUE(click("zprofile-apply"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item("zprofile-continue"); }, 10000));
+        EXPECT_FALSE(item("zprofile-cancel"));
+        render(QStringLiteral("zprofile-applied"));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click("zprofile-continue")); }),
+                  Outcome::success(QStringLiteral("JAVA_HOME set in ~/.zprofile.")));
+        m_view.reset(); // before the model it shows
+    }
+    // The other states, each with its way out.
+    const struct {
+        const char *name;
+        std::function<void(RealHome &)> setUp;
+        const char *shown;
+        const char *leave;
+    } states[] = {
+        {"creating", [](RealHome &) {}, "zprofile-created-note", "zprofile-cancel"},
+        {"load-error", [](RealHome &h) { QDir(h.home.path()).mkdir(QStringLiteral(".zprofile")); }, "zprofile-load-error", "zprofile-close"},
+        {"already-set", [](RealHome &h) { h.write("export JAVA_HOME=$(/usr/libexec/java_home)\n"); }, "zprofile-already-set", "zprofile-continue"},
+    };
+    for (const auto &state : states) {
+        RealHome home;
+        state.setUp(home);
+        auto sheet = home.open();
+        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        EXPECT_TRUE(item(state.shown)) << state.name;
+        EXPECT_EQ(item("zprofile-apply") != nullptr, state.leave == std::string("zprofile-cancel")) << state.name;
+        render(QStringLiteral("zprofile-") + state.name);
+        EXPECT_TRUE(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click(state.leave)) << state.name; })) << state.name;
+        m_view.reset(); // before the model it shows
+    }
+}
