@@ -59,7 +59,8 @@ void TarnwickAppModel::setProfile(const SystemProfile &profile)
 void TarnwickAppModel::push(Screen screen)
 {
     if (screen == Screen::diagnose && !m_path.contains(Screen::diagnose))
-        m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this);
+        m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this, {},
+                                           DiagnoseViewModel::Sheets::hosted);
     m_path.append(screen);
     emit pageChanged();
 }

@@ -92,5 +92,41 @@ Item {
             }
         }
 
-    Component.onCompleted: view.model.start()
+    // A running fix: a modal sheet over the detail screen, open exactly while the model holds the
+    // sheet's model. Only the sheet's own buttons close it, through the model.
+    Dialog {
+        id: sheetDialog
+        objectName: "remediation-sheet"
+        modal: true
+        closePolicy: Popup.NoAutoClose
+        parent: Overlay.overlay
+        x: 24
+        y: 24
+        width: view.width - 48
+        height: view.height - 48
+        padding: 0
+        visible: view.model.remediationSheet !== null || view.model.zprofileSheet !== null
+        title: view.model.remediationSheet !== null ? view.model.remediationSheet.title
+             : view.model.zprofileSheet !== null ? view.model.zprofileSheet.title : ""
+
+        Loader {
+            id: sheetLoader
+            anchors.fill: parent
+        }
+    }
+
+    function showSheet() {
+        if (view.model.remediationSheet !== null)
+            sheetLoader.setSource("RemediationSheet.qml", {model: view.model.remediationSheet})
+        else if (view.model.zprofileSheet !== null)
+            sheetLoader.setSource("ZprofileDiffSheet.qml", {model: view.model.zprofileSheet})
+        else
+            sheetLoader.setSource("")
+    }
+
+    Component.onCompleted: {
+        view.model.sheetRequested.connect(view.showSheet)
+        view.model.sheetClosed.connect(view.showSheet)
+        view.model.start()
+    }
 }

@@ -11,13 +11,14 @@
 namespace TE = TelemetryEvents;
 
 DiagnoseViewModel::DiagnoseViewModel(const ScreenContext &context, std::optional<SystemProfile> launchProfile,
-                                     std::function<void()> pushAudit, QObject *parent, QUrl adoptiumBaseURL)
+                                     std::function<void()> pushAudit, QObject *parent, QUrl adoptiumBaseURL, Sheets sheets)
     : QObject(parent),
       m_context(context),
       m_flow(context.services, context.platform, adoptiumBaseURL.isEmpty() ? AdoptiumAPI::defaultBaseURL() : adoptiumBaseURL),
       m_pushAudit(std::move(pushAudit)),
       m_npsCard(new NpsCardModel(context.services.store, context.telemetry, this)),
       m_launchProfile(std::move(launchProfile)),
+      m_sheets(sheets),
       m_showNps(!NpsCardModel::wasSubmitted(*context.services.store))
 {
     const auto hideCard = [this] {
@@ -91,7 +92,7 @@ void DiagnoseViewModel::remediate(const Remediation &remediation)
     m_remediation = remediation;
     m_sheetRemediation = remediation;
     setState(State::Remediating);
-    emit sheetRequested(remediation);
+    openSheet(remediation);
 }
 
 void DiagnoseViewModel::remediatePrimary()
@@ -110,9 +111,33 @@ void DiagnoseViewModel::remediateSecondary()
         remediate(Remediation::installViaPKG(*version));
 }
 
+void DiagnoseViewModel::openSheet(const Remediation &remediation)
+{
+    if (m_sheets == Sheets::hosted) {
+        // The sheet ends through its own buttons; its outcome drives this model on.
+        if (remediation.kind() == Remediation::Kind::writeJavaHomeToZprofile) {
+            m_zprofileSheet = new ZprofileDiffSheetModel(m_context, remediation, this);
+            connect(m_zprofileSheet, &ZprofileDiffSheetModel::finished, this, &DiagnoseViewModel::finish);
+        } else {
+            m_remediationSheet = new RemediationSheetModel(m_context, remediation, this);
+            connect(m_remediationSheet, &RemediationSheetModel::finished, this, &DiagnoseViewModel::finish);
+        }
+        emit changed();
+    }
+    emit sheetRequested(remediation);
+}
+
 void DiagnoseViewModel::closeSheet()
 {
     m_sheetRemediation.reset();
+    // Not deleted at once: closing may come from the sheet's own signal. Its destructor stops
+    // and joins its worker.
+    for (QObject *sheet : {static_cast<QObject *>(m_remediationSheet), static_cast<QObject *>(m_zprofileSheet)}) {
+        if (sheet)
+            sheet->deleteLater();
+    }
+    m_remediationSheet = nullptr;
+    m_zprofileSheet = nullptr;
     emit sheetClosed();
 }
 
@@ -193,7 +218,7 @@ void DiagnoseViewModel::setJavaHome()
                  m_remediation = fix;
                  m_sheetRemediation = fix;
                  setState(State::Remediating);
-                 emit sheetRequested(fix);
+                 openSheet(fix);
              });
 }
 

@@ -7,6 +7,8 @@
 #include "services/ProcessCancellation.h"
 #include "ui/common/NpsCardModel.h"
 #include "ui/common/ScreenContext.h"
+#include "ui/diagnose/RemediationSheetModel.h"
+#include "ui/diagnose/ZprofileDiffSheetModel.h"
 
 #include <QFuture>
 #include <QObject>
@@ -18,8 +20,8 @@
 /// The diagnose screen's state machine: probing, the diagnosis with its fix, the running fix, the
 /// check that it worked, and a completed or failed end, then on to the system audit. Profiling,
 /// diagnosing, verifying and the JAVA_HOME follow-up run on a worker; state changes only on the UI
-/// thread. The sheet that runs a fix is someone else's: this model says which fix it shows
-/// (`sheetRemediation`) and hears back through `finish`.
+/// thread. While a fix runs, the sheet's own model (the streaming one, or the ~/.zprofile diff for
+/// that fix) is a child of this one, and its end comes back through `finish`.
 class DiagnoseViewModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -54,14 +56,19 @@ class DiagnoseViewModel : public QObject {
     Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
     Q_PROPERTY(QString articleLinkText READ articleLinkText CONSTANT FINAL)
     Q_PROPERTY(bool sheetOpen READ sheetOpen NOTIFY changed FINAL)
+    Q_PROPERTY(RemediationSheetModel *remediationSheet READ remediationSheet NOTIFY changed FINAL)
+    Q_PROPERTY(ZprofileDiffSheetModel *zprofileSheet READ zprofileSheet NOTIFY changed FINAL)
 public:
     enum class State { Probing, Diagnosed, Remediating, Verifying, Verified, Completed, Error };
     Q_ENUM(State)
+    /// Who runs a requested fix: the sheet models this model creates (the app), or whoever
+    /// listens to `sheetRequested` and calls `finish` (tests of the flow alone).
+    enum class Sheets { hosted, external };
 
     /// `launchProfile` is the profile taken at start-up, if it is in yet; `pushAudit` moves the
     /// app on to the system audit.
     DiagnoseViewModel(const ScreenContext &context, std::optional<SystemProfile> launchProfile, std::function<void()> pushAudit,
-                      QObject *parent = nullptr, QUrl adoptiumBaseURL = {});
+                      QObject *parent = nullptr, QUrl adoptiumBaseURL = {}, Sheets sheets = Sheets::external);
     /// Stops the worker and waits for it: no worker outlives the services it uses.
     ~DiagnoseViewModel() override;
 
@@ -123,6 +130,9 @@ public:
     [[nodiscard]] bool sheetOpen() const { return m_sheetRemediation.has_value(); }
     /// Whether the open sheet is the ~/.zprofile diff sheet rather than the streaming one.
     [[nodiscard]] bool sheetIsZprofile() const;
+    /// The open sheet's model, when this model hosts its sheets; null otherwise.
+    [[nodiscard]] RemediationSheetModel *remediationSheet() const { return m_remediationSheet; }
+    [[nodiscard]] ZprofileDiffSheetModel *zprofileSheet() const { return m_zprofileSheet; }
     /// The fix being remediated, verified or completed.
     [[nodiscard]] const std::optional<Remediation> &remediation() const { return m_remediation; }
     [[nodiscard]] const std::optional<Verifier::Result> &result() const { return m_result; }
@@ -139,6 +149,7 @@ private:
     void setState(State state);
     void diagnoseOnWorker(std::optional<SystemProfile> profile);
     void verifyOnWorker();
+    void openSheet(const Remediation &remediation);
     void closeSheet();
     /// Runs `work` on the global pool and hands its result to `done` on the UI thread, unless
     /// this model is gone by then.
@@ -160,6 +171,9 @@ private:
     std::optional<DiagnoseFlow::Diagnosed> m_lastDiagnosed; // saved when a fix starts, never cleared
     std::optional<Remediation> m_remediation;
     std::optional<Remediation> m_sheetRemediation;
+    Sheets m_sheets;
+    RemediationSheetModel *m_remediationSheet = nullptr;
+    ZprofileDiffSheetModel *m_zprofileSheet = nullptr;
     std::optional<Verifier::Result> m_result;
     QString m_message;
 
