@@ -15,26 +15,16 @@
 
 namespace {
 
-QStringList g_warnings;
-QtMessageHandler g_previousHandler = nullptr;
-
-void recordWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        g_warnings.append(message);
-    g_previousHandler(type, context, message);
-}
-
 // The real window over a simulated Mac; any QML warning while it lives fails the test.
 class AppWindowTest : public ::testing::Test {
 protected:
-    void SetUp() override { g_warnings.clear(); g_previousHandler = qInstallMessageHandler(recordWarnings); }
+    void SetUp() override { m_warnings.emplace(); }
     void TearDown() override
     {
         m_engine.reset();
         m_app.reset();
-        qInstallMessageHandler(g_previousHandler);
-        EXPECT_EQ(g_warnings, QStringList()) << "QML warned";
+        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
+        m_warnings.reset();
     }
 
     QQuickWindow *open()
@@ -75,6 +65,7 @@ protected:
         }
     }
 
+    std::optional<WarningRecorder> m_warnings;
     UiWorld m_world;
     std::unique_ptr<TarnwickAppModel> m_app;
     std::unique_ptr<QQmlApplicationEngine> m_engine;

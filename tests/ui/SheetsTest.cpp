@@ -364,26 +364,16 @@ TEST(ZprofileDiffSheet, EndsWithoutWriting)
 
 namespace {
 
-QStringList g_sheetWarnings;
-QtMessageHandler g_nextHandler = nullptr;
-
-void recordSheetWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        g_sheetWarnings.append(message);
-    g_nextHandler(type, context, message);
-}
-
 // One sheet's real view, offscreen, as the diagnose screen's dialog will hold it; any QML
 // warning fails the test.
 class SheetView : public ::testing::Test {
 protected:
-    void SetUp() override { g_sheetWarnings.clear(); g_nextHandler = qInstallMessageHandler(recordSheetWarnings); }
+    void SetUp() override { m_warnings.emplace(); }
     void TearDown() override
     {
         m_view.reset();
-        qInstallMessageHandler(g_nextHandler);
-        EXPECT_EQ(g_sheetWarnings, QStringList()) << "QML warned";
+        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
+        m_warnings.reset();
     }
 
     QQuickView *show(const QString &file, QObject *model)
@@ -426,6 +416,7 @@ protected:
         EXPECT_TRUE(m_view->grabWindow().save(path)) << path.toStdString();
     }
 
+    std::optional<WarningRecorder> m_warnings;
     std::unique_ptr<QQuickView> m_view;
 };
 

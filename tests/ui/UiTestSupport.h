@@ -6,9 +6,12 @@
 #include "ui/common/ScreenContext.h"
 
 #include <QList>
+#include <QStringList>
+#include <QtGlobal>
 #include <QUrl>
 
 #include <memory>
+#include <optional>
 #include <mutex>
 
 /// Keeps what the models sent; the start-up work tracks from a worker thread.
@@ -48,4 +51,30 @@ struct UiWorld {
                              .openLink = [this](const QUrl &url) { opened.append(url); },
                              .site = MakerSite(std::move(site))};
     }
+};
+
+/// While it lives, every warning Qt logs (QML's included) is kept, and still passed on.
+class WarningRecorder {
+public:
+    WarningRecorder()
+    {
+        s_warnings.clear();
+        s_next = qInstallMessageHandler(&record);
+    }
+    ~WarningRecorder() { qInstallMessageHandler(s_next); }
+    WarningRecorder(const WarningRecorder &) = delete;
+    WarningRecorder &operator=(const WarningRecorder &) = delete;
+
+    [[nodiscard]] static const QStringList &warnings() { return s_warnings; }
+
+private:
+    static void record(QtMsgType type, const QMessageLogContext &context, const QString &message)
+    {
+        if (type != QtDebugMsg && type != QtInfoMsg)
+            s_warnings.append(message);
+        s_next(type, context, message);
+    }
+
+    inline static QStringList s_warnings;
+    inline static QtMessageHandler s_next = nullptr;
 };
