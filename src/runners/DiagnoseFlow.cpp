@@ -14,25 +14,37 @@ SystemProfile DiagnoseFlow::profile(ProcessCancellation *cancellation) const
 
 DiagnoseFlow::Diagnosed DiagnoseFlow::diagnose(const SystemProfile &profile, ProcessCancellation *cancellation) const
 {
+    if (std::optional<Diagnosed> diagnosed = diagnoseAtOnce(profile, std::nullopt))
+        return *diagnosed;
+    return *diagnoseAtOnce(profile, latestLTSMajor(cancellation));
+}
+
+std::optional<DiagnoseFlow::Diagnosed> DiagnoseFlow::diagnoseAtOnce(const SystemProfile &profile, std::optional<int> knownLTSMajor) const
+{
     Diagnosed result {::diagnose(profile.javaState), std::nullopt, std::nullopt};
     switch (result.diagnosis.kind()) {
     case Diagnosis::Kind::D2_HomeUnset:
         result.d2Remediation = remediationForUnsetHome(result.diagnosis.detectedJDK(), profile);
         break;
-    case Diagnosis::Kind::D1_NoJDK: {
-        // Whatever went wrong, the user still gets an install to press; no retry, no message.
-        int major = kFallbackTemurinMajor;
-        try {
-            major = AdoptiumAPI(m_services.http, m_adoptiumBaseURL).latestLTSMajor(cancellation);
-        } catch (const Error &) {
-        }
-        result.d1Remediation = remediationForMissingJDK(major, profile);
+    case Diagnosis::Kind::D1_NoJDK:
+        if (!knownLTSMajor)
+            return std::nullopt;
+        result.d1Remediation = remediationForMissingJDK(*knownLTSMajor, profile);
         break;
-    }
     case Diagnosis::Kind::noErrorsFound:
     case Diagnosis::Kind::unknown: break;
     }
     return result;
+}
+
+int DiagnoseFlow::latestLTSMajor(ProcessCancellation *cancellation) const
+{
+    // Whatever went wrong, the user still gets an install to press; no retry, no message.
+    try {
+        return AdoptiumAPI(m_services.http, m_adoptiumBaseURL).latestLTSMajor(cancellation);
+    } catch (const Error &) {
+        return kFallbackTemurinMajor;
+    }
 }
 
 Verifier::Result DiagnoseFlow::verify(ProcessCancellation *cancellation) const

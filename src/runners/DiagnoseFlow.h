@@ -43,6 +43,11 @@ public:
     [[nodiscard]] SystemProfile profile(ProcessCancellation *cancellation = nullptr) const;
     /// The diagnosis of `profile` and its fix; for D1 this asks Adoptium for the latest LTS.
     [[nodiscard]] Diagnosed diagnose(const SystemProfile &profile, ProcessCancellation *cancellation = nullptr) const;
+    /// The diagnosis without any blocking call, so the UI thread may make it: every diagnosis but
+    /// D1, and D1 too once its install's major (`knownLTSMajor`) is known; nothing otherwise.
+    [[nodiscard]] std::optional<Diagnosed> diagnoseAtOnce(const SystemProfile &profile, std::optional<int> knownLTSMajor) const;
+    /// Adoptium's latest LTS major, or the fall-back when it can't say.
+    [[nodiscard]] int latestLTSMajor(ProcessCancellation *cancellation = nullptr) const;
     /// `java -version` and JAVA_HOME in a fresh login shell; judge it with VerifyVerdict.
     [[nodiscard]] Verifier::Result verify(ProcessCancellation *cancellation = nullptr) const;
     /// Profiles the Mac again, since the install changed it.

@@ -1,6 +1,8 @@
 #include "ui/app/TarnwickAppModel.h"
 
 #include "diagnosis/SystemProfiler.h"
+#include "runners/AdoptiumAPI.h"
+#include "runners/DiagnoseFlow.h"
 #include "services/ShellRunner.h"
 #include "telemetry/TelemetryEvents.h"
 #include "ui/app/ConsentViewModel.h"
@@ -9,17 +11,20 @@
 #include <QPointer>
 #include <QtConcurrent>
 
-TarnwickAppModel::TarnwickAppModel(ScreenContext context, QString notice, QObject *parent)
+TarnwickAppModel::TarnwickAppModel(ScreenContext context, QString notice, QObject *parent, QUrl adoptiumBaseURL)
     : QObject(parent),
       m_context(std::move(context)),
       m_notice(std::move(notice)),
       m_hasConsented(m_context.services.store->boolValue(QString::fromLatin1(ConsentViewModel::kConsentedKey))),
       m_consent(new ConsentViewModel(m_context, this)),
-      m_welcome(new WelcomeViewModel(m_context, this))
+      m_welcome(new WelcomeViewModel(m_context, this)),
+      m_adoptiumBaseURL(adoptiumBaseURL.isEmpty() ? AdoptiumAPI::defaultBaseURL() : std::move(adoptiumBaseURL))
 {
     connect(m_consent, &ConsentViewModel::accepted, this, [this] {
         m_hasConsented = true;
         emit pageChanged();
+        if (m_started)
+            prefetchLTS();
     });
     connect(m_welcome, &WelcomeViewModel::diagnoseRequested, this, [this] { push(Screen::diagnose); });
 }
@@ -28,6 +33,7 @@ TarnwickAppModel::~TarnwickAppModel()
 {
     m_startUpCancellation.cancel();
     m_startUp.waitForFinished();
+    m_ltsLookUp.waitForFinished();
 }
 
 void TarnwickAppModel::start()
@@ -48,6 +54,28 @@ void TarnwickAppModel::start()
                 guard->setProfile(profile);
         }, Qt::QueuedConnection);
     });
+    if (m_hasConsented)
+        prefetchLTS();
+}
+
+void TarnwickAppModel::prefetchLTS()
+{
+    if (m_ltsRequested)
+        return;
+    m_ltsRequested = true;
+    QPointer<TarnwickAppModel> guard(this);
+    const DiagnoseFlow flow(m_context.services, m_context.platform, m_adoptiumBaseURL);
+    m_ltsLookUp = QtConcurrent::run([guard, flow, cancellation = &m_startUpCancellation] {
+        const int major = flow.latestLTSMajor(cancellation);
+        if (cancellation->isCanceled())
+            return;
+        QMetaObject::invokeMethod(guard, [guard, major] {
+            if (!guard)
+                return;
+            guard->m_ltsMajor = major;
+            emit guard->ltsMajorChanged();
+        }, Qt::QueuedConnection);
+    });
 }
 
 void TarnwickAppModel::setProfile(const SystemProfile &profile)
@@ -59,8 +87,12 @@ void TarnwickAppModel::setProfile(const SystemProfile &profile)
 void TarnwickAppModel::push(Screen screen)
 {
     if (screen == Screen::diagnose && !m_path.contains(Screen::diagnose))
-        m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this, {},
+    {
+        m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this, m_adoptiumBaseURL,
                                            DiagnoseViewModel::Sheets::hosted);
+        if (m_ltsMajor)
+            m_diagnose->setKnownLTSMajor(*m_ltsMajor);
+    }
     m_path.append(screen);
     emit pageChanged();
 }

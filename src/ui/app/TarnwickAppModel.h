@@ -41,7 +41,8 @@ public:
     Q_ENUM(Page)
 
     /// `notice` is the one line that says the Mac is simulated (empty on live services).
-    TarnwickAppModel(ScreenContext context, QString notice, QObject *parent = nullptr);
+    /// `adoptiumBaseURL` empty means Adoptium's own.
+    TarnwickAppModel(ScreenContext context, QString notice, QObject *parent = nullptr, QUrl adoptiumBaseURL = {});
     /// Stops the start-up work and waits for it, so no worker outlives the services it uses.
     ~TarnwickAppModel() override;
 
@@ -66,6 +67,9 @@ public:
     [[nodiscard]] DiagnoseViewModel *diagnose() const { return m_diagnose; }
     [[nodiscard]] bool hasProfile() const { return m_profile.has_value(); }
     [[nodiscard]] const std::optional<SystemProfile> &profile() const { return m_profile; }
+    /// The Temurin major a D1 install gets, once the look-up begun at Welcome is in (the
+    /// fall-back when Adoptium could not say).
+    [[nodiscard]] std::optional<int> ltsMajor() const { return m_ltsMajor; }
     /// What the page of a screen that is not built yet says.
     [[nodiscard]] QString unbuiltScreenText() const;
     [[nodiscard]] QString backText() const;
@@ -73,11 +77,15 @@ public:
 signals:
     void pageChanged();
     void profileChanged();
+    void ltsMajorChanged();
 
 private:
     void setProfile(const SystemProfile &profile);
     /// Lets go of the models of screens no longer on the path.
     void dropLeftScreens();
+    /// After consent, once the window is up: asks Adoptium for the latest LTS on a worker, so
+    /// a D1 diagnosis needs no waiting by the time the user asks for it.
+    void prefetchLTS();
 
     ScreenContext m_context;
     QString m_notice;
@@ -90,4 +98,8 @@ private:
     bool m_started = false;
     ProcessCancellation m_startUpCancellation;
     QFuture<void> m_startUp;
+    std::optional<int> m_ltsMajor;
+    bool m_ltsRequested = false;
+    QUrl m_adoptiumBaseURL;
+    QFuture<void> m_ltsLookUp;
 };

@@ -61,6 +61,13 @@ void DiagnoseViewModel::start()
         return;
     m_started = true;
     m_freshProfile = m_launchProfile;
+    // Nothing to wait for: the page appears with the screen, never a probing flash.
+    if (m_launchProfile) {
+        if (const std::optional<DiagnoseFlow::Diagnosed> diagnosed = m_flow.diagnoseAtOnce(*m_launchProfile, m_knownLTSMajor)) {
+            showDiagnosed(*m_launchProfile, *diagnosed);
+            return;
+        }
+    }
     diagnoseOnWorker(m_launchProfile);
 }
 
@@ -68,19 +75,23 @@ void DiagnoseViewModel::diagnoseOnWorker(std::optional<SystemProfile> profile)
 {
     const DiagnoseFlow *flow = &m_flow;
     onWorker(
-        [flow, profile](ProcessCancellation *cancellation) {
+        [flow, profile, lts = m_knownLTSMajor](ProcessCancellation *cancellation) {
             const SystemProfile used = profile ? *profile : flow->profile(cancellation);
-            return std::pair(used, flow->diagnose(used, cancellation));
+            std::optional<DiagnoseFlow::Diagnosed> diagnosed = flow->diagnoseAtOnce(used, lts);
+            return std::pair(used, diagnosed ? *diagnosed : flow->diagnose(used, cancellation));
         },
-        [this](const std::pair<SystemProfile, DiagnoseFlow::Diagnosed> &done) {
-            if (m_state != State::Probing)
-                return;
-            m_freshProfile = done.first;
-            m_diagnosed = done.second;
-            // Before the state: the no-errors page sends nps_shown as it appears.
-            m_context.telemetry->track(TE::diagnosisReached(done.second.diagnosis));
-            setState(State::Diagnosed);
-        });
+        [this](const std::pair<SystemProfile, DiagnoseFlow::Diagnosed> &done) { showDiagnosed(done.first, done.second); });
+}
+
+void DiagnoseViewModel::showDiagnosed(const SystemProfile &profile, const DiagnoseFlow::Diagnosed &diagnosed)
+{
+    if (m_state != State::Probing)
+        return;
+    m_freshProfile = profile;
+    m_diagnosed = diagnosed;
+    // Before the state: the no-errors page sends nps_shown as it appears.
+    m_context.telemetry->track(TE::diagnosisReached(diagnosed.diagnosis));
+    setState(State::Diagnosed);
 }
 
 void DiagnoseViewModel::remediate(const Remediation &remediation)

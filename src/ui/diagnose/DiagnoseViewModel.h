@@ -75,6 +75,9 @@ public:
     /// When the screen is shown: diagnoses the launch profile, or profiles the Mac first. Only
     /// the first call does anything.
     Q_INVOKABLE void start();
+    /// The D1 install's Temurin major, when the app looked it up before this screen: with it
+    /// and the launch profile, `start` shows the diagnosis at once instead of probing.
+    void setKnownLTSMajor(int major) { m_knownLTSMajor = major; }
 
     // Transitions.
     /// Starts `remediation` from the diagnosis: saves the diagnosis and opens the sheet.
@@ -148,6 +151,7 @@ signals:
 private:
     void setState(State state);
     void diagnoseOnWorker(std::optional<SystemProfile> profile);
+    void showDiagnosed(const SystemProfile &profile, const DiagnoseFlow::Diagnosed &diagnosed);
     void verifyOnWorker();
     void openSheet(const Remediation &remediation);
     void closeSheet();
@@ -163,6 +167,7 @@ private:
     NpsCardModel *m_npsCard;
     std::optional<SystemProfile> m_launchProfile;
     std::optional<SystemProfile> m_freshProfile;
+    std::optional<int> m_knownLTSMajor;
 
     State m_state = State::Probing;
     bool m_started = false;
