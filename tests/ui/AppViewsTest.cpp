@@ -37,17 +37,7 @@ protected:
         return window && QTest::qWaitForWindowExposed(window) ? window : nullptr;
     }
 
-    // Walks the visual tree: findChild misses what Repeaters and Loaders create.
-    static QQuickItem *item(QQuickItem *root, const QString &name)
-    {
-        if (root->objectName() == name && root->isVisible())
-            return root;
-        for (QQuickItem *child : root->childItems())
-            if (QQuickItem *found = item(child, name))
-                return found;
-        return nullptr;
-    }
-    QQuickItem *item(QQuickWindow *window, const QString &name) { return item(window->contentItem(), name); }
+    static QQuickItem *item(QQuickWindow *window, const QString &name) { return visibleItem(window->contentItem(), name); }
 
     static void click(QQuickWindow *window, QQuickItem *target)
     {
@@ -56,13 +46,10 @@ protected:
 
     void render(QQuickWindow *window, const QString &name)
     {
-        // As opened first: a layout that only settles on a resize shows here.
-        for (const QSize size : {window->size(), window->minimumSize(), QSize(1280, 900)}) {
-            window->resize(size);
-            QTest::qWait(50); // let the layouts settle at the new size
-            const QString path = QStringLiteral(UI_SCREENSHOT_DIR "/%1-%2x%3.png").arg(name).arg(size.width()).arg(size.height());
-            EXPECT_TRUE(window->grabWindow().save(path)) << path.toStdString();
-        }
+        // As opened first: a layout that only settles on a resize shows there.
+        const QSize smallest = window->minimumSize();
+        EXPECT_EQ(saveShots(window, QStringLiteral(UI_SCREENSHOT_DIR "/") + name, {window->size(), smallest, QSize(1280, 900)}, smallest),
+                  QStringList());
     }
 
     std::optional<WarningRecorder> m_warnings;

@@ -388,16 +388,7 @@ protected:
         return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get()) ? m_view.get() : nullptr;
     }
 
-    static QQuickItem *item(QQuickItem *root, const QString &name)
-    {
-        if (root->objectName() == name && root->isVisible())
-            return root;
-        for (QQuickItem *child : root->childItems())
-            if (QQuickItem *found = item(child, name))
-                return found;
-        return nullptr;
-    }
-    QQuickItem *item(const char *name) { return item(m_view->rootObject(), QString::fromLatin1(name)); }
+    QQuickItem *item(const char *name) { return visibleItem(m_view->rootObject(), QString::fromLatin1(name)); }
 
     // Clicks the named control; false when it is not shown.
     bool click(const char *name)
@@ -411,9 +402,8 @@ protected:
 
     void render(const QString &name)
     {
-        QTest::qWait(50); // let the layouts settle
-        const QString path = QStringLiteral(UI_SCREENSHOT_DIR "/sheet-%1.png").arg(name);
-        EXPECT_TRUE(m_view->grabWindow().save(path)) << path.toStdString();
+        const QSize size = m_view->size();
+        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/sheet-") + name, {size}, size), QStringList());
     }
 
     std::optional<WarningRecorder> m_warnings;

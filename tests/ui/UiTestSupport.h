@@ -5,7 +5,12 @@
 #include "telemetry/TelemetrySink.h"
 #include "ui/common/ScreenContext.h"
 
+#include <QGuiApplication>
 #include <QList>
+#include <QPalette>
+#include <QQuickWindow>
+#include <QTest>
+#include <QQuickItem>
 #include <QStringList>
 #include <QtGlobal>
 #include <QUrl>
@@ -78,3 +83,56 @@ private:
     inline static QStringList s_warnings;
     inline static QtMessageHandler s_next = nullptr;
 };
+
+/// The visible item called `name` under `root`, walking the visual tree: findChild misses what
+/// Repeaters and Loaders create.
+inline QQuickItem *visibleItem(QQuickItem *root, const QString &name)
+{
+    if (root->objectName() == name && root->isVisible())
+        return root;
+    for (QQuickItem *child : root->childItems())
+        if (QQuickItem *found = visibleItem(child, name))
+            return found;
+    return nullptr;
+}
+
+/// A dark palette like the one macOS gives a window in dark mode, for looking at the screens in it.
+inline QPalette darkPalette()
+{
+    QPalette dark;
+    const QColor text(0xe6, 0xe6, 0xe6);
+    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
+    dark.setColor(QPalette::WindowText, text);
+    dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
+    dark.setColor(QPalette::AlternateBase, QColor(0x33, 0x33, 0x33));
+    dark.setColor(QPalette::Text, text);
+    dark.setColor(QPalette::Button, QColor(0x3c, 0x3c, 0x3c));
+    dark.setColor(QPalette::ButtonText, text);
+    dark.setColor(QPalette::Highlight, QColor(0x2f, 0x65, 0xca));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::Link, QColor(0x6e, 0xa8, 0xfe));
+    dark.setColor(QPalette::PlaceholderText, QColor(0x8a, 0x8a, 0x8a));
+    dark.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x80, 0x80, 0x80));
+    dark.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x80, 0x80, 0x80));
+    return dark;
+}
+
+/// Saves `window` as `<prefix>-<w>x<h>.png` at each of `sizes` in the light palette, then at
+/// `darkSize` in the dark one as `<prefix>-dark-<w>x<h>.png`. Returns the paths it could not write.
+inline QStringList saveShots(QQuickWindow *window, const QString &prefix, const QList<QSize> &sizes, QSize darkSize)
+{
+    QStringList failed;
+    const auto shoot = [&](QSize size, const QString &path) {
+        window->resize(size);
+        QTest::qWait(50); // let the layouts settle at the new size
+        if (!window->grabWindow().save(path))
+            failed.append(path);
+    };
+    for (const QSize size : sizes)
+        shoot(size, QStringLiteral("%1-%2x%3.png").arg(prefix).arg(size.width()).arg(size.height()));
+    const QPalette light = QGuiApplication::palette();
+    QGuiApplication::setPalette(darkPalette());
+    shoot(darkSize, QStringLiteral("%1-dark-%2x%3.png").arg(prefix).arg(darkSize.width()).arg(darkSize.height()));
+    QGuiApplication::setPalette(light);
+    return failed;
+}
