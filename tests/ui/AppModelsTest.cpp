@@ -39,9 +39,10 @@ TEST(AppModels, DiagnoseIsPushedAndBackReturnsToWelcome)
     app.welcome()->diagnose();
     EXPECT_EQ(app.path(), QList<Screen>{Screen::diagnose});
     EXPECT_EQ(app.page(), Page::Diagnose);
-    EXPECT_EQ(app.unbuiltScreenText(), QStringLiteral("The Java diagnosis screen is not built yet."));
+    EXPECT_EQ(app.unbuiltScreenText(), QString());
     app.push(Screen::audit);
     EXPECT_EQ(app.page(), Page::Audit);
+    EXPECT_EQ(app.unbuiltScreenText(), QStringLiteral("The system audit screen is not built yet."));
     app.pop();
     EXPECT_EQ(app.page(), Page::Diagnose);
     app.clearPath();

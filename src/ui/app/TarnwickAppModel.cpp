@@ -137,16 +137,7 @@ TarnwickAppModel::Page TarnwickAppModel::page() const
 
 QString TarnwickAppModel::unbuiltScreenText() const
 {
-    switch (page()) {
-    case Page::Diagnose:
-        return QStringLiteral("The Java diagnosis screen is not built yet.");
-    case Page::Audit:
-        return QStringLiteral("The system audit screen is not built yet.");
-    case Page::Consent:
-    case Page::Welcome:
-        break;
-    }
-    return {};
+    return page() == Page::Audit ? QStringLiteral("The system audit screen is not built yet.") : QString();
 }
 
 QString TarnwickAppModel::backText() const { return QStringLiteral("Back"); }
