@@ -3,6 +3,7 @@
 #include "BuildConfig.h"
 #include "fixtures/ServiceSelection.h"
 #include "services/BlockingCallGuard.h"
+#include "services/LiveKeyValueStore.h"
 #include "telemetry/TelemetryService.h"
 #include "ui/app/AppWindow.h"
 #include "ui/app/TarnwickAppModel.h"
@@ -36,7 +37,10 @@ int main(int argc, char *argv[])
         qCritical("%s", qUtf8Printable(*problem));
         return 2;
     }
-    const ServiceSelection &selection = std::get<ServiceSelection>(selected);
+    ServiceSelection &selection = std::get<ServiceSelection>(selected);
+    // The app's own settings (consent, the anonymous session) belong to the app, not to the Mac it
+    // looks at: a simulated Mac keeps them in the real settings store too, so consent is asked once.
+    selection.services.store = std::make_shared<LiveKeyValueStore>();
     forbidBlockingCallsOn(app.thread()); // services run on workers; the window never waits
     TelemetrySink &telemetry = TelemetryService::installShared(TelemetryService::Configuration::makeDefault(selection.services));
 
