@@ -40,6 +40,7 @@ Page {
             spacing: 8
             BusyIndicator {
                 running: parent.visible
+                Accessible.name: sheet.model.statusText
                 Layout.preferredWidth: 20
                 Layout.preferredHeight: 20
             }
