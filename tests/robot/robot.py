@@ -1,0 +1,349 @@
+"""Drives the real app from outside its process, as a screen reader and a person would.
+
+A Session starts a private X server (Xvfb), a private D-Bus session with the accessibility bus,
+and the unmodified app in them; it finds controls by role and accessible name, clicks them with
+real X pointer events or presses them through the accessibility "press" action, reads their
+texts and photographs the screen. Everything it started is stopped when the session ends.
+"""
+
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+DEFAULT_TIMEOUT = 15.0
+
+
+class Unavailable(Exception):
+    """The X server or the accessibility bus could not start on this machine."""
+
+
+class RobotFailure(AssertionError):
+    pass
+
+
+def _require(program):
+    path = shutil.which(program) or (program if os.path.isabs(program) and os.access(program, os.X_OK) else None)
+    if path is None:
+        raise RobotFailure(f"{program} is missing: run ./scripts/setup.sh")
+    return path
+
+
+def _read_line_from(fd, timeout, what):
+    """Reads one line that a starting daemon writes to fd, or raises Unavailable."""
+    deadline = time.monotonic() + timeout
+    data = b""
+    while b"\n" not in data:
+        remaining = deadline - time.monotonic()
+        if remaining <= 0:
+            raise Unavailable(f"{what} did not start within {timeout:.0f} s")
+        import select
+        ready, _, _ = select.select([fd], [], [], remaining)
+        if not ready:
+            continue
+        chunk = os.read(fd, 256)
+        if not chunk:
+            raise Unavailable(f"{what} exited before it was ready")
+        data += chunk
+    return data.decode().strip()
+
+
+def descendants(pid):
+    """Ids of every live process below pid (read from /proc)."""
+    children = {}
+    for entry in os.listdir("/proc"):
+        if not entry.isdigit():
+            continue
+        try:
+            with open(f"/proc/{entry}/stat") as stat:
+                fields = stat.read().rsplit(")", 1)[1].split()
+        except OSError:
+            continue
+        if fields[0] != "Z":
+            children.setdefault(int(fields[1]), []).append(int(entry))
+    found, todo = [], [pid]
+    while todo:
+        for child in children.get(todo.pop(), []):
+            found.append(child)
+            todo.append(child)
+    return found
+
+
+class Session:
+    """One private desktop with the app in it. Use as a context manager."""
+
+    def __init__(self, app, shots_dir, name, fixture, env=None, home=None):
+        self.app_path = app
+        self.shots_dir = os.path.join(shots_dir, name)
+        self.fixture = fixture
+        self.extra_env = env or {}
+        self.scratch = tempfile.mkdtemp(prefix="tarnwick-robot-")
+        self.home = home or os.path.join(self.scratch, "home")
+        self._daemons = []
+        self.app = None
+        self.window = None
+        self._shot_number = 0
+        self.pyatspi = None
+
+    # -- start and stop -------------------------------------------------------------------
+
+    def __enter__(self):
+        try:
+            os.makedirs(self.home, exist_ok=True)
+            shutil.rmtree(self.shots_dir, ignore_errors=True)
+            os.makedirs(self.shots_dir)
+            self._start_display()
+            self._start_buses()
+        except BaseException:
+            self.close()
+            raise
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+        return False
+
+    def _spawn(self, argv, **kwargs):
+        process = subprocess.Popen(argv, start_new_session=True, stdin=subprocess.DEVNULL, **kwargs)
+        self._daemons.append(process)
+        return process
+
+    def _start_display(self):
+        xvfb = _require("Xvfb")
+        read_end, write_end = os.pipe()
+        self._spawn([xvfb, "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-noreset", "-nolisten", "tcp"],
+                    pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        try:
+            self.display = ":" + _read_line_from(read_end, 20, "Xvfb")
+        finally:
+            os.close(read_end)
+
+    def _start_buses(self):
+        dbus = _require("dbus-daemon")
+        launcher = _require("/usr/libexec/at-spi-bus-launcher")
+        _require("/usr/libexec/at-spi2-registryd")
+        runtime = os.path.join(self.scratch, "runtime")
+        os.makedirs(runtime, mode=0o700)
+        read_end, write_end = os.pipe()
+        self._spawn([dbus, "--session", "--nofork", "--nopidfile", f"--print-address={write_end}"],
+                    pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        try:
+            address = _read_line_from(read_end, 20, "the D-Bus session bus")
+        finally:
+            os.close(read_end)
+        self.env = {
+            "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
+            "HOME": self.home,
+            "XDG_CONFIG_HOME": os.path.join(self.home, ".config"),
+            "XDG_RUNTIME_DIR": runtime,
+            "DISPLAY": self.display,
+            "DBUS_SESSION_BUS_ADDRESS": address,
+            "LANG": "C.UTF-8",
+            "NO_AT_BRIDGE": "0",
+        }
+        self._spawn([launcher, "--launch-immediately"], env=self.env,
+                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        # pyatspi connects to the buses named in this process's environment when imported.
+        os.environ.update(self.env)
+        import pyatspi
+        from gi.repository import GLib
+        self.pyatspi, self._events = pyatspi, GLib.MainContext.default()
+        # Sheets that open and close between two looks are still seen: their events are kept.
+        self.sheet_events = []
+        def on_showing(event):
+            try:
+                if event.source.getRoleName() == "dialog":
+                    self.sheet_events.append("shown" if event.detail1 else "hidden")
+            except Exception:
+                pass  # gone already
+        pyatspi.Registry.registerEventListener(on_showing, "object:state-changed:showing")
+        deadline = time.monotonic() + 20
+        while True:
+            try:
+                pyatspi.Registry.getDesktop(0).childCount
+                break
+            except Exception as error:  # the registry answers once the launcher has started it
+                if time.monotonic() > deadline:
+                    raise Unavailable(f"the accessibility bus did not answer: {error}")
+                time.sleep(0.2)
+
+    def launch(self):
+        """Starts the app and waits for its window to appear in the accessibility tree."""
+        env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb",
+                   QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
+        self._log = open(os.path.join(self.shots_dir, "app.log"), "ab")
+        self.app = subprocess.Popen([self.app_path], env=env, start_new_session=True, stdin=subprocess.DEVNULL,
+                                    stdout=self._log, stderr=subprocess.STDOUT)
+        self.window = self.wait_for(lambda: self._app_window(), "the app's window in the accessibility tree")
+        self.focus_window()
+        return self.window
+
+    def focus_window(self):
+        """Clicks an empty corner of the window, as a person does before typing. Without a window
+        manager the app takes the keyboard only after a click, and keeps it while the pointer
+        stays over the window."""
+        x, y, width, height = self.window.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS)
+        self._xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
+
+    def _app_window(self):
+        desktop = self.pyatspi.Registry.getDesktop(0)
+        for index in range(desktop.childCount):
+            application = desktop.getChildAtIndex(index)
+            try:
+                if application is not None and application.get_process_id() == self.app.pid and application.childCount:
+                    return application.getChildAtIndex(0)
+            except Exception:
+                continue
+        if self.app.poll() is not None:
+            raise RobotFailure(f"the app exited with {self.app.returncode} before its window appeared")
+        return None
+
+    def quit_app(self):
+        """Stops the app (SIGTERM, then SIGKILL) and returns its exit status."""
+        if self.app is None:
+            return None
+        app, self.app, self.window = self.app, None, None
+        _stop_group(app)
+        self._log.close()
+        return app.returncode
+
+    def close(self):
+        self.quit_app()
+        for process in reversed(self._daemons):
+            _stop_group(process)
+        self._daemons.clear()
+        shutil.rmtree(self.scratch, ignore_errors=True)
+
+    # -- finding and reading ---------------------------------------------------------------
+
+    def wait_for(self, probe, what, timeout=DEFAULT_TIMEOUT):
+        """Calls probe until it returns something truthy; fails naming what was awaited."""
+        deadline = time.monotonic() + timeout
+        while True:
+            while self._events.iteration(False):
+                pass
+            found = probe()
+            if found:
+                return found
+            if self.app is not None and self.app.poll() is not None:
+                raise RobotFailure(f"the app exited with {self.app.returncode} while waiting for {what}")
+            if time.monotonic() > deadline:
+                self.shot("timeout")
+                raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
+            time.sleep(0.1)
+
+    def _walk(self, root=None):
+        todo = [root or self.window]
+        while todo:
+            node = todo.pop(0)
+            try:
+                states = node.getState()
+                if not states.contains(self.pyatspi.STATE_SHOWING) and node is not self.window:
+                    continue
+                yield node
+                todo.extend(node.getChildAtIndex(i) for i in range(node.childCount))
+            except Exception:
+                continue  # an item that went away while we looked
+
+    def all(self, role, name=None, root=None):
+        """Showing items of a role (e.g. "push button"), optionally with this exact name."""
+        found = []
+        for node in self._walk(root):
+            if node is None:
+                continue
+            if node.getRoleName() == role and (name is None or node.name == name):
+                found.append(node)
+        return found
+
+    def find(self, role, name, timeout=DEFAULT_TIMEOUT, root=None):
+        """The one showing item with this role and accessible name."""
+        def probe():
+            matches = self.all(role, name, root)
+            if len(matches) > 1:
+                raise RobotFailure(f"{len(matches)} showing {role}s are named {name!r}")
+            return matches[0] if matches else None
+        return self.wait_for(probe, f'{role} "{name}"', timeout)
+
+    def wait_gone(self, role, name, timeout=DEFAULT_TIMEOUT):
+        self.wait_for(lambda: not self.all(role, name), f'{role} "{name}" to go away', timeout)
+
+    def dialog(self, title, timeout=DEFAULT_TIMEOUT):
+        """A sheet, found by its role and title (a dialog carries no other name)."""
+        return self.find("dialog", title, timeout)
+
+    def texts(self, root=None):
+        """The names of the showing labels, headings and static texts, top to bottom."""
+        return [node.name for node in self._walk(root)
+                if node is not None and node.getRoleName() in ("label", "heading", "static", "text") and node.name]
+
+    def describe(self):
+        try:
+            return "\n".join(f"  {node.getRoleName()}: {node.name!r}" for node in self._walk() if node is not None and node.name)
+        except Exception as error:
+            return f"  (the tree could not be read: {error})"
+
+    # -- acting ----------------------------------------------------------------------------
+
+    def _xdotool(self, *args):
+        subprocess.run([_require("xdotool"), *args], env=self.env, check=True, timeout=10)
+
+    def click(self, item):
+        """A real left click at the middle of the item."""
+        # A screen still laying itself out moves its controls: click where the item has come to rest.
+        extents = lambda: tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
+        settled = [extents()]
+        def still():
+            time.sleep(0.1)
+            settled.append(extents())
+            return settled[-1] == settled[-2]
+        self.wait_for(still, f"{item.getRoleName()} {item.name!r} to stop moving", timeout=5)
+        x, y, width, height = settled[-1]
+        if width <= 0 or height <= 0:
+            raise RobotFailure(f"{item.getRoleName()} {item.name!r} has no size on screen")
+        self._xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
+
+    def press(self, item):
+        """The accessibility "press" action, as a screen reader does it."""
+        action = item.queryAction()
+        names = [action.getName(i) for i in range(action.nActions)]
+        if "Press" not in names:
+            raise RobotFailure(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
+        action.doAction(names.index("Press"))
+
+    def key(self, name):
+        self._xdotool("key", name)
+
+    def shot(self, label):
+        """A picture of the whole screen, numbered in the order taken."""
+        self._shot_number += 1
+        path = os.path.join(self.shots_dir, f"{self._shot_number:02d}-{label}.png")
+        crop = []
+        if self.window is not None:  # the window and whatever it shows over itself
+            x, y, width, height = self.window.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS)
+            crop = ["-crop", f"{width}x{height}+{max(x, 0)}+{max(y, 0)}", "+repage"]
+        subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path],
+                       env=self.env, check=True, timeout=20)
+        return path
+
+
+def _stop_group(process):
+    if process.poll() is None:
+        try:
+            os.killpg(process.pid, signal.SIGTERM)
+        except ProcessLookupError:
+            pass
+        try:
+            process.wait(timeout=5)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            process.wait()
+    else:
+        try:
+            os.killpg(process.pid, signal.SIGKILL)  # whatever the group leader left behind
+        except ProcessLookupError:
+            pass

@@ -1,0 +1,225 @@
+"""Walks through the real app the way a person does, on simulated Macs.
+
+Run one walk:  /usr/bin/python3 tests/robot/walks.py Walks.test_healthy_mac
+TARNWICK_APP names the app binary, TARNWICK_ROBOT_SHOTS the folder for the screenshots.
+Exits 77 (CTest's "skipped") when the X server or the accessibility bus cannot start here.
+"""
+
+import os
+import sys
+import time
+import unittest
+import warnings
+
+# pyatspi's own deprecation notices are not about this code.
+warnings.simplefilter("ignore", DeprecationWarning)
+warnings.simplefilter("ignore", ImportWarning)
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import robot  # noqa: E402
+
+APP = os.environ.get("TARNWICK_APP", "build/default/src/app/tarnwick")
+SHOTS = os.environ.get("TARNWICK_ROBOT_SHOTS", "build/default/screenshots/robot")
+
+NOT_INSTALLED = "Java is not installed"
+BREW_FIX = "Install Temurin via Homebrew (recommended)"
+PKG_FIX = "Install Temurin (recommended)"
+ZPROFILE_SHEET = "Set `JAVA_HOME` in `~/.zprofile`"
+# Roles of items that carry meaning without text of their own: each needs a name. A busy
+# indicator is "unknown" here; unnamed, a screen reader can only say that.
+PICTURE_ROLES = {"image", "icon", "animation", "progress bar", "canvas", "unknown"}
+
+
+class Walks(unittest.TestCase):
+
+    def session(self, name, fixture, line_pause_ms=0, home=None):
+        try:
+            session = robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)},
+                                    home=home)
+            return self.enterContext(session) if hasattr(self, "enterContext") else _entered(self, session)
+        except robot.Unavailable as reason:
+            self.skipTest(f"no desktop to drive: {reason}")
+
+    def look(self, s, label):
+        """Every step: a picture, and no meaningful picture or icon without a name."""
+        s.shot(label)
+        unnamed = [node.getRoleName() for node in s._walk() if node is not None
+                   and node.getRoleName() in PICTURE_ROLES and not node.name]
+        self.assertEqual(unnamed, [], f"unnamed pictures on the {label} screen")
+
+    def assertCleanLog(self, s):
+        with open(os.path.join(s.shots_dir, "app.log"), errors="replace") as log:
+            qml_warnings = [line for line in log if ".qml:" in line]
+        self.assertEqual(qml_warnings, [], "the app logged QML warnings")
+
+    def open_diagnosis(self, s, act):
+        """From a first launch to the diagnosis, pressing with act (click or press)."""
+        act(s.find("push button", "Continue"))
+        act(s.find("push button", "Diagnose Java"))
+
+    def output_lines(self, s):
+        return [node.name for node in s.all("text")]
+
+    # -- walks ----------------------------------------------------------------------------
+
+    def test_first_launch_fix_and_java_home(self):
+        # A slow stream, so the lines are seen arriving while the fix runs.
+        s = self.session("first-launch", "developer-no-java", line_pause_ms=400)
+        s.launch()
+        s.find("label", "Welcome to Tarnwick")
+        s.find("push button", "ferrowood.com/tarnwick/privacy")
+        self.look(s, "consent")
+        s.key("Return")  # Continue is the default action
+        s.find("push button", "Diagnose Java")
+        self.assertEqual(s.all("push button", "Continue"), [], "consent still shown after Return")
+        self.look(s, "welcome")
+
+        s.click(s.find("push button", "Diagnose Java"))
+        s.find("label", NOT_INSTALLED)
+        self.look(s, "diagnosis")
+
+        # Line counts seen while the fix runs: a stream shows several, a dump at the end one.
+        counts, shot_running = set(), False
+        def ended():
+            nonlocal shot_running
+            counts.add(len(self.output_lines(s)))
+            if len(counts - {0}) == 3 and not shot_running:
+                self.look(s, "fix-running")
+                shot_running = True
+            return s.all("push button", "Continue to verify")
+        s.click(s.find("push button", BREW_FIX))
+        s.wait_for(ended, "the fix to end", timeout=30)
+        s.dialog("Installing Temurin via Homebrew", timeout=0)
+        self.assertGreaterEqual(len(counts - {0}), 3, f"the output arrived in too few steps to be a stream: {sorted(counts)}")
+        self.assertIn("🍺  temurin@25 was successfully installed!", self.output_lines(s))
+        self.look(s, "fix-done")
+
+        s.click(s.find("push button", "Continue to verify"))
+        s.find("label", "Java installed")
+        self.assertTrue(any(text.startswith('openjdk version "25.0.1"') for text in s.texts()),
+                        "the verify screen does not show the new java -version")
+        s.find("label", "(unset)")
+        self.look(s, "verified-without-java-home")
+
+        s.click(s.find("push button", "Set JAVA_HOME (recommended)"))
+        s.dialog(ZPROFILE_SHEET)
+        brew_line = '  eval "$(/opt/homebrew/bin/brew shellenv)"'
+        added = ["+ export JAVA_HOME=$(/usr/libexec/java_home)", '+ export PATH="$JAVA_HOME/bin:$PATH"']
+        changes = s.wait_for(lambda: self.output_lines(s), "the ~/.zprofile diff")
+        self.assertEqual(changes[1:], added)
+        self.assertNotIn(brew_line, changes)
+        self.look(s, "zprofile-changes")
+        s.click(s.find("push button", "Show full file"))
+        s.wait_for(lambda: brew_line in self.output_lines(s), "the whole ~/.zprofile after the toggle")
+        self.assertEqual(self.output_lines(s)[-2:], added)
+        self.look(s, "zprofile-full-file")
+        s.click(s.find("push button", "Show only changes"))
+        s.wait_for(lambda: brew_line not in self.output_lines(s), "only the changes after the toggle back")
+
+        s.click(s.find("push button", "Apply"))
+        s.click(s.find("push button", "Continue to verify"))
+        s.find("label", "Java configured")
+        s.find("push button", "Continue to system audit")
+        self.assertEqual(s.all("dialog"), [], "a sheet is still open on the passed check")
+        self.look(s, "verified")
+
+        # ---- The system audit walk continues here: press "Continue to system audit". ----
+
+        self.assertCleanLog(s)
+        s.quit_app()
+        s.launch()  # the same home: consent was given once and is not asked again
+        s.find("push button", "Diagnose Java")
+        self.assertEqual(s.all("push button", "Continue"), [], "consent asked again on the second launch")
+        self.look(s, "second-launch")
+
+    def test_cancel_during_fix(self):
+        # Slow enough that the fix is still running however loaded the machine is.
+        s = self.session("cancel-during-fix", "developer-no-java", line_pause_ms=1500)
+        s.launch()
+        self.open_diagnosis(s, s.press)
+        for attempt in ("first", "second"):
+            s.press(s.find("push button", BREW_FIX))
+            s.dialog("Installing Temurin via Homebrew")
+            s.wait_for(lambda: self.output_lines(s), "the fix's first output line")
+            self.look(s, f"{attempt}-run")
+            s.press(s.find("push button", "Cancel"))
+            s.wait_for(lambda: not s.all("dialog"), "the sheet to close after Cancel")
+            s.find("label", NOT_INSTALLED)
+            self.assertEqual(robot.descendants(s.app.pid), [], "processes of the canceled fix are still running")
+            self.look(s, f"{attempt}-canceled")
+            # Past the next line had the fix kept running: no sheet comes back, nothing changes.
+            time.sleep(2)
+            self.assertEqual(s.all("dialog"), [])
+            s.find("label", NOT_INSTALLED, timeout=0)
+        self.assertCleanLog(s)
+
+    def test_password_declined(self):
+        s = self.session("password-declined", "password-declined", line_pause_ms=100)
+        s.launch()
+        self.open_diagnosis(s, s.press)
+        # The simulated refusal is instant: the sheet opens and closes again between two looks.
+        s.press(s.find("push button", PKG_FIX))
+        s.wait_for(lambda: s.sheet_events[-2:] == ["shown", "hidden"], "the sheet to open and close by itself")
+        self.assertEqual(s.all("dialog"), [])
+        s.find("label", NOT_INSTALLED)
+        s.find("push button", PKG_FIX)
+        self.assertEqual(s.all("label", "Something went wrong"), [])
+        self.look(s, "declined")
+        self.assertCleanLog(s)
+
+    def test_adoptium_offline(self):
+        s = self.session("adoptium-offline", "adoptium-offline")
+        s.launch()
+        self.open_diagnosis(s, s.click)
+        s.click(s.find("push button", PKG_FIX))
+        s.dialog("Installing Temurin 25 (direct PKG)")
+        s.find("push button", "Open the article")
+        self.assertIn("Error: Could not connect to the server. (pkg: n.a)", self.output_lines(s))
+        self.assertEqual(s.all("push button", "Cancel"), [], "Cancel offered after the run ended")
+        self.look(s, "failed")
+
+        s.click(s.find("push button", "Close"))
+        s.find("label", "Something went wrong")
+        self.assertTrue(any(text.startswith("Install failed (exit code 1).") for text in s.texts()))
+        self.look(s, "error")
+        s.click(s.find("push button", "Back to the diagnosis"))
+        s.find("push button", PKG_FIX)
+        self.look(s, "back")
+        self.assertCleanLog(s)
+
+    def test_healthy_mac(self):
+        s = self.session("healthy", "healthy")
+        s.launch()
+        self.open_diagnosis(s, s.press)
+        s.find("label", "Java is installed")
+        s.find("label", "How are we doing?")
+        scores = [node.name for node in s.all("check box")]
+        self.assertEqual(scores, [str(n) for n in range(11)])
+        s.find("push button", "Continue to system audit")
+        self.look(s, "no-errors")
+
+        s.press(s.find("push button", "Dismiss"))
+        s.wait_gone("label", "How are we doing?")
+        self.assertEqual(s.all("check box"), [])
+        s.find("push button", "Continue to system audit")
+        self.look(s, "card-dismissed")
+        self.assertCleanLog(s)
+
+
+def _entered(test, session):
+    """unittest's enterContext for Python before 3.11."""
+    entered = session.__enter__()
+    test.addCleanup(session.__exit__, None, None, None)
+    return entered
+
+
+if __name__ == "__main__":
+    if len(sys.argv) == 1:
+        # pyatspi stays bound to the first desktop it meets: each walk gets a process of its own.
+        import subprocess
+        walks = [f"Walks.{name}" for name in unittest.TestLoader().getTestCaseNames(Walks)]
+        codes = [subprocess.run([sys.executable, __file__, walk]).returncode for walk in walks]
+        sys.exit(1 if any(code not in (0, 77) for code in codes) else 77 if all(code == 77 for code in codes) else 0)
+    result = unittest.main(exit=False, verbosity=2, warnings=False).result
+    if result.wasSuccessful() and result.skipped and len(result.skipped) == result.testsRun:
+        sys.exit(77)
+    sys.exit(0 if result.wasSuccessful() else 1)
