@@ -11,6 +11,9 @@ debian_packages=(
     qt6-declarative-dev-tools
     libgtest-dev libgmock-dev
     libssl-dev zsh curl bubblewrap
+    qt6-wayland
+    # The robot walks: a private X server and accessibility bus, pointer and keys, screenshots.
+    xvfb at-spi2-core dbus python3-pyatspi xdotool imagemagick
 )
 homebrew_formulae=(cmake ninja qt googletest)
 
