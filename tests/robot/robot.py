@@ -6,11 +6,12 @@ real X pointer events or presses them through the accessibility "press" action, 
 texts and photographs the screen. Everything it started is stopped when the session ends.
 """
 
+import ctypes
 import os
+import select
 import shutil
 import signal
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -40,7 +41,6 @@ def _read_line_from(fd, timeout, what):
         remaining = deadline - time.monotonic()
         if remaining <= 0:
             raise Unavailable(f"{what} did not start within {timeout:.0f} s")
-        import select
         ready, _, _ = select.select([fd], [], [], remaining)
         if not ready:
             continue
@@ -75,13 +75,13 @@ def descendants(pid):
 class Session:
     """One private desktop with the app in it. Use as a context manager."""
 
-    def __init__(self, app, shots_dir, name, fixture, env=None, home=None):
+    def __init__(self, app, shots_dir, name, fixture, env=None):
         self.app_path = app
         self.shots_dir = os.path.join(shots_dir, name)
         self.fixture = fixture
         self.extra_env = env or {}
         self.scratch = tempfile.mkdtemp(prefix="tarnwick-robot-")
-        self.home = home or os.path.join(self.scratch, "home")
+        self.home = os.path.join(self.scratch, "home")
         self._daemons = []
         self.app = None
         self.window = None
@@ -107,7 +107,7 @@ class Session:
         return False
 
     def _spawn(self, argv, **kwargs):
-        process = subprocess.Popen(argv, start_new_session=True, stdin=subprocess.DEVNULL, **kwargs)
+        process = subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs)
         self._daemons.append(process)
         return process
 
@@ -177,7 +177,7 @@ class Session:
         env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb",
                    QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
         self._log = open(os.path.join(self.shots_dir, "app.log"), "ab")
-        self.app = subprocess.Popen([self.app_path], env=env, start_new_session=True, stdin=subprocess.DEVNULL,
+        self.app = subprocess.Popen([self.app_path], env=env, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL,
                                     stdout=self._log, stderr=subprocess.STDOUT)
         self.window = self.wait_for(lambda: self._app_window(), "the app's window in the accessibility tree")
         self.focus_window()
@@ -233,12 +233,16 @@ class Session:
             if self.app is not None and self.app.poll() is not None:
                 raise RobotFailure(f"the app exited with {self.app.returncode} while waiting for {what}")
             if time.monotonic() > deadline:
-                self.shot("timeout")
+                try:
+                    self.shot("timeout")
+                except Exception:
+                    pass  # the failure below says more than a missing picture
                 raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
             time.sleep(0.1)
 
-    def _walk(self, root=None):
-        todo = [root or self.window]
+    def showing(self):
+        """Every item on screen, parents before children."""
+        todo = [self.window]
         while todo:
             node = todo.pop(0)
             try:
@@ -250,20 +254,14 @@ class Session:
             except Exception:
                 continue  # an item that went away while we looked
 
-    def all(self, role, name=None, root=None):
+    def all(self, role, name=None):
         """Showing items of a role (e.g. "push button"), optionally with this exact name."""
-        found = []
-        for node in self._walk(root):
-            if node is None:
-                continue
-            if node.getRoleName() == role and (name is None or node.name == name):
-                found.append(node)
-        return found
+        return [node for node in self.showing() if node.getRoleName() == role and (name is None or node.name == name)]
 
-    def find(self, role, name, timeout=DEFAULT_TIMEOUT, root=None):
+    def find(self, role, name, timeout=DEFAULT_TIMEOUT):
         """The one showing item with this role and accessible name."""
         def probe():
-            matches = self.all(role, name, root)
+            matches = self.all(role, name)
             if len(matches) > 1:
                 raise RobotFailure(f"{len(matches)} showing {role}s are named {name!r}")
             return matches[0] if matches else None
@@ -276,14 +274,13 @@ class Session:
         """A sheet, found by its role and title (a dialog carries no other name)."""
         return self.find("dialog", title, timeout)
 
-    def texts(self, root=None):
-        """The names of the showing labels, headings and static texts, top to bottom."""
-        return [node.name for node in self._walk(root)
-                if node is not None and node.getRoleName() in ("label", "heading", "static", "text") and node.name]
+    def texts(self):
+        """The names of the showing labels and texts, top to bottom."""
+        return [node.name for node in self.showing() if node.getRoleName() in ("label", "text") and node.name]
 
     def describe(self):
         try:
-            return "\n".join(f"  {node.getRoleName()}: {node.name!r}" for node in self._walk() if node is not None and node.name)
+            return "\n".join(f"  {node.getRoleName()}: {node.name!r}" for node in self.showing() if node.name)
         except Exception as error:
             return f"  (the tree could not be read: {error})"
 
@@ -329,6 +326,13 @@ class Session:
         subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path],
                        env=self.env, check=True, timeout=20)
         return path
+
+
+def _own_group_dying_with_us():
+    """In a child before exec: a session of its own, and SIGTERM should this driver be killed
+    (a test run's time limit) before it could tear down what it started."""
+    os.setsid()
+    ctypes.CDLL(None, use_errno=True).prctl(1, signal.SIGTERM)  # PR_SET_PDEATHSIG
 
 
 def _stop_group(process):

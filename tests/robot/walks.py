@@ -31,19 +31,18 @@ PICTURE_ROLES = {"image", "icon", "animation", "progress bar", "canvas", "unknow
 
 class Walks(unittest.TestCase):
 
-    def session(self, name, fixture, line_pause_ms=0, home=None):
+    def session(self, name, fixture, line_pause_ms=0):
         try:
-            session = robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)},
-                                    home=home)
-            return self.enterContext(session) if hasattr(self, "enterContext") else _entered(self, session)
+            return self.enterContext(robot.Session(APP, SHOTS, name, fixture,
+                                                   env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
         except robot.Unavailable as reason:
             self.skipTest(f"no desktop to drive: {reason}")
 
     def look(self, s, label):
         """Every step: a picture, and no meaningful picture or icon without a name."""
         s.shot(label)
-        unnamed = [node.getRoleName() for node in s._walk() if node is not None
-                   and node.getRoleName() in PICTURE_ROLES and not node.name]
+        unnamed = [node.getRoleName() for node in s.showing()
+                   if node.getRoleName() in PICTURE_ROLES and not node.name]
         self.assertEqual(unnamed, [], f"unnamed pictures on the {label} screen")
 
     def assertCleanLog(self, s):
@@ -203,13 +202,6 @@ class Walks(unittest.TestCase):
         s.find("push button", "Continue to system audit")
         self.look(s, "card-dismissed")
         self.assertCleanLog(s)
-
-
-def _entered(test, session):
-    """unittest's enterContext for Python before 3.11."""
-    entered = session.__enter__()
-    test.addCleanup(session.__exit__, None, None, None)
-    return entered
 
 
 if __name__ == "__main__":
