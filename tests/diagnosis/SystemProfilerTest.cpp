@@ -51,6 +51,7 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
     fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "#!/bin/bash\n", 0755);
     fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
     fs->addFile(kHome + QStringLiteral("/.local/bin/claude"), "", 0755);
+    fs->addFile(QStringLiteral("/usr/local/bin/aider"), "", 0755); // where `which` on launchd's PATH never looks
     fs->addFile(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh"), "");
     fs->addDirectory(kHome + QStringLiteral("/.jenv"));
     fs->addDirectory(kHome + QStringLiteral("/.asdf"));
@@ -75,7 +76,7 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
     EXPECT_EQ(profile.javaState.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"));
 
     AITooling ai;
-    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = true; // codex's answer is no program
+    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = ai.aider = true; // codex's answer is no program
     EXPECT_EQ(profile.aiTooling, ai);
     Terminals terminals;
     terminals.warp = terminals.iterm = terminals.kitty = true;
@@ -167,7 +168,7 @@ TEST_F(SystemProfilerTest, AFailingProbeNeverFailsTheProfile)
     EXPECT_FALSE(profile.likelyDeveloper());
 }
 
-TEST(SystemProfilerParts, NamesShellsAndArchitectures)
+TEST(SystemProfilerParts, NamesShells)
 {
     const struct {
         std::optional<QString> path;
@@ -181,11 +182,6 @@ TEST(SystemProfilerParts, NamesShellsAndArchitectures)
     };
     for (const auto &c : shells)
         EXPECT_EQ(SystemProfiler::shellFromPath(c.path), c.expected) << c.path.value_or(QStringLiteral("(unset)")).toStdString();
-
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("arm64")), Architecture::appleSilicon);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("x86_64")), Architecture::intel);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("i386")), Architecture::unknown);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QString()), Architecture::unknown);
 
     // Whatever this machine is, asking does not fail.
     const MacOSVersion here = SystemProfiler::platformOSVersion();
