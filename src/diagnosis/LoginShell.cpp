@@ -18,7 +18,7 @@ QString trimBlanks(const QString &text)
     return text.mid(start, end - start);
 }
 
-// The app's environment, as an interactive shell without a terminal should see it.
+// A new window's environment, as an interactive shell without a terminal should see it.
 Environment interactiveEnvironment()
 {
     Environment environment = LoginShell::newWindowEnvironment();
