@@ -4,6 +4,7 @@
 #include "fixtures/InMemoryFileSystem.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -27,32 +28,6 @@ public:
 
 private:
     QTemporaryDir m_dir;
-};
-
-// Sets variables in this process's environment, as a terminal would have them, until destroyed.
-class CallerEnvironment {
-public:
-    explicit CallerEnvironment(const QList<std::pair<const char *, QByteArray>> &variables)
-    {
-        for (const auto &[name, value] : variables) {
-            m_saved.append({name, qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt});
-            qputenv(name, value);
-        }
-    }
-    ~CallerEnvironment()
-    {
-        for (const auto &[name, value] : m_saved) {
-            if (value)
-                qputenv(name, *value);
-            else
-                qunsetenv(name);
-        }
-    }
-    CallerEnvironment(const CallerEnvironment &) = delete;
-    CallerEnvironment &operator=(const CallerEnvironment &) = delete;
-
-private:
-    QList<std::pair<const char *, std::optional<QByteArray>>> m_saved;
 };
 
 } // namespace
@@ -125,8 +100,17 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
 {
     // Real zsh, real start-up files in a throw-away home, asked from a Terminal window whose
     // JAVA_HOME the profile files know nothing of.
-    const CallerEnvironment terminal({{"JAVA_HOME", "/from/the/caller"}, {"TERM_PROGRAM", "Apple_Terminal"},
-                                      {"TERM_SESSION_ID", "w0t0p0:1"}, {"PATH", "/from/the/caller/bin:" + qgetenv("PATH")}});
+    const std::pair<const char *, QByteArray> terminal[] = {{"JAVA_HOME", "/from/the/caller"}, {"TERM_PROGRAM", "Apple_Terminal"},
+                                                            {"TERM_SESSION_ID", "w0t0p0:1"}, {"PATH", "/from/the/caller/bin:" + qgetenv("PATH")}};
+    QList<std::pair<const char *, std::optional<QByteArray>>> saved;
+    for (const auto &[name, value] : terminal) {
+        saved.append({name, qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt});
+        qputenv(name, value);
+    }
+    const auto restore = qScopeGuard([&saved] {
+        for (const auto &[name, value] : saved)
+            value ? qputenv(name, *value) : qunsetenv(name);
+    });
     const struct {
         const char *name;
         QList<std::pair<QString, QByteArray>> files;
