@@ -15,11 +15,17 @@ struct AuditRow {
 struct Stage1Foundations {
     static constexpr const char *kId = "stage_1_foundations";
     /// Nothing to do: Homebrew and the tools are there and, on Apple silicon, macOS is at most
-    /// one version behind (26).
+    /// one release behind the current one.
     [[nodiscard]] static bool isAlreadyOk(const SystemProfile &profile);
-    /// What the stage's page reports, in its order.
+    /// What the stage's page reports, in its order. An Intel Homebrew on Apple silicon gets a
+    /// row of its own after "Homebrew missing.", saying where it is and why it is not used.
     [[nodiscard]] static QList<AuditRow> findings(const SystemProfile &profile);
+    /// Two or more releases behind the current one, on Apple silicon.
     [[nodiscard]] static bool macOSIsBehind(const SystemProfile &profile);
+    /// How many releases Apple shipped after this Mac's (0 when it is current or newer).
+    [[nodiscard]] static int releasesBehind(const SystemProfile &profile);
+    /// The row about an Intel Homebrew found at `brewPath` on Apple silicon.
+    [[nodiscard]] static QString intelHomebrewText(const QString &brewPath);
 };
 
 /// Stage 2 of the audit: a terminal recommendation.

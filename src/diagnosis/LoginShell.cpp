@@ -18,10 +18,10 @@ QString trimBlanks(const QString &text)
     return text.mid(start, end - start);
 }
 
-// The app's environment, as an interactive shell without a terminal should see it.
+// A new window's environment, as an interactive shell without a terminal should see it.
 Environment interactiveEnvironment()
 {
-    Environment environment = appEnvironment();
+    Environment environment = LoginShell::newWindowEnvironment();
     environment.insert(QStringLiteral("TERM"), QStringLiteral("dumb"));
     return environment;
 }
@@ -64,9 +64,22 @@ std::optional<ProcessResult> LoginShell::runStoppable(const QStringList &argumen
     return result;
 }
 
+Environment LoginShell::newWindowEnvironment()
+{
+    Environment environment = appEnvironment();
+    // Started from a terminal (the doctor) or with a JAVA_HOME of its own, this process must not
+    // hand either on: the answer has to come from the user's profile files alone.
+    for (const char *name : {"JAVA_HOME", "TERM_PROGRAM", "TERM_PROGRAM_VERSION", "TERM_SESSION_ID"})
+        environment.remove(QString::fromLatin1(name));
+    // Otherwise /etc/zshrc would save and restore a Terminal session's history for us.
+    environment.insert(QStringLiteral("SHELL_SESSIONS_DISABLE"), QStringLiteral("1"));
+    environment.insert(QStringLiteral("PATH"), QString::fromLatin1(kLaunchdPath));
+    return environment;
+}
+
 std::optional<ProcessResult> LoginShell::run(const QString &commandLine, ProcessCancellation *cancellation) const
 {
-    return runStoppable(ShellRunner::loginShellArguments(commandLine), std::nullopt, cancellation, nullptr);
+    return runStoppable(ShellRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, nullptr);
 }
 
 std::optional<ProcessResult> LoginShell::runInteractive(const QString &commandLine, ProcessCancellation *cancellation) const
@@ -79,7 +92,7 @@ LoginShell::MarkedValue LoginShell::markedValue(const QString &commandLine, cons
     try {
         bool timedOut = false;
         const std::optional<ProcessResult> login =
-            runStoppable(ShellRunner::loginShellArguments(commandLine), std::nullopt, cancellation, &timedOut);
+            runStoppable(ShellRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, &timedOut);
         if (!login)
             return {std::nullopt, timedOut};
         if (auto value = markerValue(login->stdout, marker))

@@ -4,9 +4,10 @@
 
 #include <chrono>
 
-/// Asks the user's own shell configuration. A command first runs in a fresh non-interactive
-/// login zsh (`zsh -lc`), which reads ~/.zprofile but never ~/.zshrc. When that answer finds
-/// nothing, it runs once more in an interactive login zsh (`zsh -ilc`), which also reads
+/// Asks the user's own shell configuration, from the environment a new Terminal window starts
+/// from (see newWindowEnvironment) rather than this process's. A command first runs in a fresh
+/// non-interactive login zsh (`zsh -lc`), which reads ~/.zprofile but never ~/.zshrc. When that
+/// answer finds nothing, it runs once more in an interactive login zsh (`zsh -ilc`), which also reads
 /// ~/.zshrc as a new Terminal window does: SDKMAN, Mise and jEnv hook in there, and many people
 /// export JAVA_HOME there.
 ///
@@ -17,6 +18,8 @@
 class LoginShell {
 public:
     static constexpr std::chrono::milliseconds kTimeLimit {15000};
+    /// The PATH launchd gives an app, and so a new Terminal window before the profile files run.
+    static constexpr const char *kLaunchdPath = "/usr/bin:/bin:/usr/sbin:/sbin";
 
     /// A value read back through a shell, and whether the login shell let the time limit pass.
     struct MarkedValue {
@@ -26,10 +29,14 @@ public:
 
     explicit LoginShell(ShellRunner shell, std::chrono::milliseconds timeLimit = kTimeLimit);
 
-    /// `/bin/zsh -lc commandLine` with the app's environment; nothing when stopped. Throws
+    /// This process's environment as a new Terminal window would have it: no JAVA_HOME, no
+    /// terminal session, launchd's PATH; HOME, USER, SHELL, TMPDIR, LANG and the rest kept.
+    [[nodiscard]] static Environment newWindowEnvironment();
+
+    /// `/bin/zsh -lc commandLine` in newWindowEnvironment(); nothing when stopped. Throws
     /// ProcessLaunchError.
     [[nodiscard]] std::optional<ProcessResult> run(const QString &commandLine, ProcessCancellation *cancellation = nullptr) const;
-    /// `/bin/zsh -ilc commandLine` with TERM=dumb; nothing when stopped. Throws ProcessLaunchError.
+    /// `/bin/zsh -ilc commandLine` in newWindowEnvironment() with TERM=dumb; nothing when stopped. Throws ProcessLaunchError.
     [[nodiscard]] std::optional<ProcessResult> runInteractive(const QString &commandLine,
                                                               ProcessCancellation *cancellation = nullptr) const;
 

@@ -30,7 +30,9 @@ Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &prof
         return Remediation::installViaMise(QStringLiteral("temurin-") + major);
     if (profile.jenvRoot)
         return Remediation::installViaPKGThenJEnv(temurinMajor);
-    if (profile.likelyDeveloper())
+    // Java does not wait on a Homebrew move: with an Intel Homebrew on Apple silicon the package
+    // installs it, and the audit offers Homebrew in /opt/homebrew.
+    if (profile.likelyDeveloper() && !profile.intelHomebrewOnAppleSilicon)
         return Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@") + major);
     return Remediation::installViaPKG(temurinMajor);
 }

@@ -82,6 +82,7 @@ private:
 };
 
 /// The fix for a Mac without a JDK; `temurinMajor` is Adoptium's latest LTS (25 when unknown).
+/// An Intel Homebrew on Apple silicon is not Homebrew here: such a Mac gets the package.
 [[nodiscard]] Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &profile);
 /// The fix for an installed JDK without JAVA_HOME. Homebrew is not consulted: a Homebrew Mac
 /// gets the ~/.zprofile fix.

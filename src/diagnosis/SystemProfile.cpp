@@ -17,3 +17,9 @@ bool SystemProfile::likelyDeveloper() const
     return homebrewPrefix || sdkmanRoot || miseExecutable || jenvRoot || aiTooling.any() || terminals.any()
         || xcodeCommandLineToolsPath;
 }
+
+QString adoptiumArchitecture(Architecture architecture)
+{
+    // An unknown processor gets what almost every Mac sold today runs.
+    return architecture == Architecture::intel ? QStringLiteral("x64") : QStringLiteral("aarch64");
+}

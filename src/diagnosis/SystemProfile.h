@@ -6,6 +6,9 @@
 
 enum class Architecture { appleSilicon, intel, unknown };
 
+/// The architecture as Adoptium names its builds: "x64" for Intel, otherwise "aarch64".
+[[nodiscard]] QString adoptiumArchitecture(Architecture architecture);
+
 struct MacOSVersion {
     int major = 0;
     int minor = 0;
@@ -71,6 +74,9 @@ struct SystemProfile {
     Shell shell = Shell::other(QStringLiteral("unknown"));
     /// The `brew` program itself (the name is historical), not its prefix folder.
     std::optional<QString> homebrewPrefix;
+    /// An Intel Homebrew's `brew` in /usr/local on Apple silicon, where it refuses to install
+    /// when run natively: reported, but never used (homebrewPrefix is then absent).
+    std::optional<QString> intelHomebrewOnAppleSilicon;
     std::optional<QString> sdkmanRoot;
     std::optional<QString> miseExecutable;
     std::optional<QString> jenvRoot;

@@ -7,6 +7,7 @@
 #include <QSysInfo>
 
 #include <future>
+#include <utility>
 
 namespace {
 
@@ -14,6 +15,16 @@ QStringList miseLocations(const QString &home)
 {
     return {QStringLiteral("/opt/homebrew/bin/mise"), home + QStringLiteral("/.local/bin/mise"), QStringLiteral("/usr/local/bin/mise")};
 }
+
+// Where installers put a command-line tool. An app started from the Finder has launchd's PATH,
+// on which `which` finds none of them, so these folders are looked in first.
+QStringList toolLocations(const QString &home, const QString &name)
+{
+    return {QStringLiteral("/opt/homebrew/bin/") + name, home + QStringLiteral("/.local/bin/") + name,
+            QStringLiteral("/usr/local/bin/") + name};
+}
+
+constexpr const char *kIntelBrew = "/usr/local/bin/brew";
 
 } // namespace
 
@@ -40,7 +51,7 @@ SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
 {
     const CancellationBranches branches(cancellation, 7);
     const auto inParallel = [](auto work) { return std::async(std::launch::async, std::move(work)); };
-    auto machine = inParallel([&] { return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}, branches[0]); });
+    auto machine = inParallel([&] { return machineArchitecture(m_shell, branches[0]); });
     auto commandLineTools = inParallel([&] { return XcodeCLTProbe(m_shell).probe(branches[1]); });
     auto java = inParallel([&] { return Probes(m_shell, m_fs, m_shellTimeLimit).run(branches[2]); });
     // `which mise` only matters when no usual location has it, but asking costs nothing extra
@@ -52,9 +63,8 @@ SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
 
     SystemProfile profile;
     const QString home = m_fs->homeDirectory();
-    profile.macosVersion = m_platform.osVersion();
+    profile.macosVersion = releaseVersion(m_platform.osVersion());
     profile.shell = shellFromPath(m_platform.shellPath());
-    profile.homebrewPrefix = findBrew(*m_fs);
     if (m_fs->fileExists(home + QStringLiteral("/.sdkman/bin/sdkman-init.sh")))
         profile.sdkmanRoot = home + QStringLiteral("/.sdkman");
     profile.jenvRoot = directoryIfPresent(home + QStringLiteral("/.jenv"));
@@ -84,13 +94,37 @@ SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
     profile.miseExecutable = firstExecutable(miseLocations(home));
     if (!profile.miseExecutable)
         profile.miseExecutable = miseOnPath.get();
-    ai.claudeCodeCLI = claude.get().has_value();
-    ai.codexCLI = codex.get().has_value();
-    ai.aider = aider.get().has_value();
-    profile.architecture = architectureFromMachine(machine.get().value_or(QString()));
+    ai.claudeCodeCLI = firstExecutable(toolLocations(home, QStringLiteral("claude"))) || claude.get();
+    ai.codexCLI = firstExecutable(toolLocations(home, QStringLiteral("codex"))) || codex.get();
+    ai.aider = firstExecutable(toolLocations(home, QStringLiteral("aider"))) || aider.get();
+    profile.architecture = machine.get();
+    profile.homebrewPrefix = findBrew(*m_fs);
+    // Run natively on Apple silicon, an Intel Homebrew (brought over from an older Mac) refuses
+    // to install anything: it is no Homebrew to install with.
+    if (profile.architecture == Architecture::appleSilicon && profile.homebrewPrefix == QLatin1String(kIntelBrew))
+        profile.intelHomebrewOnAppleSilicon = std::exchange(profile.homebrewPrefix, std::nullopt);
     profile.xcodeCommandLineToolsPath = commandLineTools.get();
     profile.javaState = java.get();
     return profile;
+}
+
+Architecture SystemProfiler::machineArchitecture(const ShellRunner &shell, ProcessCancellation *cancellation)
+{
+    const Architecture reported =
+        architectureFromMachine(trimmedAnswer(shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}, cancellation).value_or(QString()));
+    if (reported != Architecture::intel)
+        return reported;
+    // An Intel Mac has no such key (sysctl fails) or says 0.
+    const std::optional<QString> arm64 =
+        trimmedAnswer(shell, QStringLiteral("/usr/sbin/sysctl"), {QStringLiteral("-n"), QStringLiteral("hw.optional.arm64")}, cancellation);
+    return arm64 == QLatin1String("1") ? Architecture::appleSilicon : Architecture::intel;
+}
+
+MacOSVersion SystemProfiler::releaseVersion(MacOSVersion reported)
+{
+    if (reported.major == 16)
+        reported.major = 26;
+    return reported;
 }
 
 std::optional<QString> SystemProfiler::findBrew(const FileSystemOperating &fs)

@@ -45,6 +45,11 @@ public:
     [[nodiscard]] static std::optional<QString> findMise(const ShellRunner &shell, const FileSystemOperating &fs);
     /// What `uname -m` printed, as an architecture.
     static Architecture architectureFromMachine(const QString &machine);
+    /// The Mac's processor: `uname -m`, and when that says x86_64, `sysctl -n hw.optional.arm64`,
+    /// since a process under Rosetta is told x86_64 on Apple silicon too.
+    [[nodiscard]] static Architecture machineArchitecture(const ShellRunner &shell, ProcessCancellation *cancellation = nullptr);
+    /// The release a reported version stands for: an SDK older than macOS 26's reads 26 as 16.
+    [[nodiscard]] static MacOSVersion releaseVersion(MacOSVersion reported);
 
 private:
     [[nodiscard]] std::optional<QString> firstExecutable(const QStringList &paths) const;

@@ -106,6 +106,7 @@ QStringList toolsFound(const SystemProfile &profile)
             tools.append(QStringLiteral("%1 (%2)").arg(QLatin1String(name), *where));
     };
     add(profile.homebrewPrefix, "Homebrew");
+    add(profile.intelHomebrewOnAppleSilicon, "Intel Homebrew, not used");
     add(profile.sdkmanRoot, "SDKMAN");
     add(profile.miseExecutable, "Mise");
     add(profile.jenvRoot, "jEnv");
@@ -153,6 +154,7 @@ QJsonObject profileJson(const SystemProfile &profile)
         {QStringLiteral("shell"), shellKind(profile.shell)},
         {QStringLiteral("shellName"), shellName(profile.shell)},
         {QStringLiteral("homebrewPrefix"), optionalString(profile.homebrewPrefix)},
+        {QStringLiteral("intelHomebrewOnAppleSilicon"), optionalString(profile.intelHomebrewOnAppleSilicon)},
         {QStringLiteral("sdkmanRoot"), optionalString(profile.sdkmanRoot)},
         {QStringLiteral("miseExecutable"), optionalString(profile.miseExecutable)},
         {QStringLiteral("jenvRoot"), optionalString(profile.jenvRoot)},

@@ -18,12 +18,13 @@ bool isTemurin(const QString &cask)
 } // namespace
 
 BrewRunner::BrewRunner(QString brewPath, std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                       std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium)
+                       std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
     : m_brewPath(std::move(brewPath))
     , m_process(process)
     , m_fs(fs)
     , m_executor(fs)
     , m_adoptium(std::move(adoptium))
+    , m_architecture(architecture)
     , m_package(std::move(process), std::move(http), std::move(fs), QStringLiteral("BrewRunner.PKG"))
 {
 }
@@ -124,7 +125,8 @@ bool BrewRunner::temurinJDKPresent(const QString &cask) const
 BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &prompt, CancellableProcess &cancellation,
                                        const EventHandler &onProgress) const
 {
-    onProgress(Event::output(QStringLiteral("Looking up Temurin ") + majorText + QStringLiteral(" (aarch64) on Adoptium…")));
+    const QString architecture = adoptiumArchitecture(m_architecture);
+    onProgress(Event::output(QStringLiteral("Looking up Temurin %1 (%2) on Adoptium…").arg(majorText, architecture)));
     std::optional<QString> packagePath;
     Event outcome;
     try {
@@ -133,7 +135,7 @@ BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &
         if (!isNumber)
             throw PackageError(QStringLiteral("BrewRunner.PKG"), PackageError::badMajorVersion,
                                QStringLiteral("Bad Temurin major version: ") + majorText);
-        const AdoptiumAPI::AssetMetadata asset = m_adoptium.latestAsset(major, QStringLiteral("aarch64"), &cancellation);
+        const AdoptiumAPI::AssetMetadata asset = m_adoptium.latestAsset(major, architecture, &cancellation);
         packagePath = m_package.preparePath(major, asset.releaseName);
         const QString digest = m_package.download(asset.downloadURL, asset.size, *packagePath, cancellation,
                                                   [&](qint64 received, std::optional<qint64> total) { onProgress(Event::downloading(received, total)); });

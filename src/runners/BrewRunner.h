@@ -1,5 +1,6 @@
 #pragma once
 
+#include "diagnosis/SystemProfile.h"
 #include "runners/AdoptiumAPI.h"
 #include "runners/OutputPhrases.h"
 #include "runners/PrivilegedExecutor.h"
@@ -27,8 +28,9 @@ public:
     };
     using EventHandler = std::function<void(const Event &)>;
 
+    /// `architecture` is the Mac's: the package the fall-back installs is built for it.
     BrewRunner(QString brewPath, std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-               std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium);
+               std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture);
 
     /// `brew install --cask <cask>`; returns `completed` or `canceled`, after progress through
     /// `onProgress`.
@@ -55,5 +57,6 @@ private:
     std::shared_ptr<const FileSystemOperating> m_fs;
     PrivilegedExecutor m_executor;
     AdoptiumAPI m_adoptium;
+    Architecture m_architecture;
     TemurinPackage m_package;
 };

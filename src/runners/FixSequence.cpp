@@ -37,6 +37,8 @@ struct FixSequence::Run {
     QString home() const { return services().fs->homeDirectory(); }
     ShellRunner shell() const { return ShellRunner(services().processRunner); }
     AdoptiumAPI adoptium() const { return AdoptiumAPI(services().http, sequence.m_configuration.adoptiumBaseURL); }
+    // Asked as the profile asks it, so an Intel Mac gets an Intel build.
+    Architecture architecture() const { return SystemProfiler::machineArchitecture(shell(), &cancellation); }
     bool succeeded() const { return !canceledByUser && !cancellation.isCanceled() && exitCode == 0; }
 
     void take(const StreamEvent &event)
@@ -59,7 +61,7 @@ struct FixSequence::Run {
         const std::optional<QString> brew = SystemProfiler::findBrew(*services().fs);
         if (!brew)
             return fail(QStringLiteral("Homebrew not found in /opt/homebrew/bin or /usr/local/bin."), -1);
-        const BrewRunner runner(*brew, services().processRunner, services().http, services().fs, adoptium());
+        const BrewRunner runner(*brew, services().processRunner, services().http, services().fs, adoptium(), architecture());
         const BrewRunner::Event end = runner.run(cask, prompt, cancellation, [this](const BrewRunner::Event &event) {
             if (event.kind == BrewRunner::Event::Kind::output)
                 frontEnd.line(event.text);
@@ -83,7 +85,7 @@ struct FixSequence::Run {
 
     void packageStep(int version)
     {
-        const PKGInstaller installer(services().processRunner, services().http, services().fs, adoptium());
+        const PKGInstaller installer(services().processRunner, services().http, services().fs, adoptium(), architecture());
         using Event = PKGInstaller::Event;
         const Event end = installer.install(version, QString::fromLatin1(kPasswordPrompt), cancellation, [&](const Event &event) {
             switch (event.kind) {

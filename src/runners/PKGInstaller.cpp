@@ -5,8 +5,10 @@
 #include <mutex>
 
 PKGInstaller::PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                           std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Patience patience)
+                           std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture,
+                           Patience patience)
     : m_adoptium(std::move(adoptium))
+    , m_architecture(architecture)
     , m_package(std::move(process), std::move(http), std::move(fs), QStringLiteral("PKGInstaller"))
     , m_patience(patience)
 {
@@ -34,7 +36,7 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
         QString digest;
         {
             const Watchdog patience(m_patience.lookup, slow);
-            asset = m_adoptium.latestAsset(version, QStringLiteral("aarch64"), &cancellation);
+            asset = m_adoptium.latestAsset(version, adoptiumArchitecture(m_architecture), &cancellation);
         }
         {
             const Watchdog patience(m_patience.download, slow);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "diagnosis/SystemProfile.h"
 #include "runners/AdoptiumAPI.h"
 #include "runners/TemurinPackage.h"
 
@@ -32,11 +33,12 @@ public:
 
     static constexpr const char *kPrompt = "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/";
 
+    /// `architecture` is the Mac's, whose build is installed.
     PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Patience patience);
+                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture, Patience patience);
     PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium)
-        : PKGInstaller(std::move(process), std::move(http), std::move(fs), std::move(adoptium), Patience {})
+                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
+        : PKGInstaller(std::move(process), std::move(http), std::move(fs), std::move(adoptium), architecture, Patience {})
     {
     }
 
@@ -47,6 +49,7 @@ public:
 
 private:
     AdoptiumAPI m_adoptium;
+    Architecture m_architecture;
     TemurinPackage m_package;
     Patience m_patience;
 };

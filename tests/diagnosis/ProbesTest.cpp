@@ -4,6 +4,7 @@
 #include "fixtures/InMemoryFileSystem.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -97,7 +98,19 @@ TEST(Probes, FailuresGiveEmptyFields)
 
 TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
 {
-    // Real zsh, real start-up files in a throw-away home.
+    // Real zsh, real start-up files in a throw-away home, asked from a Terminal window whose
+    // JAVA_HOME the profile files know nothing of.
+    const std::pair<const char *, QByteArray> terminal[] = {{"JAVA_HOME", "/from/the/caller"}, {"TERM_PROGRAM", "Apple_Terminal"},
+                                                            {"TERM_SESSION_ID", "w0t0p0:1"}, {"PATH", "/from/the/caller/bin:" + qgetenv("PATH")}};
+    QList<std::pair<const char *, std::optional<QByteArray>>> saved;
+    for (const auto &[name, value] : terminal) {
+        saved.append({name, qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt});
+        qputenv(name, value);
+    }
+    const auto restore = qScopeGuard([&saved] {
+        for (const auto &[name, value] : saved)
+            value ? qputenv(name, *value) : qunsetenv(name);
+    });
     const struct {
         const char *name;
         QList<std::pair<QString, QByteArray>> files;
@@ -118,6 +131,9 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         {"a .zprofile that hangs", {{".zprofile", "sleep 30\nexport JAVA_HOME=/never\n"}, {".zshrc", "export JAVA_HOME=/never\n"}}, std::nullopt, true},
         {"backslashes in the value are kept", {{".zprofile", "export JAVA_HOME='/a\\nb\\c d'\n"}}, QStringLiteral("/a\\nb\\c d")},
         {"nothing at all", {}, std::nullopt},
+        {"what a new Terminal window starts from",
+         {{".zprofile", "export JAVA_HOME=\"$TERM_PROGRAM|$TERM_SESSION_ID|$SHELL_SESSIONS_DISABLE|$PATH|${HOME:+home}\"\n"}},
+         QStringLiteral("||1|/usr/bin:/bin:/usr/sbin:/sbin|home")},
     };
     for (const auto &c : cases) {
         const Home home(c.files);

@@ -1,4 +1,6 @@
 #include "StandIns.h"
+#include "diagnosis/AuditStages.h"
+#include "diagnosis/Remediation.h"
 #include "diagnosis/SystemProfiler.h"
 #include "fixtures/InMemoryFileSystem.h"
 
@@ -49,6 +51,7 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
     fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "#!/bin/bash\n", 0755);
     fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
     fs->addFile(kHome + QStringLiteral("/.local/bin/claude"), "", 0755);
+    fs->addFile(QStringLiteral("/usr/local/bin/aider"), "", 0755); // where `which` on launchd's PATH never looks
     fs->addFile(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh"), "");
     fs->addDirectory(kHome + QStringLiteral("/.jenv"));
     fs->addDirectory(kHome + QStringLiteral("/.asdf"));
@@ -73,7 +76,7 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
     EXPECT_EQ(profile.javaState.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"));
 
     AITooling ai;
-    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = true; // codex's answer is no program
+    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = ai.aider = true; // codex's answer is no program
     EXPECT_EQ(profile.aiTooling, ai);
     Terminals terminals;
     terminals.warp = terminals.iterm = terminals.kitty = true;
@@ -97,6 +100,60 @@ TEST_F(SystemProfilerTest, ReadsAnIntelMacWithHomebrewUnderUsrLocal)
     EXPECT_EQ(profile.sdkmanRoot, std::nullopt);
 }
 
+// What a real Mac tells us, and what follows from it: which build Adoptium is asked for, which
+// fix installs Java, whether stage 1 calls macOS several releases behind, and whether it reports
+// an Intel Homebrew that is there but not used.
+TEST_F(SystemProfilerTest, ChipHomebrewAndMacOSReleaseAsARealMacReportsThem)
+{
+    const QString intelBrew = QStringLiteral("/usr/local/bin/brew");
+    const QString armBrew = QStringLiteral("/opt/homebrew/bin/brew");
+    const Remediation viaBrew = Remediation::installTemurinViaBrew(QStringLiteral("temurin@25"));
+    const struct {
+        const char *name;
+        QByteArray uname;                 // what `uname -m` prints
+        std::optional<QByteArray> sysctl; // `sysctl -n hw.optional.arm64`; nothing: no such key
+        QStringList brews;
+        MacOSVersion reported;
+        QString adoptium;
+        Remediation fix;
+        bool behind;
+        bool intelBrewUnused;
+    } cases[] = {
+        {"Intel, no such key", "x86_64", std::nullopt, {intelBrew}, {15, 2, 0}, "x64", viaBrew, false, false},
+        {"Intel saying 0, on an old macOS that is never judged", "x86_64", "0", {intelBrew}, {12, 7, 0}, "x64", viaBrew, false, false},
+        {"Rosetta on 14, two releases behind", "x86_64", "1", {armBrew, intelBrew}, {14, 6, 0}, "aarch64", viaBrew, true, false},
+        {"Apple silicon with only an Intel Homebrew, on 15", "arm64", std::nullopt, {intelBrew}, {15, 1, 0}, "aarch64",
+         Remediation::installViaPKG(25), false, true},
+        {"Apple silicon on 26 read as 16.0", "arm64", std::nullopt, {armBrew}, {16, 0, 0}, "aarch64", viaBrew, false, false},
+        {"Apple silicon on 26 beside an old Intel Homebrew", "arm64", std::nullopt, {armBrew, intelBrew}, {26, 1, 0}, "aarch64", viaBrew, false, false},
+        {"Apple silicon on 13 without Homebrew", "arm64", std::nullopt, {}, {13, 0, 0}, "aarch64",
+         Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")), true, false},
+        {"an unknown processor", "ppc", std::nullopt, {intelBrew}, {10, 15, 0}, "aarch64", viaBrew, false, false},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.name);
+        StandIns mac;
+        addTools(mac, c.uname, {});
+        if (c.sysctl)
+            mac.add(QStringLiteral("/usr/sbin/sysctl"), "[ \"$1 $2\" = '-n hw.optional.arm64' ] && echo " + *c.sysctl);
+        else
+            mac.add(QStringLiteral("/usr/sbin/sysctl"), "echo \"sysctl: unknown oid '$2'\" >&2; exit 1");
+        auto fs = std::make_shared<InMemoryFileSystem>(kHome);
+        for (const QString &brew : c.brews)
+            fs->addFile(brew, "#!/bin/bash\n", 0755);
+        const MacOSVersion reported = c.reported;
+        const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, [reported] { return reported; }).profile();
+
+        EXPECT_EQ(adoptiumArchitecture(profile.architecture), c.adoptium);
+        EXPECT_EQ(remediationForMissingJDK(25, profile), c.fix);
+        EXPECT_EQ(Stage1Foundations::macOSIsBehind(profile), c.behind);
+        EXPECT_EQ(profile.intelHomebrewOnAppleSilicon, c.intelBrewUnused ? std::optional(intelBrew) : std::nullopt);
+        const QList<AuditRow> rows = Stage1Foundations::findings(profile);
+        EXPECT_EQ(rows.contains(AuditRow {AuditRow::Mark::suggestion, Stage1Foundations::intelHomebrewText(intelBrew)}), c.intelBrewUnused);
+        EXPECT_EQ(rows.contains(AuditRow {AuditRow::Mark::missing, QStringLiteral("Homebrew missing.")}), !profile.homebrewPrefix);
+    }
+}
+
 TEST_F(SystemProfilerTest, AFailingProbeNeverFailsTheProfile)
 {
     StandIns mac;
@@ -111,7 +168,7 @@ TEST_F(SystemProfilerTest, AFailingProbeNeverFailsTheProfile)
     EXPECT_FALSE(profile.likelyDeveloper());
 }
 
-TEST(SystemProfilerParts, NamesShellsAndArchitectures)
+TEST(SystemProfilerParts, NamesShells)
 {
     const struct {
         std::optional<QString> path;
@@ -125,11 +182,6 @@ TEST(SystemProfilerParts, NamesShellsAndArchitectures)
     };
     for (const auto &c : shells)
         EXPECT_EQ(SystemProfiler::shellFromPath(c.path), c.expected) << c.path.value_or(QStringLiteral("(unset)")).toStdString();
-
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("arm64")), Architecture::appleSilicon);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("x86_64")), Architecture::intel);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QStringLiteral("i386")), Architecture::unknown);
-    EXPECT_EQ(SystemProfiler::architectureFromMachine(QString()), Architecture::unknown);
 
     // Whatever this machine is, asking does not fail.
     const MacOSVersion here = SystemProfiler::platformOSVersion();

@@ -147,7 +147,7 @@ TEST(Doctor, ReportsInTheAgreedShape)
     const QJsonObject json = report(run);
     EXPECT_EQ(json.keys(), (QStringList {"audit", "diagnosis", "fix", "notes", "profile", "remediation"}));
     const QJsonObject profile = json.value("profile").toObject();
-    EXPECT_EQ(profile.keys(), (QStringList {"aiTooling", "architecture", "asdfRoot", "homebrewPrefix", "javaState", "jenvRoot", "likelyDeveloper",
+    EXPECT_EQ(profile.keys(), (QStringList {"aiTooling", "architecture", "asdfRoot", "homebrewPrefix", "intelHomebrewOnAppleSilicon", "javaState", "jenvRoot", "likelyDeveloper",
                                             "macosVersion", "miseExecutable", "sdkmanRoot", "shell", "shellName", "terminals", "xcodeCommandLineToolsPath"}));
     EXPECT_EQ(profile.value("architecture").toString(), QStringLiteral("appleSilicon"));
     EXPECT_TRUE(profile.value("macosVersion").toObject().value("major").isDouble());

@@ -37,7 +37,7 @@ struct Tool {
 constexpr Tool kTools[] = {
     {"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"},     {"xcode-select", "/usr/bin/xcode-select"},
     {"uname", "/usr/bin/uname"},             {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
-    {"installer", "/usr/sbin/installer"},
+    {"installer", "/usr/sbin/installer"},    {"sysctl", "/usr/sbin/sysctl"},
 };
 
 const QString kDoctorMacPath = QStringLiteral("/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor");

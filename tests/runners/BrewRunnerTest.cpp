@@ -43,7 +43,8 @@ public:
                             {QStringLiteral("STANDIN_BEFORE_DIALOG"), beforeDialog}});
         for (int major : {21, 25}) {
             const QByteArray package = "temurin " + QByteArray::number(major) + " package";
-            http->respond(QUrl(kApi + QStringLiteral("/v3/assets/latest/%1/hotspot?architecture=aarch64&image_type=jdk&os=mac").arg(major)),
+            for (const char *architecture : {"aarch64", "x64"})
+                http->respond(QUrl(kApi + QStringLiteral("/v3/assets/latest/%1/hotspot?architecture=%2&image_type=jdk&os=mac").arg(major).arg(QLatin1String(architecture))),
                           HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/" + QByteArray::number(major)
                                                      + ".pkg\", \"checksum\": \"" + QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex()
                                                      + "\", \"name\": \"OpenJDK.pkg\"}}, \"release_name\": \"jdk-" + QByteArray::number(major) + "\"}]"});
@@ -63,7 +64,7 @@ public:
     }
     BrewRunner::Event run(const QString &cask, const std::function<void(const BrewRunner::Event &)> &also = {})
     {
-        const BrewRunner runner(QStringLiteral("/opt/homebrew/bin/brew"), mac.runner(), http, fs, AdoptiumAPI(http, QUrl(kApi)));
+        const BrewRunner runner(QStringLiteral("/opt/homebrew/bin/brew"), mac.runner(), http, fs, AdoptiumAPI(http, QUrl(kApi)), architecture);
         return runner.run(cask, QString::fromLatin1(PKGInstaller::kPrompt), cancellation, [&](const BrewRunner::Event &event) {
             if (event.kind == Kind::output)
                 lines.append(event.text);
@@ -84,6 +85,7 @@ public:
     std::shared_ptr<FileSystemOperating> fs;
     std::shared_ptr<FixtureHTTPFetcher> http = std::make_shared<FixtureHTTPFetcher>(fs);
     CancellableProcess cancellation;
+    Architecture architecture = Architecture::appleSilicon;
     QStringList lines;
     QList<BrewRunner::Event> progress;
 };
@@ -113,26 +115,32 @@ TEST(BrewRunner, FallsBackToThePackageWhenHomebrewBypassesTheWrapper)
     const QString swappedDigest = QString::fromLatin1(QCryptographicHash::hash("swapped", QCryptographicHash::Sha256).toHex());
     const struct {
         QString cask;
+        Architecture architecture;
         QString lookup;
         bool swapped;
         std::int32_t exitCode;
         QString last;
     } cases[] = {
-        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), false, 0, QStringLiteral("Installer completed.")},
-        {QStringLiteral("temurin"), QStringLiteral("Looking up Temurin 25 (aarch64) on Adoptium…"), false, 0, QStringLiteral("Installer completed.")},
-        {QStringLiteral("temurin@21"), QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), true, 1,
+        {QStringLiteral("temurin@21"), Architecture::appleSilicon, QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), false, 0,
+         QStringLiteral("Installer completed.")},
+        {QStringLiteral("temurin"), Architecture::intel, QStringLiteral("Looking up Temurin 25 (x64) on Adoptium…"), false, 0,
+         QStringLiteral("Installer completed.")},
+        {QStringLiteral("temurin@21"), Architecture::unknown, QStringLiteral("Looking up Temurin 21 (aarch64) on Adoptium…"), true, 1,
          QStringLiteral("Installer failed: Checksum mismatch (expected %1, got %2): the package changed after it was checked, so nothing was installed.")
              .arg(QString::fromLatin1(QCryptographicHash::hash("temurin 21 package", QCryptographicHash::Sha256).toHex()), swappedDigest)},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.cask.toStdString() + (c.swapped ? " swapped" : ""));
         BrewHarness harness(BrewHarness::Disk::real);
+        harness.architecture = c.architecture;
         if (c.swapped)
             harness.mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
                                         {QStringLiteral("STANDIN_INSTALLED_PKG"), harness.dir.filePath(QStringLiteral("installed"))},
                                         {QStringLiteral("STANDIN_BEFORE_DIALOG"), swap.arg(harness.dir.path())}});
         harness.brew("echo '==> Installing Cask " + c.cask.toUtf8() + "'\necho '" + kTerminalRequired + "' >&2\necho 'sudo: a password is required' >&2", 1);
         EXPECT_EQ(harness.run(c.cask), BrewRunner::Event::completed(c.exitCode));
+        ASSERT_FALSE(harness.http->requests().isEmpty());
+        EXPECT_TRUE(harness.http->requests().first().url.query().contains(QStringLiteral("architecture=") + adoptiumArchitecture(c.architecture)));
         EXPECT_EQ(harness.lines.mid(3), (QStringList {QString(), QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"),
                                                       c.lookup, QStringLiteral("Verifying download checksum…"),
                                                       QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…"), c.last}));
@@ -226,7 +234,7 @@ TEST(BrewRunner, KeepsNoTranscriptOfALongRun)
     BrewHarness harness;
     harness.brew("head -c 40000000 /dev/zero | tr '\\0' x | fold -w 1000; echo\necho '" + kTerminalRequired + "' >&2\necho 'Sudo: A password is required' >&2", 1);
     const BrewRunner runner(QStringLiteral("/opt/homebrew/bin/brew"), harness.mac.runner(), harness.http, harness.fs,
-                            AdoptiumAPI(harness.http, QUrl(kApi)));
+                            AdoptiumAPI(harness.http, QUrl(kApi)), Architecture::appleSilicon);
     const auto heapInUse = [] { const struct mallinfo2 info = mallinfo2(); return info.uordblks + info.hblkhd; };
     std::optional<size_t> atFirstLine;
     size_t mostAbove = 0;

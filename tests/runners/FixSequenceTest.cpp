@@ -275,9 +275,9 @@ TEST(AuditStages, ReadyTestsAndRows)
         bool stage1Ok;
         QList<AuditRow> findings;
     } cases[] = {
-        {"Apple silicon on 24 with everything", mac(Architecture::appleSilicon, 24, true, true, false), false,
+        {"Apple silicon on 14 with everything", mac(Architecture::appleSilicon, 14, true, true, false), false,
          {{Mark::suggestion, "Your macOS is several versions behind the current release."}}},
-        {"Apple silicon on 25", mac(Architecture::appleSilicon, 25, true, true, false), true, {}},
+        {"Apple silicon on 15", mac(Architecture::appleSilicon, 15, true, true, false), true, {}},
         {"Intel on 13: the version is not judged", mac(Architecture::intel, 13, true, true, false), true, {}},
         {"no Homebrew hides the tools row", mac(Architecture::appleSilicon, 26, false, false, false), false, {{Mark::missing, "Homebrew missing."}}},
         {"Homebrew without the tools", mac(Architecture::intel, 14, true, false, false), false, {{Mark::missing, "Xcode Command Line Tools missing."}}},

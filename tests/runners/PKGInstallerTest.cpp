@@ -68,7 +68,7 @@ public:
     {
         auto fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {dir.path(), {}, dir.filePath(QStringLiteral("caches")), {}});
         auto http = std::make_shared<LiveHTTPFetcher>();
-        const PKGInstaller installer(mac.runner(), http, fs, AdoptiumAPI(http, server.url(QString())), patience);
+        const PKGInstaller installer(mac.runner(), http, fs, AdoptiumAPI(http, server.url(QString())), Architecture::appleSilicon, patience);
         return installer.install(21, QString::fromLatin1(PKGInstaller::kPrompt), cancellation, [&](const PKGInstaller::Event &event) {
             events.append(event);
             if (also)
