@@ -68,6 +68,8 @@ ScreenScaffold {
             Label {
                 visible: text.length > 0
                 text: finding.modelData.note
+                // The tools note quotes a command in backticks.
+                textFormat: Text.MarkdownText
                 wrapMode: Text.Wrap
                 Accessible.name: text
                 Layout.fillWidth: true
