@@ -39,12 +39,13 @@ TEST(AppModels, DiagnoseIsPushedAndBackReturnsToWelcome)
     app.welcome()->diagnose();
     EXPECT_EQ(app.path(), QList<Screen>{Screen::diagnose});
     EXPECT_EQ(app.page(), Page::Diagnose);
-    EXPECT_EQ(app.unbuiltScreenText(), QString());
+    EXPECT_FALSE(app.audit());
     app.push(Screen::audit);
     EXPECT_EQ(app.page(), Page::Audit);
-    EXPECT_EQ(app.unbuiltScreenText(), QStringLiteral("The system audit screen is not built yet."));
+    EXPECT_TRUE(app.audit());
     app.pop();
     EXPECT_EQ(app.page(), Page::Diagnose);
+    EXPECT_FALSE(app.audit());
     app.clearPath();
     EXPECT_EQ(app.page(), Page::Welcome);
     app.pop(); // nothing left to pop

@@ -233,8 +233,23 @@ TEST_F(AppWindowTest, AFixRunsInItsSheetAndTheJavaHomeStepPassesTheCheck)
     EXPECT_FALSE(item(window, QStringLiteral("zprofile-diff-sheet"))) << "the sheet is closed";
     render(window, QStringLiteral("flow-verified-pass"));
     click(window, item(window, QStringLiteral("continue-to-audit")));
-    EXPECT_EQ(m_app->page(), TarnwickAppModel::Page::Audit);
+    ASSERT_EQ(m_app->page(), TarnwickAppModel::Page::Audit);
+
+    // The audit looks at the Mac afresh (a fix ran), then each page it shows is passed by.
+    ASSERT_TRUE(waitWhile([&] { return !item(window, QStringLiteral("audit-stage-skip")) && !item(window, QStringLiteral("audit-final-report")); }));
+    for (int pages = 0; QQuickItem *skip = item(window, QStringLiteral("audit-stage-skip")); ++pages) {
+        ASSERT_LT(pages, 2);
+        render(window, QStringLiteral("flow-audit-stage-%1").arg(pages + 1));
+        click(window, skip);
+    }
+    ASSERT_TRUE(item(window, QStringLiteral("audit-final-report")));
+    ASSERT_TRUE(waitWhile([&] { return !item(window, QStringLiteral("nps-card")); }));
+    render(window, QStringLiteral("flow-audit-report"));
+    click(window, item(window, QStringLiteral("audit-done")));
+    EXPECT_TRUE(item(window, QStringLiteral("welcome-view")));
+    EXPECT_TRUE(m_app->path().isEmpty());
     const QStringList names = m_world.sink.names();
-    for (const char *event : {"remediation_applied", "remediation_completed", "verify_offered_r2", "verify_passed"})
+    for (const char *event : {"remediation_applied", "remediation_completed", "verify_offered_r2", "verify_passed", "audit_reached",
+                              "audit_gated", "audit_stage_outcome", "nps_shown", "nps_dismissed"})
         EXPECT_TRUE(names.contains(QLatin1String(event))) << event << " in " << names.join(u' ').toStdString();
 }

@@ -23,10 +23,16 @@
 class RecordingSink final : public TelemetrySink {
 public:
     using TelemetrySink::track;
-    void track(const QString &eventName, const JSONObject &) override
+    void track(const QString &eventName, const JSONObject &data) override
     {
         std::lock_guard lock(m_mutex);
         m_names.append(eventName);
+        m_events.append({eventName, data});
+    }
+    QList<TelemetryEvent> events() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_events;
     }
     QStringList names() const
     {
@@ -37,6 +43,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     QStringList m_names;
+    QList<TelemetryEvent> m_events;
 };
 
 /// A simulated Mac whose settings live in `store`, so a second launch can share the first one's.

@@ -43,7 +43,7 @@ ApplicationWindow {
                 setSource("DiagnoseView.qml", {model: window.app.diagnose})
                 break
             default:
-                setSource("UnbuiltScreenView.qml", {app: window.app})
+                setSource("StagedAuditFlowView.qml", {model: window.app.audit})
             }
         }
 

@@ -92,6 +92,12 @@ void TarnwickAppModel::push(Screen screen)
                                            DiagnoseViewModel::Sheets::hosted);
         if (m_ltsMajor)
             m_diagnose->setKnownLTSMajor(*m_ltsMajor);
+        connect(m_diagnose, &DiagnoseViewModel::homeRequested, this, &TarnwickAppModel::clearPath);
+    }
+    if (screen == Screen::audit && !m_path.contains(Screen::audit)) {
+        // A fix run on the way here changed the Mac: the audit looks at it afresh.
+        const bool macChanged = m_diagnose && m_diagnose->remediation();
+        m_audit = new StagedAuditFlowModel(m_context, macChanged ? std::nullopt : m_profile, [this] { clearPath(); }, this);
     }
     m_path.append(screen);
     emit pageChanged();
@@ -122,6 +128,10 @@ void TarnwickAppModel::dropLeftScreens()
         m_diagnose->deleteLater();
         m_diagnose = nullptr;
     }
+    if (m_audit && !m_path.contains(Screen::audit)) {
+        m_audit->deleteLater();
+        m_audit = nullptr;
+    }
 }
 
 QString TarnwickAppModel::windowTitle() const { return QStringLiteral("Tarnwick"); }
@@ -134,10 +144,3 @@ TarnwickAppModel::Page TarnwickAppModel::page() const
         return Page::Welcome;
     return m_path.last() == Screen::diagnose ? Page::Diagnose : Page::Audit;
 }
-
-QString TarnwickAppModel::unbuiltScreenText() const
-{
-    return page() == Page::Audit ? QStringLiteral("The system audit screen is not built yet.") : QString();
-}
-
-QString TarnwickAppModel::backText() const { return QStringLiteral("Back"); }

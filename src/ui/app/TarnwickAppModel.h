@@ -4,6 +4,7 @@
 #include "services/ProcessCancellation.h"
 #include "ui/app/ConsentViewModel.h"
 #include "ui/app/WelcomeViewModel.h"
+#include "ui/audit/StagedAuditFlowModel.h"
 #include "ui/common/ScreenContext.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
@@ -29,8 +30,7 @@ class TarnwickAppModel : public QObject {
     Q_PROPERTY(WelcomeViewModel *welcome READ welcome CONSTANT FINAL)
     Q_PROPERTY(DiagnoseViewModel *diagnose READ diagnose NOTIFY pageChanged FINAL)
     Q_PROPERTY(bool hasProfile READ hasProfile NOTIFY profileChanged FINAL)
-    Q_PROPERTY(QString unbuiltScreenText READ unbuiltScreenText NOTIFY pageChanged FINAL)
-    Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
+    Q_PROPERTY(StagedAuditFlowModel *audit READ audit NOTIFY pageChanged FINAL)
 public:
     /// Where the user can go from Welcome; the path is a stack of these.
     enum class Screen { diagnose, audit };
@@ -65,14 +65,13 @@ public:
     [[nodiscard]] WelcomeViewModel *welcome() const { return m_welcome; }
     /// The diagnose screen's model while `diagnose` is on the path; a new one each visit.
     [[nodiscard]] DiagnoseViewModel *diagnose() const { return m_diagnose; }
+    /// The audit's model while `audit` is on the path; a new one each visit.
+    [[nodiscard]] StagedAuditFlowModel *audit() const { return m_audit; }
     [[nodiscard]] bool hasProfile() const { return m_profile.has_value(); }
     [[nodiscard]] const std::optional<SystemProfile> &profile() const { return m_profile; }
     /// The Temurin major a D1 install gets, once the look-up begun at Welcome is in (the
     /// fall-back when Adoptium could not say).
     [[nodiscard]] std::optional<int> ltsMajor() const { return m_ltsMajor; }
-    /// What the page of a screen that is not built yet says.
-    [[nodiscard]] QString unbuiltScreenText() const;
-    [[nodiscard]] QString backText() const;
 
 signals:
     void pageChanged();
@@ -95,6 +94,7 @@ private:
     ConsentViewModel *m_consent;
     WelcomeViewModel *m_welcome;
     DiagnoseViewModel *m_diagnose = nullptr;
+    StagedAuditFlowModel *m_audit = nullptr;
     bool m_started = false;
     ProcessCancellation m_startUpCancellation;
     QFuture<void> m_startUp;

@@ -3,7 +3,7 @@
 #include "telemetry/TelemetryEvents.h"
 
 NpsCardModel::NpsCardModel(std::shared_ptr<const KeyValueStoring> store, TelemetrySink *telemetry, QObject *parent)
-    : QObject(parent), m_store(std::move(store)), m_telemetry(telemetry)
+    : QObject(parent), m_store(std::move(store)), m_telemetry(telemetry), m_wanted(!wasSubmitted(*m_store))
 {
 }
 
@@ -47,4 +47,21 @@ void NpsCardModel::dismiss()
     m_dismissed = true;
     m_telemetry->track(TelemetryEvents::npsDismissed());
     emit dismissed();
+}
+
+void NpsCardModel::appeared()
+{
+    if (!shown() || m_shownSent)
+        return;
+    m_shownSent = true;
+    m_telemetry->track(TelemetryEvents::npsShown());
+}
+
+void NpsCardModel::leaving()
+{
+    // The card's own Dismiss already said so; a sent score is no dismissal.
+    if (!m_shownSent || m_dismissed || m_phase == Phase::Submitting || m_phase == Phase::Thanks)
+        return;
+    m_dismissed = true;
+    m_telemetry->track(TelemetryEvents::npsDismissed());
 }

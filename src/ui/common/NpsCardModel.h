@@ -26,6 +26,7 @@ class NpsCardModel : public QObject {
     Q_PROPERTY(QString submitText READ submitText CONSTANT FINAL)
     Q_PROPERTY(QString dismissText READ dismissText CONSTANT FINAL)
     Q_PROPERTY(QString thanksText READ thanksText CONSTANT FINAL)
+    Q_PROPERTY(bool shown READ shown NOTIFY changed FINAL)
 public:
     enum class Phase { NotYet, Scored, Submitting, Thanks };
     Q_ENUM(Phase)
@@ -57,6 +58,15 @@ public:
     [[nodiscard]] QString dismissText() const { return QStringLiteral("Dismiss"); }
     [[nodiscard]] QString thanksText() const { return QStringLiteral("Thanks for the feedback."); }
 
+    /// Whether the embedding screen shows the card in this visit: no score was ever sent from
+    /// this Mac when the visit began, and the card was neither dismissed nor sent since.
+    [[nodiscard]] bool shown() const { return m_wanted && !m_dismissed && m_phase != Phase::Thanks; }
+    /// The embedding screen shows the card now: sends nps_shown, once per visit.
+    void appeared();
+    /// The person leaves the embedding screen: a card that was shown and neither sent nor
+    /// dismissed counts as dismissed.
+    void leaving();
+
     /// Picks (or replaces) the score; ignored once the score is sent or outside the scale.
     Q_INVOKABLE void pick(int score);
     /// Sends the score and the reason; does nothing before a score is picked.
@@ -75,4 +85,6 @@ private:
     int m_score = 0;
     QString m_reasonText;
     bool m_dismissed = false;
+    bool m_wanted;
+    bool m_shownSent = false;
 };

@@ -20,8 +20,17 @@ Item {
     }
     VerifyResultView {
         anchors.fill: parent
-        visible: view.state === DiagnoseViewModel.Verified
+        visible: view.state === DiagnoseViewModel.Verified && view.model.simplifiedCompletion === null
         model: view.model
+    }
+    // Continue on a Mac that does not look like a developer's ends here instead of the audit.
+    Loader {
+        id: endLoader
+        anchors.fill: parent
+    }
+    function showEnd() {
+        if (view.model.simplifiedCompletion !== null && endLoader.item === null)
+            endLoader.setSource("SimplifiedCompletionView.qml", {model: view.model.simplifiedCompletion})
     }
 
     // Probing and verifying: heading, what is happening, a busy indicator; nothing to press.
@@ -127,6 +136,7 @@ Item {
     Component.onCompleted: {
         view.model.sheetRequested.connect(view.showSheet)
         view.model.sheetClosed.connect(view.showSheet)
+        view.model.changed.connect(view.showEnd)
         view.model.start()
     }
 }

@@ -18,15 +18,10 @@ DiagnoseViewModel::DiagnoseViewModel(const ScreenContext &context, std::optional
       m_pushAudit(std::move(pushAudit)),
       m_npsCard(new NpsCardModel(context.services.store, context.telemetry, this)),
       m_launchProfile(std::move(launchProfile)),
-      m_sheets(sheets),
-      m_showNps(!NpsCardModel::wasSubmitted(*context.services.store))
+      m_sheets(sheets)
 {
-    const auto hideCard = [this] {
-        m_npsHidden = true;
-        emit changed();
-    };
-    connect(m_npsCard, &NpsCardModel::submitted, this, hideCard);
-    connect(m_npsCard, &NpsCardModel::dismissed, this, hideCard);
+    connect(m_npsCard, &NpsCardModel::submitted, this, &DiagnoseViewModel::changed);
+    connect(m_npsCard, &NpsCardModel::dismissed, this, &DiagnoseViewModel::changed);
 }
 
 DiagnoseViewModel::~DiagnoseViewModel()
@@ -235,8 +230,23 @@ void DiagnoseViewModel::setJavaHome()
 
 void DiagnoseViewModel::continueToAudit()
 {
+    if (endsSimply()) {
+        if (!m_simplifiedCompletion) {
+            m_simplifiedCompletion = new SimplifiedCompletionModel(m_context, [this] { emit homeRequested(); }, this);
+            emit changed();
+        }
+        return;
+    }
     if (m_pushAudit)
         m_pushAudit();
+}
+
+bool DiagnoseViewModel::endsSimply() const
+{
+    // The profile is the one the diagnosis was made from; of the fixes, only one brings developer
+    // tools (Homebrew) with it, and after that the Mac is a developer's.
+    return passed() && m_freshProfile && !m_freshProfile->likelyDeveloper()
+        && m_remediation->kind() != Remediation::Kind::installHomebrewThenTemurin;
 }
 
 void DiagnoseViewModel::openLink() const
@@ -256,10 +266,8 @@ void DiagnoseViewModel::openTroubleshootingArticle() const
 void DiagnoseViewModel::setState(State state)
 {
     m_state = state;
-    if (showsNpsCard() && !m_npsShownSent) {
-        m_npsShownSent = true;
-        m_context.telemetry->track(TE::npsShown());
-    }
+    if (showsNpsCard())
+        m_npsCard->appeared();
     emit changed();
 }
 
@@ -414,7 +422,7 @@ bool DiagnoseViewModel::showsContinue() const
 
 bool DiagnoseViewModel::showsNpsCard() const
 {
-    return m_state == State::Diagnosed && m_showNps && !m_npsHidden && m_diagnosed
+    return m_state == State::Diagnosed && m_npsCard->shown() && m_diagnosed
         && m_diagnosed->diagnosis.kind() == Diagnosis::Kind::noErrorsFound;
 }
 

@@ -5,6 +5,7 @@
 #include "runners/DiagnoseFlow.h"
 #include "runners/FixSequence.h"
 #include "services/ProcessCancellation.h"
+#include "ui/audit/SimplifiedCompletionModel.h"
 #include "ui/common/NpsCardModel.h"
 #include "ui/common/ScreenContext.h"
 #include "ui/diagnose/RemediationSheetModel.h"
@@ -52,12 +53,14 @@ class DiagnoseViewModel : public QObject {
     Q_PROPERTY(QString offerHeading READ offerHeading CONSTANT FINAL)
     Q_PROPERTY(QString offerButtonText READ offerButtonText CONSTANT FINAL)
     Q_PROPERTY(QString openArticleText READ openArticleText CONSTANT FINAL)
-    Q_PROPERTY(QString continueText READ continueText CONSTANT FINAL)
+    Q_PROPERTY(QString continueText READ continueText NOTIFY changed FINAL)
     Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
     Q_PROPERTY(QString articleLinkText READ articleLinkText CONSTANT FINAL)
     Q_PROPERTY(bool sheetOpen READ sheetOpen NOTIFY changed FINAL)
     Q_PROPERTY(RemediationSheetModel *remediationSheet READ remediationSheet NOTIFY changed FINAL)
     Q_PROPERTY(ZprofileDiffSheetModel *zprofileSheet READ zprofileSheet NOTIFY changed FINAL)
+    /// The short ending that replaces the audit for a Mac that does not look like a developer's.
+    Q_PROPERTY(SimplifiedCompletionModel *simplifiedCompletion READ simplifiedCompletion NOTIFY changed FINAL)
 public:
     enum class State { Probing, Diagnosed, Remediating, Verifying, Verified, Completed, Error };
     Q_ENUM(State)
@@ -122,7 +125,14 @@ public:
     [[nodiscard]] QString offerHeading() const;
     [[nodiscard]] QString offerButtonText() const;
     [[nodiscard]] QString openArticleText() const { return QStringLiteral("Open the article"); }
-    [[nodiscard]] QString continueText() const { return QStringLiteral("Continue to system audit"); }
+    [[nodiscard]] QString continueText() const
+    {
+        return endsSimply() ? QStringLiteral("Continue") : QStringLiteral("Continue to system audit");
+    }
+    /// A passing check on a Mac that does not look like a developer's: Continue leads to the
+    /// simplified completion, not to the audit.
+    [[nodiscard]] bool endsSimply() const;
+    [[nodiscard]] SimplifiedCompletionModel *simplifiedCompletion() const { return m_simplifiedCompletion; }
     [[nodiscard]] QString backText() const { return QStringLiteral("Back to the diagnosis"); }
     [[nodiscard]] QString articleLinkText() const { return QStringLiteral("Read the article on Ferrowood"); }
 
@@ -147,6 +157,8 @@ signals:
     void changed();
     void sheetRequested(const Remediation &remediation);
     void sheetClosed();
+    /// Back to the home screen, from the simplified completion.
+    void homeRequested();
 
 private:
     void setState(State state);
@@ -179,12 +191,9 @@ private:
     Sheets m_sheets;
     RemediationSheetModel *m_remediationSheet = nullptr;
     ZprofileDiffSheetModel *m_zprofileSheet = nullptr;
+    SimplifiedCompletionModel *m_simplifiedCompletion = nullptr;
     std::optional<Verifier::Result> m_result;
     QString m_message;
-
-    bool m_showNps;
-    bool m_npsHidden = false; // dismissed or submitted on this screen
-    bool m_npsShownSent = false;
 
     ProcessCancellation m_cancellation;
     QFuture<void> m_work;

@@ -1,0 +1,72 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tarnwick
+
+// The audit's closing report: one row per finding, the card once, and home.
+ScreenScaffold {
+    id: page
+    required property FinalReportModel model
+
+    objectName: "audit-final-report"
+    title: page.model.title
+    explainer: page.model.explainer
+    articleLinkText: page.model.articleLinkText
+    onArticleClicked: page.model.openArticle()
+
+    ColumnLayout {
+        spacing: 8
+        Layout.fillWidth: true
+        Repeater {
+            model: page.model.rows
+            // Delegates see only their row; the link's click goes to the model from here.
+            onItemAdded: (index, reportRow) => reportRow.linkClicked.connect(() => page.model.openWarp())
+            RowLayout {
+                id: reportRow
+                required property var modelData
+                signal linkClicked()
+                spacing: 8
+                Layout.fillWidth: true
+                AuditMark { row: reportRow.modelData }
+                Label {
+                    visible: reportRow.modelData.block !== "warp"
+                    text: reportRow.modelData.text
+                    font.pixelSize: 15
+                    wrapMode: Text.Wrap
+                    Accessible.name: text
+                    Layout.fillWidth: true
+                }
+                LinkButton {
+                    objectName: "audit-report-warp-link"
+                    visible: reportRow.modelData.block === "warp"
+                    text: reportRow.modelData.text
+                    font.pixelSize: 15
+                    onClicked: reportRow.linkClicked()
+                }
+            }
+        }
+    }
+    NpsCard {
+        visible: page.model.showsNpsCard
+        model: page.model.npsCard
+        Layout.fillWidth: true
+        Layout.maximumWidth: 560
+    }
+
+    buttons: Button {
+        id: doneButton
+        objectName: "audit-done"
+        highlighted: true
+        text: page.model.doneText
+        Accessible.name: text
+        Accessible.onPressAction: doneButton.clicked()
+        onClicked: page.model.done()
+    }
+    Shortcut {
+        enabled: page.visible
+        sequences: ["Return", "Enter"]
+        onActivated: doneButton.clicked()
+    }
+
+    Component.onCompleted: page.model.start()
+}

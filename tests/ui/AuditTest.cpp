@@ -1,0 +1,399 @@
+#include "UiTestSupport.h"
+
+#include "diagnosis/SystemProfiler.h"
+#include "runners/HomebrewInstaller.h"
+#include "services/ShellRunner.h"
+#include "ui/audit/SimplifiedCompletionModel.h"
+#include "ui/audit/StagedAuditFlowModel.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace TE = TelemetryEvents;
+
+namespace {
+
+enum Has { brew = 1, tools = 2, warp = 4, cursor = 8 };
+
+SystemProfile mac(Architecture architecture, int major, int has)
+{
+    SystemProfile profile;
+    profile.architecture = architecture;
+    profile.macosVersion = {major, 0, 0};
+    if (has & brew)
+        profile.homebrewPrefix = QStringLiteral("/opt/homebrew/bin/brew");
+    if (has & tools)
+        profile.xcodeCommandLineToolsPath = QStringLiteral("/Library/Developer/CommandLineTools");
+    profile.terminals.warp = profile.aiTooling.warpApp = (has & warp) != 0;
+    profile.aiTooling.cursor = (has & cursor) != 0;
+    return profile;
+}
+
+// Readable in a failure message: "audit_stage_outcome {"outcome":"rendered",…}".
+QStringList described(const QList<TelemetryEvent> &events)
+{
+    QStringList lines;
+    for (const TelemetryEvent &event : events)
+        lines.append(event.name + u' ' + QString::fromUtf8(QJsonDocument(toJson(event.data)).toJson(QJsonDocument::Compact)));
+    return lines;
+}
+
+QStringList texts(const QVariantList &rows, const char *key = "text")
+{
+    QStringList all;
+    for (const QVariant &row : rows)
+        all.append(row.toMap().value(QString::fromLatin1(key)).toString());
+    return all;
+}
+
+SystemProfile profileOf(const SimulatedMac &simulated)
+{
+    return SystemProfiler(ShellRunner(simulated.services().processRunner), simulated.services().fs, simulated.platform()).profile();
+}
+
+bool waitFor(const std::function<bool()> &done) { return QTest::qWaitFor(done, 20000); }
+
+const QString s1 = QString::fromLatin1(Stage1Foundations::kId);
+const QString s2 = QString::fromLatin1(Stage2Terminal::kId);
+
+} // namespace
+
+// The flow over Macs that reach each outcome, pressing each page's way on.
+TEST(AuditFlow, StagesAreSkippedOrShownAsTheMacNeeds)
+{
+    struct Case {
+        const char *name;
+        SystemProfile profile;
+        QList<TelemetryEvent> events; // after audit_reached and audit_gated
+    };
+    const Case cases[] = {
+        {"all fine", mac(Architecture::appleSilicon, 26, brew | tools | warp),
+         {TE::auditStageOutcome(s1, StageOutcome::skippedAlreadyOk), TE::auditStageOutcome(s2, StageOutcome::skippedAlreadyOk)}},
+        {"intel on 13", mac(Architecture::intel, 13, brew | tools),
+         {TE::auditStageOutcome(s1, StageOutcome::skippedAlreadyOk), TE::auditStageOutcome(s2, StageOutcome::rendered),
+          TE::auditStageSkippedByUser(s2)}},
+        {"no homebrew", mac(Architecture::appleSilicon, 26, tools | cursor),
+         {TE::auditStageOutcome(s1, StageOutcome::rendered), TE::auditStageSkippedByUser(s1),
+          TE::auditStageOutcome(s2, StageOutcome::rendered), TE::auditStageSkippedByUser(s2)}},
+        {"warp, no homebrew", mac(Architecture::appleSilicon, 26, warp),
+         {TE::auditStageOutcome(s1, StageOutcome::rendered), TE::auditStageSkippedByUser(s1),
+          TE::auditStageOutcome(s2, StageOutcome::skippedAlreadyOk)}},
+        {"nothing at all", mac(Architecture::appleSilicon, 26, 0),
+         {TE::auditStageOutcome(s1, StageOutcome::rendered), TE::auditStageSkippedByUser(s1),
+          TE::auditStageOutcome(s2, StageOutcome::skippedMissingBlocked)}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        UiWorld world;
+        int homes = 0;
+        StagedAuditFlowModel flow(world.context(), c.profile, [&] { ++homes; });
+        flow.start();
+        flow.start(); // a redraw: the visit's events still go out once
+        int lastIndex = flow.currentIndex();
+        while (AuditStageModel *stage = flow.stage()) {
+            stage->skip();
+            EXPECT_GT(flow.currentIndex(), lastIndex);
+            lastIndex = flow.currentIndex();
+        }
+        ASSERT_TRUE(flow.report());
+        EXPECT_EQ(flow.currentIndex(), StagedAuditFlowModel::kStageCount);
+        EXPECT_EQ(described(world.sink.events()),
+                  described(QList<TelemetryEvent>{TE::auditReached(c.profile), TE::auditGated(c.profile)} + c.events));
+        flow.report()->done();
+        EXPECT_EQ(homes, 1);
+    }
+}
+
+// What each page offers, from the profile it shows.
+TEST(AuditStage, PagesOfferOnlyWhatTheMacLacks)
+{
+    using Stage = AuditStageModel::Stage;
+    const QString command = *HomebrewInstaller::commandLine(HomebrewInstaller::defaultScriptURL());
+    struct Case {
+        const char *name;
+        Stage stage;
+        SystemProfile profile;
+        QStringList rows;   // the findings
+        QStringList blocks; // what the page adds under each
+        QString install;
+        bool disclosed;
+    };
+    const QString behind = QStringLiteral("Your macOS is several versions behind the current release.");
+    const Case cases[] = {
+        {"apple silicon, behind", Stage::Foundations, mac(Architecture::appleSilicon, 14, brew | tools), {behind}, {"macos"}, {}, false},
+        {"no homebrew, no tools", Stage::Foundations, mac(Architecture::appleSilicon, 26, 0), {"Homebrew missing."}, {"homebrew"},
+         QStringLiteral("Install Homebrew (recommended)"), false},
+        {"no tools", Stage::Foundations, mac(Architecture::appleSilicon, 26, brew), {"Xcode Command Line Tools missing."}, {"tools"}, {}, false},
+        {"intel, old, no tools", Stage::Foundations, mac(Architecture::intel, 12, brew), {"Xcode Command Line Tools missing."}, {"tools"}, {}, false},
+        {"terminal without homebrew", Stage::Terminal, mac(Architecture::appleSilicon, 26, tools), {}, {}, {}, false},
+        {"terminal with homebrew", Stage::Terminal, mac(Architecture::appleSilicon, 26, brew), {}, {}, QStringLiteral("Install Warp (recommended)"), true},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        UiWorld world;
+        AuditStageModel page(world.context(), c.stage, c.profile);
+        EXPECT_EQ(texts(page.rows()), c.rows);
+        EXPECT_EQ(texts(page.rows(), "block"), c.blocks);
+        EXPECT_EQ(page.installText(), c.install);
+        EXPECT_EQ(!page.disclosure().isEmpty(), c.disclosed);
+        const bool homebrewBlock = c.blocks.contains(QStringLiteral("homebrew"));
+        EXPECT_EQ(texts(page.rows(), "command").contains(command), homebrewBlock) << "the installer's own command line";
+        page.install();
+        EXPECT_EQ(page.remediationSheet() != nullptr, !c.install.isEmpty());
+        if (page.remediationSheet()) {
+            EXPECT_EQ(world.sink.events().value(0), TE::remediationApplied(*page.offeredFix()));
+        }
+    }
+}
+
+// Every outbound link opens through the opener and is counted with the address it opened.
+TEST(AuditStage, OutboundLinksAreCountedWithTheirAddress)
+{
+    const char *const query = "/mac-terminal?utm_source=ferrowood&utm_medium=app&utm_campaign=ferrowood_20260516&utm_content=tarnwick_audit";
+    const struct {
+        const char *warpHost; // TARNWICK_WARP_URL; null: unset
+        const char *warpURL;
+    } hosts[] = {
+        {nullptr, "https://www.warp.dev"},
+        {"http://127.0.0.1:8123/ignored?x=1", "http://127.0.0.1:8123"},
+        {"ftp://example.com", "https://www.warp.dev"},
+    };
+    for (const auto &host : hosts) {
+        SCOPED_TRACE(host.warpHost ? host.warpHost : "unset");
+        if (host.warpHost)
+            qputenv("TARNWICK_WARP_URL", host.warpHost);
+        else
+            qunsetenv("TARNWICK_WARP_URL");
+        UiWorld world;
+        AuditStageModel foundations(world.context(), AuditStageModel::Stage::Foundations, mac(Architecture::appleSilicon, 14, brew));
+        AuditStageModel terminal(world.context(), AuditStageModel::Stage::Terminal, mac(Architecture::appleSilicon, 26, brew));
+        FinalReportModel report(world.context(), mac(Architecture::appleSilicon, 26, brew), {});
+        foundations.openRowLink(QStringLiteral("tools"));
+        foundations.openRowLink(QStringLiteral("macos"));
+        terminal.openWarp();
+        report.openWarp();
+        const QString warp = QString::fromLatin1(host.warpURL) + QString::fromLatin1(query);
+        const QStringList urls {QStringLiteral("https://ferrowood.com/commandlinetools"), QStringLiteral("https://ferrowood.com/macos/upgrade"), warp, warp};
+        QStringList opened;
+        for (const QUrl &url : world.opened)
+            opened.append(url.toString());
+        EXPECT_EQ(opened, urls);
+        EXPECT_EQ(described(world.sink.events()),
+                  described({TE::auditOutboundClicked(QStringLiteral("Xcode CLT install guide"), urls[0]),
+                             TE::auditOutboundClicked(QStringLiteral("macOS upgrade guide"), urls[1]),
+                             TE::auditOutboundClicked(QStringLiteral("Warp"), warp), TE::auditOutboundClicked(QStringLiteral("Warp"), warp)}));
+    }
+    qunsetenv("TARNWICK_WARP_URL");
+}
+
+// Homebrew installed from the foundations page of a simulated Mac: the sheet runs and closes,
+// the flow profiles the Mac again and the page no longer offers Homebrew.
+TEST(AuditStage, HomebrewInstalledFromThePageLeavesItsOffer)
+{
+    UiWorld world;
+    world.mac = SimulatedMac::create(QStringLiteral("cursor-user-no-homebrew"), SimulatedMac::Options {.linePause = std::chrono::milliseconds(0)});
+    StagedAuditFlowModel flow(world.context(), profileOf(*world.mac), {});
+    flow.start();
+    AuditStageModel *page = flow.stage();
+    ASSERT_TRUE(page);
+    ASSERT_EQ(page->installText(), QStringLiteral("Install Homebrew (recommended)"));
+    page->install();
+    RemediationSheetModel *sheet = page->remediationSheet();
+    ASSERT_TRUE(sheet);
+    ASSERT_TRUE(waitFor([&] { return sheet->state() != RemediationSheetModel::State::Running; }));
+    ASSERT_EQ(sheet->state(), RemediationSheetModel::State::Succeeded);
+    sheet->leave();
+    EXPECT_FALSE(page->remediationSheet());
+    EXPECT_TRUE(page->refreshing());
+    ASSERT_TRUE(waitFor([&] { return !page->refreshing(); }));
+    EXPECT_EQ(flow.stage(), page) << "a finished fix never advances by itself";
+    EXPECT_FALSE(texts(page->rows()).contains(QStringLiteral("Homebrew missing.")));
+    EXPECT_EQ(page->installText(), QString());
+    EXPECT_TRUE(flow.profileInEffect()->homebrewPrefix);
+}
+
+// Both closing screens: the card once per visit, unless a score was ever sent, and the
+// dismissal counted once however the person leaves it.
+TEST(AuditClosing, CardIsOfferedOnceAndLeavingCountsOneDismissal)
+{
+    enum class Leave { done, submitThenDone, dismissThenDone };
+    struct Case {
+        bool submittedBefore;
+        Leave leave;
+        QStringList events;
+    };
+    const QString shown = QStringLiteral("nps_shown");
+    const QString dismissed = QStringLiteral("nps_dismissed");
+    const Case cases[] = {
+        {true, Leave::done, {}},
+        {false, Leave::done, {shown, dismissed}},
+        {false, Leave::dismissThenDone, {shown, dismissed}},
+        {false, Leave::submitThenDone, {shown, QStringLiteral("nps_submitted")}},
+    };
+    for (const bool report : {true, false}) {
+        for (const Case &c : cases) {
+            SCOPED_TRACE(std::string(report ? "report, " : "simplified, ") + (c.submittedBefore ? "submitted before" : "first time"));
+            UiWorld world;
+            world.mac = SimulatedMac::create(QStringLiteral("developer-no-java"));
+            world.store->setBool(QString::fromLatin1(NpsCardModel::kSubmittedKey), c.submittedBefore);
+            int homes = 0;
+            // The audit began before the Command Line Tools and Warp were in; the report sees them.
+            const SystemProfile before = mac(Architecture::appleSilicon, 15, brew);
+            world.mac->fileSystem()->addDirectory(QStringLiteral("/Applications/Warp.app"));
+            std::unique_ptr<QObject> screen;
+            NpsCardModel *card = nullptr;
+            std::function<void()> done;
+            std::function<bool()> cardShown;
+            if (report) {
+                auto *model = new FinalReportModel(world.context(), before, [&] { ++homes; });
+                screen.reset(model);
+                EXPECT_EQ(texts(model->rows()).value(0), QStringLiteral("Xcode Command Line Tools missing"));
+                model->start();
+                model->start();
+                ASSERT_TRUE(waitFor([&] { return !model->busy(); }));
+                EXPECT_EQ(texts(model->rows()), (QStringList{QStringLiteral("Xcode Command Line Tools installed"),
+                                                            QStringLiteral("Homebrew installed"), QStringLiteral("Warp installed")}));
+                EXPECT_EQ(texts(model->rows(), "block"), QStringList(3)) << "no Warp link once Warp is there";
+                card = model->npsCard();
+                done = [model] { model->done(); };
+                cardShown = [model] { return model->showsNpsCard(); };
+            } else {
+                auto *model = new SimplifiedCompletionModel(world.context(), [&] { ++homes; });
+                screen.reset(model);
+                model->start();
+                model->start();
+                card = model->npsCard();
+                done = [model] { model->done(); };
+                cardShown = [model] { return model->showsNpsCard(); };
+            }
+            EXPECT_EQ(cardShown(), !c.submittedBefore);
+            if (c.leave == Leave::submitThenDone) {
+                card->pick(9);
+                card->submit();
+            } else if (c.leave == Leave::dismissThenDone) {
+                card->dismiss();
+            }
+            if (c.leave != Leave::done) {
+                EXPECT_FALSE(cardShown());
+            }
+            done();
+            EXPECT_EQ(homes, 1);
+            EXPECT_EQ(world.sink.names(), c.events);
+        }
+    }
+}
+
+namespace {
+
+// The audit's real views, offscreen; any QML warning fails the test.
+class AuditView : public ::testing::Test {
+protected:
+    void SetUp() override { m_warnings.emplace(); }
+    void TearDown() override
+    {
+        m_view.reset();
+        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
+        m_warnings.reset();
+    }
+
+    bool show(const QString &file, QObject *model)
+    {
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->resize(760, 620);
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + file));
+        m_view->show();
+        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get());
+    }
+
+    // From the content item: sheets live in the window's overlay, beside the page.
+    QQuickItem *item(const QString &name) { return visibleItem(m_view->contentItem(), name); }
+    void click(QQuickItem *target)
+    {
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+    }
+
+    void render(const QString &name)
+    {
+        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/audit-") + name, {QSize(760, 620), QSize(640, 480)}, QSize(640, 480)),
+                  QStringList());
+    }
+
+    std::optional<WarningRecorder> m_warnings;
+    UiWorld m_world;
+    std::unique_ptr<QQuickView> m_view;
+};
+
+} // namespace
+
+// Each page state with its identifiers, Return pressing the page's default action.
+TEST_F(AuditView, EveryPageLoadsWithItsIdentifiers)
+{
+    struct Case {
+        const char *shot;
+        SystemProfile profile;
+        int returns; // pages passed with Return first
+        QStringList shown;
+        QStringList absent;
+    };
+    const Case cases[] = {
+        {"foundations-homebrew", mac(Architecture::appleSilicon, 14, 0), 0,
+         {"audit-stage-foundations", "audit-homebrew-command", "audit-stage-install", "audit-macos-link", "audit-stage-skip"},
+         {"audit-tools-link"}},
+        {"foundations-tools", mac(Architecture::appleSilicon, 26, brew), 0, {"audit-stage-foundations", "audit-tools-link"},
+         {"audit-stage-install", "audit-macos-link"}},
+        {"terminal-with-homebrew", mac(Architecture::intel, 13, brew | tools), 0,
+         {"audit-stage-terminal", "audit-stage-install", "audit-warp-disclosure", "audit-warp-link", "audit-stage-skip"}, {}},
+        {"terminal-without-homebrew", mac(Architecture::intel, 13, tools | cursor), 1, {"audit-stage-terminal", "audit-warp-link"},
+         {"audit-stage-install", "audit-warp-disclosure"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.shot);
+        StagedAuditFlowModel flow(m_world.context(), c.profile, {});
+        ASSERT_TRUE(show(QStringLiteral("StagedAuditFlowView.qml"), &flow));
+        for (int i = 0; i < c.returns; ++i)
+            QTest::keyClick(m_view.get(), Qt::Key_Return);
+        for (const QString &name : c.shown)
+            EXPECT_TRUE(item(name)) << name.toStdString();
+        for (const QString &name : c.absent)
+            EXPECT_FALSE(item(name)) << name.toStdString();
+        render(QString::fromLatin1(c.shot));
+        if (c.returns == 0 && flow.stage()->stage() == AuditStageModel::Stage::Terminal) {
+            // The install runs in its sheet over the page; Return belongs to the sheet meanwhile.
+            ASSERT_TRUE(item(QStringLiteral("audit-stage-install")));
+            click(item(QStringLiteral("audit-stage-install")));
+            ASSERT_TRUE(waitFor([&] { return item(QStringLiteral("remediation-end")) != nullptr; }));
+            render(QStringLiteral("terminal-sheet"));
+            QTest::keyClick(m_view.get(), Qt::Key_Return);
+            ASSERT_TRUE(flow.stage()) << "Return pressed the page under the sheet";
+            EXPECT_FALSE(item(QStringLiteral("remediation-progress"))) << "Return ends the sheet";
+            EXPECT_TRUE(m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app")));
+        }
+        // Return moves on, page by page, to the report.
+        for (int pages = 0; flow.stage() && pages < StagedAuditFlowModel::kStageCount; ++pages)
+            QTest::keyClick(m_view.get(), Qt::Key_Return);
+        ASSERT_TRUE(flow.report());
+        ASSERT_TRUE(waitFor([&] { return !flow.report()->busy(); }));
+        for (const char *name : {"audit-final-report", "nps-card", "audit-done"})
+            EXPECT_TRUE(item(QString::fromLatin1(name))) << name;
+        // The report looks at the Mac again: Warp, once installed from its page, is no link.
+        const bool warpInstalled = m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app"));
+        EXPECT_EQ(item(QStringLiteral("audit-report-warp-link")) != nullptr, !warpInstalled);
+        if (c.returns == 1 || !warpInstalled)
+            render(warpInstalled ? QStringLiteral("report-warp-installed") : QStringLiteral("report"));
+        m_view.reset();
+    }
+    SimplifiedCompletionModel completion(m_world.context(), {});
+    ASSERT_TRUE(show(QStringLiteral("SimplifiedCompletionView.qml"), &completion));
+    EXPECT_TRUE(item(QStringLiteral("simplified-completion")));
+    EXPECT_TRUE(item(QStringLiteral("nps-card")));
+    render(QStringLiteral("simplified-completion"));
+    m_view.reset(); // before the model it shows
+}
