@@ -71,22 +71,25 @@ Page {
                 onMovementEnded: following = atYEnd
                 onCountChanged: if (following) Qt.callLater(output.positionViewAtEnd)
 
-                delegate: TextArea {
+                // Rows scroll past by the thousand a second: a pooled plain text item per row
+                // (a styled TextArea cost a frame's worth of time at each jump to the end).
+                reuseItems: true
+                delegate: TextEdit {
                     required property string line
                     required property bool isRetry
                     objectName: isRetry ? "remediation-retry-line" : ""
                     width: ListView.view.width
-                    topPadding: 0
-                    bottomPadding: 0
                     leftPadding: 8
                     rightPadding: 8
-                    background: null
                     text: line
                     readOnly: true
                     selectByMouse: true
                     wrapMode: TextEdit.WrapAnywhere
                     font.family: "monospace"
                     font.pixelSize: 12
+                    color: sheet.palette.text
+                    selectionColor: sheet.palette.highlight
+                    selectedTextColor: sheet.palette.highlightedText
                     Accessible.role: Accessible.StaticText
                     Accessible.name: text
                 }
