@@ -1,12 +1,17 @@
 #include "UiTestSupport.h"
 
+#include "LocalHTTPServer.h"
+#include "services/LiveHTTPFetcher.h"
+#include "ui/app/TarnwickAppModel.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
+#include <QScopeGuard>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 
 using State = DiagnoseViewModel::State;
 using Outcome = FixSequence::Outcome;
@@ -219,4 +224,39 @@ TEST(DiagnoseModel, NoErrorsCardShowsOnceUntilSubmitted)
                   QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("nps_shown"),
                                name == QStringLiteral("dismiss") ? QStringLiteral("nps_dismissed") : QStringLiteral("nps_submitted")}));
     }
+}
+
+// "Diagnose Java" pressed while the look-up begun at Welcome is still out: the D1 diagnosis
+// takes that look-up's answer; Adoptium is asked once.
+TEST(DiagnoseModel, DiagnosisWaitsForTheLookUpInFlight)
+{
+    LocalHTTPServer adoptium;
+    std::promise<void> release;
+    std::shared_future<void> held = release.get_future().share();
+    adoptium.route("/v3/info/available_releases", [held](const auto &) {
+        held.wait();
+        return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases": [17, 21, 23], "most_recent_lts": 23})"};
+    });
+    UiWorld world;
+    world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+    ScreenContext context = world.context();
+    context.services.http = std::make_shared<LiveHTTPFetcher>();
+    TarnwickAppModel app(context, {}, nullptr, adoptium.url(QString()));
+    bool released = false;
+    const auto releaseOnFailure = qScopeGuard([&] { if (!released) release.set_value(); }); // or the app's end waits for ever
+    QSignalSpy profiled(&app, &TarnwickAppModel::profileChanged);
+    app.start();
+    ASSERT_TRUE(app.hasProfile() || profiled.wait(10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return adoptium.requests().size() == 1; }, 10000));
+
+    app.welcome()->diagnose();
+    DiagnoseViewModel *model = app.diagnose();
+    model->start();
+    QTest::qWait(200); // time for a second request to arrive, if one were sent
+    EXPECT_EQ(model->state(), State::Probing) << "the diagnosis waits for the look-up";
+    released = true;
+    release.set_value();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->state() == State::Diagnosed; }, 10000));
+    EXPECT_EQ(fixId(*model), Remediation::installTemurinViaBrew(QStringLiteral("temurin@23")).id());
+    EXPECT_EQ(adoptium.requests().size(), 1);
 }

@@ -75,9 +75,16 @@ void DiagnoseViewModel::diagnoseOnWorker(std::optional<SystemProfile> profile)
 {
     const DiagnoseFlow *flow = &m_flow;
     onWorker(
-        [flow, profile, lts = m_knownLTSMajor](ProcessCancellation *cancellation) {
+        [flow, profile, lts = m_knownLTSMajor, pending = m_pendingLTSMajor](ProcessCancellation *cancellation) {
             const SystemProfile used = profile ? *profile : flow->profile(cancellation);
             std::optional<DiagnoseFlow::Diagnosed> diagnosed = flow->diagnoseAtOnce(used, lts);
+            if (!diagnosed && pending.valid()) {
+                // Polled, so that a screen going away is not held until Adoptium answers.
+                while (pending.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+                    if (cancellation->isCanceled())
+                        return std::pair(used, DiagnoseFlow::Diagnosed {Diagnosis::unknown({}), std::nullopt, std::nullopt}); // thrown away
+                diagnosed = flow->diagnoseAtOnce(used, pending.get());
+            }
             return std::pair(used, diagnosed ? *diagnosed : flow->diagnose(used, cancellation));
         },
         [this](const std::pair<SystemProfile, DiagnoseFlow::Diagnosed> &done) { showDiagnosed(done.first, done.second); });

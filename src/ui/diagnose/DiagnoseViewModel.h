@@ -15,6 +15,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include <functional>
+#include <future>
 #include <optional>
 
 /// The diagnose screen's state machine: probing, the diagnosis with its fix, the running fix, the
@@ -78,6 +79,9 @@ public:
     /// The D1 install's Temurin major, when the app looked it up before this screen: with it
     /// and the launch profile, `start` shows the diagnosis at once instead of probing.
     void setKnownLTSMajor(int major) { m_knownLTSMajor = major; }
+    /// The look-up of that major, still under way: a D1 diagnosis waits for its answer on the
+    /// worker instead of asking Adoptium again.
+    void setPendingLTSMajor(std::shared_future<int> pending) { m_pendingLTSMajor = std::move(pending); }
 
     // Transitions.
     /// Starts `remediation` from the diagnosis: saves the diagnosis and opens the sheet.
@@ -168,6 +172,7 @@ private:
     std::optional<SystemProfile> m_launchProfile;
     std::optional<SystemProfile> m_freshProfile;
     std::optional<int> m_knownLTSMajor;
+    std::shared_future<int> m_pendingLTSMajor;
 
     State m_state = State::Probing;
     bool m_started = false;
