@@ -148,7 +148,8 @@ TEST_F(AppWindowTest, DiagnoseScreenShowsEachStateWithItsIdentifiers)
             ASSERT_TRUE(item(window, QStringLiteral("diagnose-error")));
             render(window, QStringLiteral("diagnose-error"));
             click(window, item(window, QStringLiteral("scaffold-article-link")));
-            EXPECT_EQ(m_world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))});
+            click(window, item(window, QStringLiteral("diagnose-message-link")));
+            EXPECT_EQ(m_world.opened, QList<QUrl>(2, QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))));
             click(window, item(window, QStringLiteral("diagnose-back")));
             ASSERT_EQ(model->state(), State::Diagnosed);
             click(window, item(window, QStringLiteral("remediation-primary-button")));

@@ -106,7 +106,11 @@ TEST(DiagnoseModel, FixOutcomesLeadWhereTheTableSays)
         EXPECT_EQ(screen.world.sink.names(),
                   QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("remediation_applied")}) + c.events);
         if (c.after == State::Error) {
-            EXPECT_EQ(screen.model->detail(), failure) << "the sheet's message is shown unchanged";
+            // Shown as plain text, its link a control of its own.
+            EXPECT_EQ(screen.model->detail(), QStringLiteral("Install failed (exit code 3). The article at Ferrowood may help."));
+            EXPECT_EQ(screen.model->messageLinkText(), QStringLiteral("Ferrowood"));
+            screen.model->openMessageLink();
+            EXPECT_EQ(screen.world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))});
         }
         if (c.after == State::Diagnosed || c.after == State::Error || (c.after == State::Verified && !screen.model->passed())) {
             screen.model->back();

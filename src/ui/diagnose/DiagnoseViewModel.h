@@ -56,6 +56,8 @@ class DiagnoseViewModel : public QObject {
     Q_PROPERTY(QString continueText READ continueText CONSTANT FINAL)
     Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
     Q_PROPERTY(QString articleLinkText READ articleLinkText CONSTANT FINAL)
+    // The link a failure message carries, as a control of its own; empty when it has none.
+    Q_PROPERTY(QString messageLinkText READ messageLinkText NOTIFY changed FINAL)
     Q_PROPERTY(bool sheetOpen READ sheetOpen NOTIFY changed FINAL)
     Q_PROPERTY(RemediationSheetModel *remediationSheet READ remediationSheet NOTIFY changed FINAL)
     Q_PROPERTY(ZprofileDiffSheetModel *zprofileSheet READ zprofileSheet NOTIFY changed FINAL)
@@ -102,6 +104,7 @@ public:
     /// The secondary link: other install methods (D1) or the JAVA_HOME article (D2).
     Q_INVOKABLE void openLink() const;
     Q_INVOKABLE void openTroubleshootingArticle() const;
+    Q_INVOKABLE void openMessageLink() const;
 
     [[nodiscard]] State state() const { return m_state; }
     [[nodiscard]] bool busy() const { return m_busy; }
@@ -129,6 +132,8 @@ public:
     [[nodiscard]] QString continueText() const { return QStringLiteral("Continue to system audit"); }
     [[nodiscard]] QString backText() const { return QStringLiteral("Back to the diagnosis"); }
     [[nodiscard]] QString articleLinkText() const { return QStringLiteral("Read the article on Ferrowood"); }
+    [[nodiscard]] QString messageLinkText() const;
+    [[nodiscard]] QUrl messageLinkURL() const;
 
     /// What the detail screen shows: the diagnosis while diagnosed, the saved one under the sheet.
     [[nodiscard]] const std::optional<DiagnoseFlow::Diagnosed> &shownDiagnosis() const;
@@ -143,7 +148,8 @@ public:
     /// The fix being remediated, verified or completed.
     [[nodiscard]] const std::optional<Remediation> &remediation() const { return m_remediation; }
     [[nodiscard]] const std::optional<Verifier::Result> &result() const { return m_result; }
-    /// The completed or error page's message.
+    /// The completed or error page's message, as the fix sequence wrote it (`detail` shows its
+    /// Markdown link as plain text).
     [[nodiscard]] const QString &message() const { return m_message; }
     [[nodiscard]] const std::optional<SystemProfile> &freshProfile() const { return m_freshProfile; }
 
