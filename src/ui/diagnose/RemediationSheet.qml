@@ -87,9 +87,9 @@ Page {
                     wrapMode: TextEdit.WrapAnywhere
                     font.family: "monospace"
                     font.pixelSize: 12
-                    color: sheet.palette.text
-                    selectionColor: sheet.palette.highlight
-                    selectedTextColor: sheet.palette.highlightedText
+                    color: palette.text
+                    selectionColor: palette.highlight
+                    selectedTextColor: palette.highlightedText
                     Accessible.role: Accessible.StaticText
                     Accessible.name: text
                 }
