@@ -71,8 +71,8 @@ Page {
                 onMovementEnded: following = atYEnd
                 onCountChanged: if (following) Qt.callLater(output.positionViewAtEnd)
 
-                // Rows scroll past by the thousand a second: a pooled plain text item per row
-                // (a styled TextArea cost a frame's worth of time at each jump to the end).
+                // Rows scroll past by the thousand a second: plain text items, pooled and reused
+                // as the list jumps to the end, rather than a styled control made for each row.
                 reuseItems: true
                 delegate: TextEdit {
                     required property string line
