@@ -13,6 +13,9 @@
 
 #include <gtest/gtest.h>
 
+using Outcome = FixSequence::Outcome;
+using Page = TarnwickAppModel::Page;
+
 namespace {
 
 // The real window over a simulated Mac; any QML warning while it lives fails the test.
@@ -148,7 +151,8 @@ TEST_F(AppWindowTest, DiagnoseScreenShowsEachStateWithItsIdentifiers)
             ASSERT_TRUE(item(window, QStringLiteral("diagnose-error")));
             render(window, QStringLiteral("diagnose-error"));
             click(window, item(window, QStringLiteral("scaffold-article-link")));
-            EXPECT_EQ(m_world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))});
+            click(window, item(window, QStringLiteral("diagnose-message-link")));
+            EXPECT_EQ(m_world.opened, QList<QUrl>(2, QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))));
             click(window, item(window, QStringLiteral("diagnose-back")));
             ASSERT_EQ(model->state(), State::Diagnosed);
             click(window, item(window, QStringLiteral("remediation-primary-button")));
@@ -252,4 +256,73 @@ TEST_F(AppWindowTest, AFixRunsInItsSheetAndTheJavaHomeStepPassesTheCheck)
     for (const char *event : {"remediation_applied", "remediation_completed", "verify_offered_r2", "verify_passed", "audit_reached",
                               "audit_gated", "audit_stage_outcome", "nps_shown", "nps_dismissed"})
         EXPECT_TRUE(names.contains(QLatin1String(event))) << event << " in " << names.join(u' ').toStdString();
+}
+
+// Return presses each page's default action; Escape cancels a sheet that has Cancel. Each row
+// brings the real window to its page through the model, then sends the key.
+TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
+{
+    using State = DiagnoseViewModel::State;
+    using Z = ZprofileDiffSheetModel::State;
+    const Outcome installed = Outcome::success(QStringLiteral("Temurin installed."));
+    const struct Case {
+        const char *name;
+        const char *scenario;
+        std::function<bool(DiagnoseViewModel &)> reach; // from the diagnosis to the page
+        Qt::Key key;
+        std::function<bool(TarnwickAppModel &)> pressed;
+    } cases[] = {
+        {"welcome: Diagnose Java", "developer-no-java", nullptr, Qt::Key_Return,
+         [](TarnwickAppModel &app) { return app.page() == Page::Diagnose; }},
+        {"diagnosis: its fix", "developer-no-java", [](DiagnoseViewModel &) { return true; }, Qt::Key_Return,
+         [](TarnwickAppModel &app) { return app.diagnose()->remediationSheet() != nullptr; }},
+        {"no errors: Continue", "healthy", [](DiagnoseViewModel &) { return true; }, Qt::Key_Enter,
+         [](TarnwickAppModel &app) { return app.page() == Page::Audit; }},
+        {"running sheet: Escape cancels", "developer-no-java", [](DiagnoseViewModel &m) { m.remediatePrimary(); return m.remediationSheet(); },
+         Qt::Key_Escape, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
+        {"ended sheet: Continue to verify", "developer-no-java",
+         [](DiagnoseViewModel &m) {
+             m.remediatePrimary();
+             return QTest::qWaitFor([&] { return m.remediationSheet() && m.remediationSheet()->showsContinue(); }, 20000);
+         },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() >= State::Verifying; }},
+        {"JAVA_HOME sheet: Apply", "java-home-unset",
+         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.zprofileSheet()->state() == Z::Previewed; }, 10000); },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->zprofileSheet()->state() == Z::Applied; }},
+        {"JAVA_HOME sheet: Escape cancels", "java-home-unset",
+         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.zprofileSheet()->state() == Z::Previewed; }, 10000); },
+         Qt::Key_Escape, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
+        {"check offers JAVA_HOME: set it", "java-home-unset",
+         [installed](DiagnoseViewModel &m) {
+             m.remediate(Remediation::installViaPKG(21));
+             m.finish(installed);
+             return QTest::qWaitFor([&] { return m.state() == State::Verified; }, 10000);
+         },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->zprofileSheet() != nullptr; }},
+        {"check failed: Back", "developer-no-java",
+         [installed](DiagnoseViewModel &m) { m.remediatePrimary(); m.finish(installed); return QTest::qWaitFor([&] { return m.state() == State::Verified; }, 10000); },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
+        {"error: Back", "developer-no-java",
+         [](DiagnoseViewModel &m) { m.remediatePrimary(); m.finish(Outcome::failure(QStringLiteral("Install failed (exit code 1)."))); return true; },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
+        {"completed: Continue", "new-mac",
+         [](DiagnoseViewModel &m) { m.remediate(Remediation::installHomebrew()); m.finish(Outcome::success(QStringLiteral("Homebrew installed."))); return true; },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.page() == Page::Audit; }},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        m_engine.reset();
+        m_world.mac = SimulatedMac::create(QString::fromLatin1(c.scenario));
+        m_world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+        QQuickWindow *window = open();
+        ASSERT_TRUE(window);
+        if (c.reach) {
+            m_app->push(TarnwickAppModel::Screen::diagnose);
+            ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->diagnose()->state() == State::Diagnosed; }, 10000));
+            ASSERT_TRUE(c.reach(*m_app->diagnose()));
+            QTest::qWait(50); // the page or sheet comes up
+        }
+        QTest::keyClick(window, c.key);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return c.pressed(*m_app); }, 5000));
+    }
 }

@@ -1,12 +1,17 @@
 #include "UiTestSupport.h"
 
+#include "LocalHTTPServer.h"
+#include "services/LiveHTTPFetcher.h"
+#include "ui/app/TarnwickAppModel.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
+#include <QScopeGuard>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 
 using State = DiagnoseViewModel::State;
 using Outcome = FixSequence::Outcome;
@@ -15,10 +20,12 @@ namespace {
 
 // One diagnose screen over a simulated Mac, with the app's push of `audit` counted.
 struct Screen {
-    explicit Screen(const char *scenario, std::optional<SystemProfile> launchProfile = std::nullopt)
+    explicit Screen(const char *scenario, std::optional<SystemProfile> launchProfile = std::nullopt,
+                    DiagnoseViewModel::Sheets sheets = DiagnoseViewModel::Sheets::external)
     {
         world.mac = SimulatedMac::create(QString::fromLatin1(scenario), SimulatedMac::Options {.linePause = std::chrono::milliseconds(0)});
-        model = std::make_unique<DiagnoseViewModel>(world.context(), std::move(launchProfile), [this] { ++auditPushes; });
+        model = std::make_unique<DiagnoseViewModel>(world.context(), std::move(launchProfile), [this] { ++auditPushes; }, nullptr,
+                                                    QUrl(), sheets);
     }
     // Waits for the worker the last transition started.
     bool settle()
@@ -101,7 +108,11 @@ TEST(DiagnoseModel, FixOutcomesLeadWhereTheTableSays)
         EXPECT_EQ(screen.world.sink.names(),
                   QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("remediation_applied")}) + c.events);
         if (c.after == State::Error) {
-            EXPECT_EQ(screen.model->detail(), failure) << "the sheet's message is shown unchanged";
+            // Shown as plain text, its link a control of its own.
+            EXPECT_EQ(screen.model->detail(), QStringLiteral("Install failed (exit code 3). The article at Ferrowood may help."));
+            EXPECT_EQ(screen.model->messageLinkText(), QStringLiteral("Ferrowood"));
+            screen.model->openMessageLink();
+            EXPECT_EQ(screen.world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))});
         }
         if (c.after == State::Diagnosed || c.after == State::Error || (c.after == State::Verified && !screen.model->passed())) {
             screen.model->back();
@@ -224,4 +235,131 @@ TEST(DiagnoseModel, NoErrorsCardShowsOnceUntilSubmitted)
                   QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("nps_shown"),
                                name == QStringLiteral("dismiss") ? QStringLiteral("nps_dismissed") : QStringLiteral("nps_submitted")}));
     }
+}
+
+// "Diagnose Java" pressed while the look-up begun at Welcome is still out: the D1 diagnosis
+// takes that look-up's answer; Adoptium is asked once.
+TEST(DiagnoseModel, DiagnosisWaitsForTheLookUpInFlight)
+{
+    LocalHTTPServer adoptium;
+    std::promise<void> release;
+    std::shared_future<void> held = release.get_future().share();
+    adoptium.route("/v3/info/available_releases", [held](const auto &) {
+        held.wait();
+        return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases": [17, 21, 23], "most_recent_lts": 23})"};
+    });
+    UiWorld world;
+    world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+    ScreenContext context = world.context();
+    context.services.http = std::make_shared<LiveHTTPFetcher>();
+    TarnwickAppModel app(context, {}, nullptr, adoptium.url(QString()));
+    bool released = false;
+    const auto releaseOnFailure = qScopeGuard([&] { if (!released) release.set_value(); }); // or the app's end waits for ever
+    QSignalSpy profiled(&app, &TarnwickAppModel::profileChanged);
+    app.start();
+    ASSERT_TRUE(app.hasProfile() || profiled.wait(10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return adoptium.requests().size() == 1; }, 10000));
+
+    app.welcome()->diagnose();
+    DiagnoseViewModel *model = app.diagnose();
+    model->start();
+    QTest::qWait(200); // time for a second request to arrive, if one were sent
+    EXPECT_EQ(model->state(), State::Probing) << "the diagnosis waits for the look-up";
+    released = true;
+    release.set_value();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->state() == State::Diagnosed; }, 10000));
+    EXPECT_EQ(fixId(*model), Remediation::installTemurinViaBrew(QStringLiteral("temurin@23")).id());
+    EXPECT_EQ(adoptium.requests().size(), 1);
+}
+
+namespace {
+
+// Takes the open sheet to its end as a person who accepts every offer would; false if it stalls.
+bool acceptSheet(DiagnoseViewModel &model)
+{
+    if (RemediationSheetModel *sheet = model.remediationSheet()) {
+        const auto ended = [sheet] { return sheet->zshrcOfferPending() || sheet->state() != RemediationSheetModel::State::Running; };
+        while (QTest::qWaitFor(ended, 20000) && sheet->zshrcOfferPending())
+            sheet->applyZshrc();
+        if (!ended())
+            return false;
+        sheet->leave();
+        return true;
+    }
+    ZprofileDiffSheetModel *sheet = model.zprofileSheet();
+    using Z = ZprofileDiffSheetModel::State;
+    if (!sheet || !QTest::qWaitFor([sheet] { return sheet->state() != Z::Loading; }, 20000))
+        return false;
+    if (sheet->state() == Z::Previewed) {
+        sheet->apply();
+        if (!QTest::qWaitFor([sheet] { return sheet->state() == Z::Applied; }, 20000))
+            return false;
+    }
+    sheet->state() == Z::LoadFailed ? sheet->close() : sheet->continueToVerify();
+    return true;
+}
+
+} // namespace
+
+// Every simulated Mac, walked as a person who presses the diagnosis's fix and accepts every
+// offer: diagnose, the fix in its sheet, the check, and the JAVA_HOME step when offered.
+TEST(DiagnoseModel, EverySimulatedMacReachesItsEnd)
+{
+    struct Case {
+        const char *scenario;
+        QStringList fixes; // the fixes run, in order
+        State end;
+        QString title;
+    };
+    const auto zprofileFor = [](int major) {
+        return Remediation::writeJavaHomeToZprofile(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-%1.jdk/Contents/Home").arg(major)).id();
+    };
+    const QString zprofile = zprofileFor(25);
+    const QString configured = QStringLiteral("Java configured"), installed = QStringLiteral("Java installed");
+    const Case cases[] = {
+        {"new-mac", {QStringLiteral("pkg:25"), zprofile}, State::Verified, configured},
+        {"developer-no-java", {QStringLiteral("brew:temurin@25"), zprofile}, State::Verified, configured},
+        {"java-home-unset", {zprofileFor(21)}, State::Verified, configured},
+        {"healthy", {}, State::Diagnosed, QStringLiteral("Java is installed")},
+        // The version managers set JAVA_HOME themselves: no JAVA_HOME step follows.
+        {"sdkman", {QStringLiteral("sdkman:25-tem")}, State::Verified, installed},
+        {"mise", {QStringLiteral("mise:temurin-25")}, State::Verified, installed},
+        {"jenv", {QStringLiteral("pkg-jenv:25")}, State::Verified, installed},
+        {"cursor-user-no-homebrew", {QStringLiteral("homebrew+brew:temurin@25"), zprofile}, State::Verified, configured},
+        {"broken-jvm-dir", {}, State::Diagnosed, QStringLiteral("Couldn't auto-diagnose")},
+        {"brew-sudo-bypass", {QStringLiteral("brew:temurin@25"), zprofile}, State::Verified, configured},
+        // A declined password is the person's cancel: back to the diagnosis, its fix offered again.
+        {"password-declined", {QStringLiteral("pkg:25")}, State::Diagnosed, QStringLiteral("Java is not installed")},
+        {"adoptium-offline", {QStringLiteral("pkg:25")}, State::Error, QStringLiteral("Something went wrong")},
+    };
+    QStringList listed;
+    for (const auto &scenario : SimulatedMac::scenarios())
+        listed.append(scenario.name);
+    QStringList covered;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.scenario);
+        covered.append(QString::fromLatin1(c.scenario));
+        Screen screen(c.scenario, std::nullopt, DiagnoseViewModel::Sheets::hosted);
+        ASSERT_TRUE(screen.diagnosed());
+        QStringList fixes;
+        for (int step = 0; step < 4; ++step) {
+            if (screen.model->state() == State::Diagnosed && !screen.model->primaryText().isEmpty() && fixes.isEmpty())
+                screen.model->remediatePrimary();
+            else if (screen.model->offersJavaHome())
+                screen.model->setJavaHome();
+            else
+                break;
+            ASSERT_TRUE(screen.settle());
+            if (!screen.model->sheetOpen())
+                break;
+            fixes.append(screen.model->sheetRemediation()->id());
+            ASSERT_TRUE(acceptSheet(*screen.model)) << "the sheet of " << fixes.last().toStdString() << " stalled";
+            ASSERT_TRUE(QTest::qWaitFor([&] { return !screen.model->busy() && screen.model->state() != State::Verifying; }, 20000));
+        }
+        EXPECT_EQ(fixes, c.fixes);
+        EXPECT_EQ(screen.model->state(), c.end);
+        EXPECT_EQ(screen.model->title(), c.title);
+    }
+    listed.removeAll(QStringLiteral("live"));
+    EXPECT_EQ(covered, listed) << "every simulated Mac has a row";
 }

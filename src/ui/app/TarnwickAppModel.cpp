@@ -60,13 +60,16 @@ void TarnwickAppModel::start()
 
 void TarnwickAppModel::prefetchLTS()
 {
-    if (m_ltsRequested)
+    if (m_ltsPending.valid())
         return;
-    m_ltsRequested = true;
+    auto answer = std::make_shared<std::promise<int>>();
+    m_ltsPending = answer->get_future().share();
     QPointer<TarnwickAppModel> guard(this);
     const DiagnoseFlow flow(m_context.services, m_context.platform, m_adoptiumBaseURL);
-    m_ltsLookUp = QtConcurrent::run([guard, flow, cancellation = &m_startUpCancellation] {
+    m_ltsLookUp = QtConcurrent::run([guard, flow, answer, cancellation = &m_startUpCancellation] {
         const int major = flow.latestLTSMajor(cancellation);
+        // Always answered, so a diagnose screen waiting on it never waits for ever.
+        answer->set_value(major);
         if (cancellation->isCanceled())
             return;
         QMetaObject::invokeMethod(guard, [guard, major] {
@@ -86,12 +89,13 @@ void TarnwickAppModel::setProfile(const SystemProfile &profile)
 
 void TarnwickAppModel::push(Screen screen)
 {
-    if (screen == Screen::diagnose && !m_path.contains(Screen::diagnose))
-    {
+    if (screen == Screen::diagnose && !m_path.contains(Screen::diagnose)) {
         m_diagnose = new DiagnoseViewModel(m_context, m_profile, [this] { push(Screen::audit); }, this, m_adoptiumBaseURL,
                                            DiagnoseViewModel::Sheets::hosted);
         if (m_ltsMajor)
             m_diagnose->setKnownLTSMajor(*m_ltsMajor);
+        else if (m_ltsPending.valid())
+            m_diagnose->setPendingLTSMajor(m_ltsPending); // Adoptium is asked once
         connect(m_diagnose, &DiagnoseViewModel::homeRequested, this, &TarnwickAppModel::clearPath);
     }
     if (screen == Screen::audit && !m_path.contains(Screen::audit)) {

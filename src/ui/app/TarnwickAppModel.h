@@ -13,6 +13,7 @@
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
+#include <future>
 #include <optional>
 
 /// The app's root: consent gate, navigation path, and the Mac's profile, which the start-up work
@@ -99,7 +100,8 @@ private:
     ProcessCancellation m_startUpCancellation;
     QFuture<void> m_startUp;
     std::optional<int> m_ltsMajor;
-    bool m_ltsRequested = false;
+    /// The look-up's answer while it is under way, for a diagnose screen pushed before it is in.
+    std::shared_future<int> m_ltsPending;
     QUrl m_adoptiumBaseURL;
     QFuture<void> m_ltsLookUp;
 };

@@ -60,17 +60,21 @@ Item {
             articleLinkText: failed ? view.model.articleLinkText : ""
             onArticleClicked: view.model.openTroubleshootingArticle()
 
-            // The failure text carries a Markdown link to the troubleshooting article.
             Label {
                 objectName: "diagnose-message"
                 visible: endScaffold.failed
                 text: view.model.detail
-                textFormat: Text.MarkdownText
+                textFormat: Text.PlainText
                 wrapMode: Text.Wrap
                 font.pixelSize: 15
-                Accessible.name: view.model.detail
-                onLinkActivated: view.model.openTroubleshootingArticle()
+                Accessible.name: text
                 Layout.fillWidth: true
+            }
+            LinkButton {
+                objectName: "diagnose-message-link"
+                visible: endScaffold.failed && text.length > 0
+                text: view.model.messageLinkText
+                onClicked: view.model.openMessageLink()
             }
 
             buttons: [

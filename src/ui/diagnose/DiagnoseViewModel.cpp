@@ -10,6 +10,17 @@
 
 namespace TE = TelemetryEvents;
 
+namespace {
+
+// "[text](address)", the one piece of Markdown a failure message carries.
+const QRegularExpression &markdownLink()
+{
+    static const QRegularExpression link(QStringLiteral(R"(\[([^\]]+)\]\(([^)\s]+)\))"));
+    return link;
+}
+
+} // namespace
+
 DiagnoseViewModel::DiagnoseViewModel(const ScreenContext &context, std::optional<SystemProfile> launchProfile,
                                      std::function<void()> pushAudit, QObject *parent, QUrl adoptiumBaseURL, Sheets sheets)
     : QObject(parent),
@@ -70,9 +81,16 @@ void DiagnoseViewModel::diagnoseOnWorker(std::optional<SystemProfile> profile)
 {
     const DiagnoseFlow *flow = &m_flow;
     onWorker(
-        [flow, profile, lts = m_knownLTSMajor](ProcessCancellation *cancellation) {
+        [flow, profile, lts = m_knownLTSMajor, pending = m_pendingLTSMajor](ProcessCancellation *cancellation) {
             const SystemProfile used = profile ? *profile : flow->profile(cancellation);
             std::optional<DiagnoseFlow::Diagnosed> diagnosed = flow->diagnoseAtOnce(used, lts);
+            if (!diagnosed && pending.valid()) {
+                // Polled, so that a screen going away is not held until Adoptium answers.
+                while (pending.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+                    if (cancellation->isCanceled())
+                        return std::pair(used, DiagnoseFlow::Diagnosed {Diagnosis::unknown({}), std::nullopt, std::nullopt}); // thrown away
+                diagnosed = flow->diagnoseAtOnce(used, pending.get());
+            }
             return std::pair(used, diagnosed ? *diagnosed : flow->diagnose(used, cancellation));
         },
         [this](const std::pair<SystemProfile, DiagnoseFlow::Diagnosed> &done) { showDiagnosed(done.first, done.second); });
@@ -263,6 +281,23 @@ void DiagnoseViewModel::openTroubleshootingArticle() const
     m_context.openLink(m_context.site.page(QStringLiteral("/java/unable-to-locate")));
 }
 
+QString DiagnoseViewModel::messageLinkText() const
+{
+    return m_state == State::Error ? markdownLink().match(m_message).captured(1) : QString();
+}
+
+QUrl DiagnoseViewModel::messageLinkURL() const
+{
+    return m_state == State::Error ? QUrl(markdownLink().match(m_message).captured(2)) : QUrl();
+}
+
+void DiagnoseViewModel::openMessageLink() const
+{
+    const QUrl url = messageLinkURL();
+    if (url.scheme() == QStringLiteral("https") || url.scheme() == QStringLiteral("http"))
+        m_context.openLink(url);
+}
+
 void DiagnoseViewModel::setState(State state)
 {
     m_state = state;
@@ -333,7 +368,9 @@ QString DiagnoseViewModel::detail() const
     case State::Verifying: return QStringLiteral("Re-running `java -version` in a fresh login shell to confirm the fix took.");
     case State::Verified: return m_remediation && m_result ? VerifyVerdict::judge(*m_remediation, *m_result).detail : QString();
     case State::Completed: return {};
-    case State::Error: return m_message;
+    // Plain text: rich text's links are out of reach of assistive technology and keep their own
+    // colour; the link is a control of its own (messageLinkText).
+    case State::Error: return QString(m_message).replace(markdownLink(), QStringLiteral("\\1"));
     }
     return {};
 }

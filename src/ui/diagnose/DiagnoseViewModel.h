@@ -16,6 +16,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include <functional>
+#include <future>
 #include <optional>
 
 /// The diagnose screen's state machine: probing, the diagnosis with its fix, the running fix, the
@@ -56,6 +57,8 @@ class DiagnoseViewModel : public QObject {
     Q_PROPERTY(QString continueText READ continueText NOTIFY changed FINAL)
     Q_PROPERTY(QString backText READ backText CONSTANT FINAL)
     Q_PROPERTY(QString articleLinkText READ articleLinkText CONSTANT FINAL)
+    // The link a failure message carries, as a control of its own; empty when it has none.
+    Q_PROPERTY(QString messageLinkText READ messageLinkText NOTIFY changed FINAL)
     Q_PROPERTY(bool sheetOpen READ sheetOpen NOTIFY changed FINAL)
     Q_PROPERTY(RemediationSheetModel *remediationSheet READ remediationSheet NOTIFY changed FINAL)
     Q_PROPERTY(ZprofileDiffSheetModel *zprofileSheet READ zprofileSheet NOTIFY changed FINAL)
@@ -81,6 +84,9 @@ public:
     /// The D1 install's Temurin major, when the app looked it up before this screen: with it
     /// and the launch profile, `start` shows the diagnosis at once instead of probing.
     void setKnownLTSMajor(int major) { m_knownLTSMajor = major; }
+    /// The look-up of that major, still under way: a D1 diagnosis waits for its answer on the
+    /// worker instead of asking Adoptium again.
+    void setPendingLTSMajor(std::shared_future<int> pending) { m_pendingLTSMajor = std::move(pending); }
 
     // Transitions.
     /// Starts `remediation` from the diagnosis: saves the diagnosis and opens the sheet.
@@ -101,6 +107,7 @@ public:
     /// The secondary link: other install methods (D1) or the JAVA_HOME article (D2).
     Q_INVOKABLE void openLink() const;
     Q_INVOKABLE void openTroubleshootingArticle() const;
+    Q_INVOKABLE void openMessageLink() const;
 
     [[nodiscard]] State state() const { return m_state; }
     [[nodiscard]] bool busy() const { return m_busy; }
@@ -135,6 +142,8 @@ public:
     [[nodiscard]] SimplifiedCompletionModel *simplifiedCompletion() const { return m_simplifiedCompletion; }
     [[nodiscard]] QString backText() const { return QStringLiteral("Back to the diagnosis"); }
     [[nodiscard]] QString articleLinkText() const { return QStringLiteral("Read the article on Ferrowood"); }
+    [[nodiscard]] QString messageLinkText() const;
+    [[nodiscard]] QUrl messageLinkURL() const;
 
     /// What the detail screen shows: the diagnosis while diagnosed, the saved one under the sheet.
     [[nodiscard]] const std::optional<DiagnoseFlow::Diagnosed> &shownDiagnosis() const;
@@ -149,7 +158,8 @@ public:
     /// The fix being remediated, verified or completed.
     [[nodiscard]] const std::optional<Remediation> &remediation() const { return m_remediation; }
     [[nodiscard]] const std::optional<Verifier::Result> &result() const { return m_result; }
-    /// The completed or error page's message.
+    /// The completed or error page's message, as the fix sequence wrote it (`detail` shows its
+    /// Markdown link as plain text).
     [[nodiscard]] const QString &message() const { return m_message; }
     [[nodiscard]] const std::optional<SystemProfile> &freshProfile() const { return m_freshProfile; }
 
@@ -180,6 +190,7 @@ private:
     std::optional<SystemProfile> m_launchProfile;
     std::optional<SystemProfile> m_freshProfile;
     std::optional<int> m_knownLTSMajor;
+    std::shared_future<int> m_pendingLTSMajor;
 
     State m_state = State::Probing;
     bool m_started = false;

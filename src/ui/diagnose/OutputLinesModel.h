@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QAbstractListModel>
+#include <QByteArray>
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
+
+#include <vector>
 
 /// The lines a fix printed, in arrival order, for a list view that creates delegates only for
 /// the rows in sight. Rows arrive in batches (one insert per frame), never one signal per line.
@@ -22,8 +25,15 @@ public:
     void append(const QStringList &lines);
     /// A progress line ("Downloaded 12.0 MB of …") that took the place of the last row.
     void replaceLast(const QString &line);
-    [[nodiscard]] const QStringList &lines() const { return m_lines; }
+    [[nodiscard]] QString line(int row) const;
+    [[nodiscard]] QStringList lines() const;
+    /// Every row, one per line, as the person copies them.
+    [[nodiscard]] QString text() const;
 
 private:
-    QStringList m_lines;
+    // A long install prints hundreds of thousands of lines: kept as UTF-8 back to back with the
+    // offset where each row ends, that is about a byte a character, where a QString per row
+    // costs two plus a header and an allocation.
+    QByteArray m_text;
+    std::vector<qsizetype> m_ends;
 };

@@ -72,22 +72,25 @@ Page {
                 onMovementEnded: following = atYEnd
                 onCountChanged: if (following) Qt.callLater(output.positionViewAtEnd)
 
-                delegate: TextArea {
+                // Rows scroll past by the thousand a second: plain text items, pooled and reused
+                // as the list jumps to the end, rather than a styled control made for each row.
+                reuseItems: true
+                delegate: TextEdit {
                     required property string line
                     required property bool isRetry
                     objectName: isRetry ? "remediation-retry-line" : ""
                     width: ListView.view.width
-                    topPadding: 0
-                    bottomPadding: 0
                     leftPadding: 8
                     rightPadding: 8
-                    background: null
                     text: line
                     readOnly: true
                     selectByMouse: true
                     wrapMode: TextEdit.WrapAnywhere
                     font.family: "monospace"
                     font.pixelSize: 12
+                    color: palette.text
+                    selectionColor: palette.highlight
+                    selectedTextColor: palette.highlightedText
                     Accessible.role: Accessible.StaticText
                     Accessible.name: text
                 }

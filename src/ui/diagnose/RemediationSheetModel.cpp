@@ -107,7 +107,7 @@ void RemediationSheetModel::openArticle() const { m_context.openLink(articleURL(
 void RemediationSheetModel::copyOutput()
 {
     drain();
-    QGuiApplication::clipboard()->setText(m_lines.lines().join(QLatin1Char('\n')));
+    QGuiApplication::clipboard()->setText(m_lines.text());
 }
 
 void RemediationSheetModel::line(const QString &text)

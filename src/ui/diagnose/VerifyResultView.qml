@@ -26,6 +26,10 @@ ScreenScaffold {
                 text: "java -version"
                 font.weight: Font.DemiBold
                 Accessible.name: text
+                // Level with the first line of a long output, not its middle: the label fills
+                // its cell's height with its text at the top.
+                verticalAlignment: Text.AlignTop
+                Layout.fillHeight: true
             }
             TextEdit {
                 objectName: "verify-output"
@@ -45,6 +49,10 @@ ScreenScaffold {
                 text: "JAVA_HOME"
                 font.weight: Font.DemiBold
                 Accessible.name: text
+                // Level with the first line of a long output, not its middle: the label fills
+                // its cell's height with its text at the top.
+                verticalAlignment: Text.AlignTop
+                Layout.fillHeight: true
             }
             TextEdit {
                 objectName: "verify-java-home"
