@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <deque>
 
 using namespace std::chrono_literals;
@@ -23,10 +24,28 @@ constexpr qint64 kUnlistedSizeLimit = 1024LL * 1024 * 1024;
 constexpr qint64 kSlowestBytesPerSecond = 100 * 1024;
 
 const QString kPrivateFolderPrefix = QStringLiteral("run-");
+// A download left by a run that is still going is never this old: the longest transfer allowed
+// for a package is well under an hour. Older ones were left by a crash or a kill.
+constexpr qint64 kStaleAfterSeconds = 6 * 3600;
 
 QString cachesFolder(const FileSystemOperating &fs)
 {
     return fs.cachesDirectory() + QStringLiteral("/Tarnwick");
+}
+
+bool isRunFolderName(const QString &name)
+{
+    static const QRegularExpression run(QRegularExpression::anchoredPattern(kPrivateFolderPrefix + QStringLiteral("[0-9a-z]+")));
+    return run.match(name).hasMatch();
+}
+
+// temurin-<major>-<release>.pkg, or the partial download beside it that QSaveFile leaves on macOS
+// when the app dies mid-download (<name>.XXXXXX).
+bool isPackageName(const QString &name)
+{
+    static const QRegularExpression package(
+        QRegularExpression::anchoredPattern(QStringLiteral("temurin-[0-9]+-[A-Za-z0-9._+-]+\\.pkg(\\.[A-Za-z0-9]{6})?")));
+    return package.match(name).hasMatch();
 }
 
 bool isLowerHexDigest(const QString &text)
@@ -73,6 +92,7 @@ QString TemurinPackage::preparePath(int major, const QString &releaseName) const
 {
     const QString parent = cachesFolder(*m_fs);
     m_fs->createDirectory(parent, true);
+    removeStaleDownloads(parent);
     // Created without intermediates, so a name that is already taken (by anything, a link
     // included) fails instead of being reused.
     QString folder;
@@ -199,6 +219,41 @@ TemurinPackage::InstallerOutcome TemurinPackage::runInstaller(const QString &pat
     if (!trimmed.isEmpty())
         return {Kind::failure, trimmed};
     return {Kind::failure, QStringLiteral("osascript exited %1").arg(end.code)};
+}
+
+void TemurinPackage::removeStaleDownloads(const QString &parent) const
+{
+    // Only names we make, of the type we make them, untouched for long: a run folder whose every
+    // entry is a package of ours, and packages straight in the caches folder (where earlier
+    // builds downloaded them). Anything else there is someone else's and stays.
+    const QDateTime cutoff = QDateTime::currentDateTimeUtc().addSecs(-kStaleAfterSeconds);
+    const auto isStale = [&](const QString &path, FileType type) {
+        const FileAttributes attributes = m_fs->attributesOfItem(path);
+        return attributes.type == type && attributes.modificationDate < cutoff;
+    };
+    QStringList names;
+    try {
+        names = m_fs->contentsOfDirectory(parent);
+    } catch (const FileSystemError &) {
+        return; // the download itself will say what is wrong with the folder
+    }
+    for (const QString &name : names) {
+        const QString path = parent + QLatin1Char('/') + name;
+        try {
+            if (isPackageName(name)) {
+                if (isStale(path, FileType::regular))
+                    m_fs->removeItem(path);
+            } else if (isRunFolderName(name) && isStale(path, FileType::directory)) {
+                const QStringList entries = m_fs->contentsOfDirectory(path);
+                if (std::all_of(entries.cbegin(), entries.cend(), [&](const QString &entry) {
+                        return isPackageName(entry) && isStale(path + QLatin1Char('/') + entry, FileType::regular);
+                    }))
+                    m_fs->removeItem(path);
+            }
+        } catch (const FileSystemError &) {
+            // Gone meanwhile, or not ours to read: left as it is.
+        }
+    }
 }
 
 void TemurinPackage::remove(const QString &path) const

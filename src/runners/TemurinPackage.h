@@ -36,7 +36,9 @@ public:
 
     /// <caches>/Tarnwick/<fresh private folder>/temurin-<major>-<release name>.pkg. The folder is
     /// new for every run and only this user may enter it, so nothing left at a known path (a
-    /// dangling link, say) decides where the download lands. Throws FileSystemError.
+    /// dangling link, say) decides where the download lands. Removes first what runs that crashed
+    /// or were killed left there hours ago (whole packages, partial downloads). Throws
+    /// FileSystemError.
     [[nodiscard]] QString preparePath(int major, const QString &releaseName) const;
     /// Streams the package to `path`, reporting progress at most about four times a second while
     /// it arrives, then once more with the size on disk. Stops past the listed size (with a small
@@ -65,6 +67,8 @@ public:
     static constexpr const char *kRootMismatchMarker = "Tarnwick: checksum mismatch: ";
 
 private:
+    void removeStaleDownloads(const QString &parent) const;
+
     std::shared_ptr<const ProcessRunning> m_process;
     std::shared_ptr<const HTTPFetching> m_http;
     std::shared_ptr<const FileSystemOperating> m_fs;
