@@ -29,6 +29,7 @@ public:
         enum class Kind { success, canceled, failure };
         Kind kind = Kind::failure;
         QString message; // for a failure
+        bool outlivedCancel = false; // a cancel came once root's installer had begun; this is how it ended
     };
 
     TemurinPackage(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
@@ -53,9 +54,12 @@ public:
     /// the package that root makes in a folder only root can write, after checking that copy's
     /// SHA-256 against `expectedChecksum`: what was checked here is what gets installed, even if
     /// the file in the caches folder is replaced while the password dialog is up. A dismissed
-    /// password dialog, or a cancel, is `canceled`.
+    /// password dialog, or a cancel, is `canceled`; except that once root's installer has begun,
+    /// a cancel does not stop it (it cannot be stopped safely): `onFinishing` is called, from the
+    /// cancelling thread, and the install's own outcome is returned, marked `outlivedCancel`.
     [[nodiscard]] InstallerOutcome runInstaller(const QString &path, const QString &expectedChecksum, const QString &prompt,
-                                                LiveProcessCancellation &cancellation) const;
+                                                LiveProcessCancellation &cancellation,
+                                                const std::function<void()> &onFinishing = {}) const;
     /// Removes the package and the private folder `preparePath` made for it, ignoring errors.
     void remove(const QString &path) const;
 
@@ -68,6 +72,9 @@ public:
 
 private:
     void removeStaleDownloads(const QString &parent) const;
+    [[nodiscard]] bool installHasBegun(const QString &path) const;
+    [[nodiscard]] static InstallerOutcome outcomeOf(const ProcessStreamEvent &end, const QString &transcript,
+                                                    const QString &expectedChecksum);
 
     std::shared_ptr<const ProcessRunning> m_process;
     std::shared_ptr<const HTTPFetching> m_http;

@@ -9,10 +9,12 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <future>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -235,6 +237,48 @@ TEST(PKGInstaller, ACancelDuringTheDownloadLeavesNothing)
     EXPECT_EQ(end, PKGInstaller::Event::of(Kind::canceled));
     EXPECT_FALSE(QFile::exists(harness.installedRecord()));
     EXPECT_TRUE(QDir(harness.dir.filePath(QStringLiteral("caches/Tarnwick"))).isEmpty());
+}
+
+TEST(PKGInstaller, ACancelStopsThePasswordDialogButLetsAnInstallThatBegunFinish)
+{
+    // Each case cancels once its file appears: the password dialog's prompt, or a mark the
+    // installer leaves before it takes its time. Root's installer is beyond a cancel's reach.
+    const struct {
+        const char *name;
+        bool dialogWaits;
+        Kind end;
+        bool installed;
+    } cases[] = {
+        {"password dialog up", true, Kind::canceled, false},
+        {"installer running", false, Kind::completed, true},
+    };
+    for (const auto &c : cases) {
+        PackageHarness harness;
+        const QString cue = harness.dir.filePath(QStringLiteral("cue"));
+        const QString slowInstaller = harness.dir.filePath(QStringLiteral("slow-installer"));
+        QFile script(slowInstaller);
+        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\n: > '" + cue.toUtf8() + "'; sleep 1; exec '" STANDINS_DIR "/installer' \"$@\"\n");
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        harness.osascriptSees(c.dialogWaits ? Environment {{QStringLiteral("STANDIN_DIALOG_WAITS"), QStringLiteral("1")},
+                                                           {QStringLiteral("STANDIN_PROMPT_FILE"), cue}}
+                                            : Environment {{QStringLiteral("STANDIN_INSTALLER"), slowInstaller}});
+        std::future<void> canceller;
+        const PKGInstaller::Event end = harness.install({}, [&](const PKGInstaller::Event &event) {
+            if (event.kind == Kind::installing)
+                canceller = std::async(std::launch::async, [&] {
+                    for (int i = 0; i < 1000 && !QFileInfo::exists(cue); ++i)
+                        QThread::msleep(10);
+                    harness.cancellation.cancel();
+                });
+        });
+        canceller.wait();
+        EXPECT_EQ(end.kind, c.end) << c.name << ": " << end.message.toStdString();
+        EXPECT_EQ(harness.kinds().contains(Kind::finishing), c.installed) << c.name;
+        EXPECT_EQ(QFile::exists(harness.installedRecord()), c.installed) << c.name;
+        EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty()) << c.name; // the package is gone either way
+    }
 }
 
 TEST(PKGInstaller, ReadsWhatOsascriptSays)
