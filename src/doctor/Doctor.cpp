@@ -115,7 +115,10 @@ FixRecord Doctor::runFix(const Remediation &remediation)
     TerminalFrontEnd frontEnd(out, !m_options.json && m_terminal.stdoutIsTerminal, [this](const QString &question) { return ask(question); });
     FixRecord record {remediation, FixSequence::Outcome::canceled(), {}, std::nullopt, nullptr};
     record.outcome = FixSequence(m_services, m_fixConfiguration, nullptr).run(remediation, m_cancellation, frontEnd);
-    if (m_cancellation.isCanceled()) // whatever the last step said, the run was stopped
+    // Whatever the last step said, the run was stopped; unless it was an install that cannot be
+    // stopped safely, which was let finish: then how it ended is checked and reported.
+    m_installOutlivedCancel = frontEnd.installOutlivedCancel();
+    if (m_cancellation.isCanceled() && !m_installOutlivedCancel)
         record.outcome = FixSequence::Outcome::canceled();
     record.lines = frontEnd.lines();
     switch (record.outcome.kind) {
@@ -129,8 +132,10 @@ FixRecord Doctor::runFix(const Remediation &remediation)
 
     out << "\nVerifying… Re-running `java -version` in a fresh login shell to confirm the fix took.\n";
     out.flush();
-    const Verifier::Result verified = m_flow.verify(&m_cancellation);
-    if (m_cancellation.isCanceled()) {
+    ProcessCancellation afterInstall; // the run's own switch is spent once the install outlived it
+    ProcessCancellation &verifying = m_installOutlivedCancel ? afterInstall : m_cancellation;
+    const Verifier::Result verified = m_flow.verify(&verifying);
+    if (verifying.isCanceled()) {
         out << "Canceled.\n";
         out.flush();
         return record; // half a check proves nothing: none is reported
@@ -143,7 +148,7 @@ FixRecord Doctor::runFix(const Remediation &remediation)
 
 int Doctor::exitCodeAfter(const FixRecord &fix) const
 {
-    if (m_cancellation.isCanceled())
+    if (m_cancellation.isCanceled() && !m_installOutlivedCancel)
         return canceled;
     if (fix.followUp)
         return exitCodeAfter(*fix.followUp);

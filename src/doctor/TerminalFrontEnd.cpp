@@ -100,3 +100,9 @@ bool TerminalFrontEnd::confirmShellenvAppend(const FileAppendWriter::DiffPreview
     showZprofileChange(preview);
     return m_ask(QStringLiteral("Append brew shellenv to ~/.zprofile?"));
 }
+
+void TerminalFrontEnd::installFinishing()
+{
+    m_installOutlivedCancel = true;
+    FixSequence::FrontEnd::installFinishing();
+}

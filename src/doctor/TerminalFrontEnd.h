@@ -4,6 +4,7 @@
 
 #include <QTextStream>
 
+#include <atomic>
 #include <deque>
 #include <functional>
 
@@ -19,6 +20,11 @@ public:
     bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override;
     bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override;
     bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override;
+    void installFinishing() override;
+
+    /// Whether a cancel came while a privileged install ran, which was then let finish: the fix's
+    /// outcome is that install's, not a cancel.
+    [[nodiscard]] bool installOutlivedCancel() const { return m_installOutlivedCancel; }
 
     /// The lines shown, a progress line as its latest text, for the report. Endless output is
     /// kept to its first kKeptFirst and last kKeptLast lines, with a line between saying how many
@@ -43,4 +49,5 @@ private:
     std::deque<QString> m_last;
     qint64 m_notKept = 0;
     bool m_inProgress = false;
+    std::atomic<bool> m_installOutlivedCancel {false};
 };

@@ -32,6 +32,7 @@ struct FixSequence::Run {
     FrontEnd &frontEnd;
     std::optional<std::int32_t> exitCode;
     bool canceledByUser = false;
+    bool installOutlivedCancel = false; // its outcome is the run's, cancel or not
 
     const AppServices &services() const { return sequence.m_services; }
     QString home() const { return services().fs->homeDirectory(); }
@@ -98,9 +99,11 @@ struct FixSequence::Run {
             case Event::Kind::installing:
                 frontEnd.line(QStringLiteral("Running /usr/sbin/installer (macOS will ask for your password)…"));
                 break;
+            case Event::Kind::finishing: frontEnd.installFinishing(); break;
             default: break;
             }
         });
+        installOutlivedCancel = cancellation.isCanceled() && (end.kind == Event::Kind::completed || end.kind == Event::Kind::error);
         if (end.kind == Event::Kind::completed) {
             frontEnd.line(QStringLiteral("Installer completed."));
             exitCode = 0;
@@ -267,7 +270,7 @@ FixSequence::Outcome FixSequence::run(const Remediation &remediation, Cancellabl
         outcome = run.writeZprofile();
     } else {
         run.steps(remediation);
-        if (run.canceledByUser || cancellation.isCanceled())
+        if (run.canceledByUser || (cancellation.isCanceled() && !run.installOutlivedCancel))
             outcome = Outcome::canceled();
         else if (run.exitCode == 0)
             outcome = Outcome::success(successMessage(remediation));

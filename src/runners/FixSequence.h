@@ -46,6 +46,10 @@ public:
         /// The accepted ~/.zshrc append could not be written (the fix itself still succeeded).
         /// A screen may show it beside the offer; by default it is one more line.
         virtual void zshrcAppendFailed(const QString &message) { line(message); }
+        /// A cancel came after the privileged install began: it cannot be stopped safely, so the
+        /// run waits for it and then reports how it ended. Called from the cancelling thread; by
+        /// default one more line.
+        virtual void installFinishing() { line(QString::fromUtf8(kFinishingInstallLine)); }
     };
 
     struct Configuration {
@@ -61,6 +65,7 @@ public:
 
     Outcome run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const;
 
+    static constexpr const char *kFinishingInstallLine = "Finishing the install that has started; it can't be stopped safely.";
     static constexpr const char *kPasswordPrompt = "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/";
     [[nodiscard]] static QString successMessage(const Remediation &remediation);
     [[nodiscard]] QString failureMessage(int exitCode) const;

@@ -30,6 +30,7 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
         return Event::error(description + QStringLiteral(" (pkg: ") + packagePath.value_or(QStringLiteral("n.a")) + QLatin1Char(')'));
     };
     Event outcome;
+    bool outlivedCancel = false;
     try {
         report(Event::of(Event::Kind::fetching));
         AdoptiumAPI::AssetMetadata asset;
@@ -47,7 +48,9 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
         report(Event::of(Event::Kind::verifying));
         m_package.verify(digest, asset.checksum);
         report(Event::of(Event::Kind::installing));
-        const TemurinPackage::InstallerOutcome installed = m_package.runInstaller(*packagePath, asset.checksum, prompt, cancellation);
+        const TemurinPackage::InstallerOutcome installed
+            = m_package.runInstaller(*packagePath, asset.checksum, prompt, cancellation, [&] { report(Event::of(Event::Kind::finishing)); });
+        outlivedCancel = installed.outlivedCancel;
         switch (installed.kind) {
         case TemurinPackage::InstallerOutcome::Kind::success: outcome = Event::of(Event::Kind::completed); break;
         case TemurinPackage::InstallerOutcome::Kind::canceled: outcome = Event::of(Event::Kind::canceled); break;
@@ -63,8 +66,9 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Ca
     } catch (const Error &error) { // Adoptium's answer, the package, the disk: each says what went wrong
         outcome = failure(error.message());
     }
-    if (cancellation.isCanceled() && outcome.kind != Event::Kind::completed)
-        outcome = Event::of(Event::Kind::canceled); // a cancel is never reported as a failure
+    // A cancel is never reported as a failure, unless the install had begun and ran to its end.
+    if (cancellation.isCanceled() && outcome.kind != Event::Kind::completed && !outlivedCancel)
+        outcome = Event::of(Event::Kind::canceled);
     if (packagePath)
         m_package.remove(*packagePath);
     return outcome;

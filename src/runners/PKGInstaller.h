@@ -11,7 +11,9 @@
 class PKGInstaller {
 public:
     struct Event {
-        enum class Kind { fetching, slowResponse, downloading, verifying, installing, completed, canceled, error };
+        // finishing: a cancel came after root's installer began; the install is let finish and its
+        // own outcome follows. Reported from the cancelling thread.
+        enum class Kind { fetching, slowResponse, downloading, verifying, installing, finishing, completed, canceled, error };
         Kind kind = Kind::fetching;
         qint64 bytesReceived = 0;
         std::optional<qint64> totalBytes;

@@ -29,6 +29,7 @@ public:
         enum class Kind { success, canceled, failure };
         Kind kind = Kind::failure;
         QString message; // for a failure
+        bool outlivedCancel = false; // a cancel came once root's installer had begun; this is how it ended
     };
 
     TemurinPackage(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
@@ -36,7 +37,9 @@ public:
 
     /// <caches>/Tarnwick/<fresh private folder>/temurin-<major>-<release name>.pkg. The folder is
     /// new for every run and only this user may enter it, so nothing left at a known path (a
-    /// dangling link, say) decides where the download lands. Throws FileSystemError.
+    /// dangling link, say) decides where the download lands. Removes first what runs that crashed
+    /// or were killed left there hours ago (whole packages, partial downloads). Throws
+    /// FileSystemError.
     [[nodiscard]] QString preparePath(int major, const QString &releaseName) const;
     /// Streams the package to `path`, reporting progress at most about four times a second while
     /// it arrives, then once more with the size on disk. Stops past the listed size (with a small
@@ -51,9 +54,12 @@ public:
     /// the package that root makes in a folder only root can write, after checking that copy's
     /// SHA-256 against `expectedChecksum`: what was checked here is what gets installed, even if
     /// the file in the caches folder is replaced while the password dialog is up. A dismissed
-    /// password dialog, or a cancel, is `canceled`.
+    /// password dialog, or a cancel, is `canceled`; except that once root's installer has begun,
+    /// a cancel does not stop it (it cannot be stopped safely): `onFinishing` is called, from the
+    /// cancelling thread, and the install's own outcome is returned, marked `outlivedCancel`.
     [[nodiscard]] InstallerOutcome runInstaller(const QString &path, const QString &expectedChecksum, const QString &prompt,
-                                                LiveProcessCancellation &cancellation) const;
+                                                LiveProcessCancellation &cancellation,
+                                                const std::function<void()> &onFinishing = {}) const;
     /// Removes the package and the private folder `preparePath` made for it, ignoring errors.
     void remove(const QString &path) const;
 
@@ -65,6 +71,11 @@ public:
     static constexpr const char *kRootMismatchMarker = "Tarnwick: checksum mismatch: ";
 
 private:
+    void removeStaleDownloads(const QString &parent) const;
+    [[nodiscard]] bool installHasBegun(const QString &path) const;
+    [[nodiscard]] static InstallerOutcome outcomeOf(const ProcessStreamEvent &end, const QString &transcript,
+                                                    const QString &expectedChecksum);
+
     std::shared_ptr<const ProcessRunning> m_process;
     std::shared_ptr<const HTTPFetching> m_http;
     std::shared_ptr<const FileSystemOperating> m_fs;

@@ -17,6 +17,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+#if defined(__APPLE__)
+#include <sys/event.h>
+#endif
 
 extern char **environ;
 
@@ -26,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 // How long a cancelled child and its descendants get to clean up after SIGTERM.
 constexpr auto kTerminationGrace = std::chrono::seconds(2);
-// Without a pidfd, how often we look whether the child has exited.
+// When nothing tells us of the exit, how often we look whether the child has exited.
 constexpr int kExitPollMilliseconds = 10;
 
 QString describeErrno(int error)
@@ -64,19 +67,94 @@ void closeIfOpen(int &fd)
     fd = -1;
 }
 
-int openExitDescriptor(pid_t pid)
+// Signals the whole group to end. A stopped process keeps SIGTERM pending until it runs again, so
+// the group is continued too: a child stopped by a debugger or a `kill -STOP` still gets its chance
+// to clean up instead of waiting out the grace for SIGKILL.
+void terminateGroup(pid_t group)
+{
+    ::kill(-group, SIGTERM);
+    ::kill(-group, SIGCONT);
+}
+
+} // namespace
+
+// Linux: a pidfd, polled with the pipes. macOS: a kqueue that watches the pipes and the child's
+// exit (EVFILT_PROC), so neither platform wakes up on a timer while the child runs.
+int ChildProcess::openExitDescriptor()
 {
 #if defined(__linux__) && defined(SYS_pidfd_open)
-    // TARNWICK_POLL_FOR_EXIT makes Linux watch for the exit as macOS does, so that path is tested.
+    // TARNWICK_POLL_FOR_EXIT makes Linux look for the exit on a timer, so that path is tested.
     static const bool pollForExit = qEnvironmentVariableIsSet("TARNWICK_POLL_FOR_EXIT");
     if (pollForExit)
         return -1;
-    return static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    return static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
+#elif defined(__APPLE__)
+    const int queue = ::kqueue();
+    if (queue < 0)
+        return -1;
+    ::fcntl(queue, F_SETFD, FD_CLOEXEC);
+    struct kevent changes[3];
+    int count = 0;
+    for (int fd : {m_out, m_err, m_wakeRead}) {
+        if (fd >= 0)
+            EV_SET(&changes[count++], static_cast<uintptr_t>(fd), EVFILT_READ, EV_ADD, 0, 0, nullptr);
+    }
+    if (::kevent(queue, changes, count, nullptr, 0, nullptr) != 0) {
+        ::close(queue);
+        return -1;
+    }
+    struct kevent watchExit {};
+    EV_SET(&watchExit, static_cast<uintptr_t>(m_pid), EVFILT_PROC, EV_ADD | EV_ONESHOT, NOTE_EXIT, 0, nullptr);
+    if (::kevent(queue, &watchExit, 1, nullptr, 0, nullptr) != 0) {
+        if (errno != ESRCH) {
+            ::close(queue);
+            return -1;
+        }
+        m_exitNoticed = true; // gone already
+    }
+    return queue;
 #else
-    (void)pid;
     return -1;
 #endif
 }
+
+bool ChildProcess::waitForActivity(int timeoutMilliseconds)
+{
+#if defined(__APPLE__)
+    if (m_exitFd >= 0) {
+        // A descriptor closed after end of file leaves the queue by itself.
+        timespec timeout {timeoutMilliseconds / 1000, (timeoutMilliseconds % 1000) * 1000000L};
+        struct kevent events[4];
+        const int count = ::kevent(m_exitFd, nullptr, 0, events, 4, timeoutMilliseconds < 0 ? nullptr : &timeout);
+        if (count < 0)
+            return errno == EINTR;
+        for (int i = 0; i < count; ++i) {
+            if (events[i].filter == EVFILT_PROC)
+                m_exitNoticed = true;
+        }
+        return true;
+    }
+#endif
+    pollfd fds[4];
+    nfds_t count = 0;
+    for (int fd : {m_out, m_err, m_wakeRead, m_exitFd}) {
+        if (fd >= 0)
+            fds[count++] = pollfd {fd, POLLIN, 0};
+    }
+    return ::poll(fds, count, timeoutMilliseconds) >= 0 || errno == EINTR;
+}
+
+bool ChildProcess::exitIsWatched() const
+{
+#if defined(__APPLE__)
+    // The exit note may arrive a moment before waitid() can see the exit: look again on a timer.
+    return m_exitFd >= 0 && !m_exitNoticed;
+#else
+    return m_exitFd >= 0;
+#endif
+}
+
+namespace {
 
 // Owns the C strings handed to posix_spawn.
 struct CStringList {
@@ -182,7 +260,7 @@ ChildProcess::ChildProcess(const QString &executable, const QStringList &argumen
         closeDescriptors();
         throw ProcessLaunchError(executable, describeErrno(result));
     }
-    m_exitFd = openExitDescriptor(m_pid);
+    m_exitFd = openExitDescriptor();
 }
 
 ChildProcess::~ChildProcess()
@@ -212,7 +290,10 @@ bool ChildProcess::leaderHasExited() const
         if (errno != EINTR)
             return true; // not our child any more: nothing left to wait for
     }
-    return info.si_pid == m_pid;
+    // macOS also reports a stopped child here, WEXITED or not; it has not exited, and may go on
+    // writing once continued.
+    return info.si_pid == m_pid
+        && (info.si_code == CLD_EXITED || info.si_code == CLD_KILLED || info.si_code == CLD_DUMPED);
 }
 
 void ChildProcess::signalGroup(int signal) const
@@ -255,30 +336,24 @@ std::int32_t ChildProcess::waitForExit(ProcessCancellation *cancellation, const 
         const pid_t group = m_pid;
         const int wake = m_wakeWrite;
         const bool armed = cancellation->arm([group, wake] {
-            ::kill(-group, SIGTERM);
+            terminateGroup(group);
             const char byte = 'x';
             [[maybe_unused]] auto written = ::write(wake, &byte, 1);
         });
         if (!armed) { // cancelled before we got here
-            signalGroup(SIGTERM);
+            terminateGroup(m_pid);
             killAt = Clock::now() + kTerminationGrace;
         }
     }
 
     for (;;) {
-        pollfd fds[4];
-        nfds_t count = 0;
-        for (int fd : {m_out, m_err, m_wakeRead, m_exitFd}) {
-            if (fd >= 0)
-                fds[count++] = pollfd {fd, POLLIN, 0};
-        }
-        int timeout = m_exitFd >= 0 ? -1 : kExitPollMilliseconds;
+        int timeout = exitIsWatched() ? -1 : kExitPollMilliseconds;
         if (killAt) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*killAt - Clock::now());
             const int leftMs = static_cast<int>(std::max<long long>(0, left.count()));
             timeout = timeout < 0 ? leftMs : std::min(timeout, leftMs);
         }
-        if (::poll(fds, count, timeout) < 0 && errno != EINTR)
+        if (!waitForActivity(timeout))
             break;
 
         readAvailable(m_out, Stream::out, onData, ReadLimit::chunk);

@@ -7,7 +7,7 @@
 #include <functional>
 
 /// One child program started with posix_spawn in a session of its own, read through pipes with
-/// poll(). Used by LiveProcessRunner only.
+/// poll() (kqueue on macOS). Used by LiveProcessRunner only.
 ///
 /// Why not QProcess: a cancel arrives from another thread and must signal the child's process
 /// group, which is only safe while the group leader has not been reaped. Here the reaping is ours:
@@ -33,6 +33,9 @@ public:
     std::int32_t waitForExit(ProcessCancellation *cancellation, const DataHandler &onData);
 
 private:
+    int openExitDescriptor();
+    bool waitForActivity(int timeoutMilliseconds);
+    bool exitIsWatched() const;
     void closeDescriptors();
     bool leaderHasExited() const;
     void signalGroup(int signal) const;
@@ -47,5 +50,6 @@ private:
     int m_err = -1;
     int m_wakeRead = -1;  // a cancel writes a byte here so that poll() wakes up at once
     int m_wakeWrite = -1;
-    int m_exitFd = -1;    // a pidfd where the platform has one; otherwise we poll for the exit
+    int m_exitFd = -1;    // Linux: a pidfd; macOS: a kqueue watching the pipes and the exit
+    bool m_exitNoticed = false; // macOS: the kqueue has reported the exit
 };

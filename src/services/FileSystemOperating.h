@@ -21,6 +21,12 @@ public:
     /// "Couldn't <verb> “<path>”: <the platform's reason for errorCode>".
     [[nodiscard]] static FileSystemError fromErrno(const QString &verb, const QString &path, int errorCode);
     [[nodiscard]] static FileSystemError withReason(const QString &verb, const QString &path, const QString &reason);
+    /// Reading or writing the contents of `path` failed. As fromErrno, except that EPERM means
+    /// macOS's privacy protection refused (files in ~/Documents, iCloud Drive or Dropbox, or
+    /// linked there): "macOS blocked access to ~/Documents/… — allow it in System Settings ›
+    /// Privacy & Security", naming `blockedPath` (where the file really is) under `home` as ~.
+    [[nodiscard]] static FileSystemError accessFailure(const QString &verb, const QString &path, int errorCode,
+                                                       const QString &blockedPath, const QString &home);
 
     [[nodiscard]] QString path() const { return m_path; }
     /// The errno value behind the failure, or 0 when there was none (text that is not UTF-8).

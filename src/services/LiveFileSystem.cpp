@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -32,6 +33,14 @@ QByteArray native(const QString &path)
 [[noreturn]] void fail(const char *verb, const QString &path, const QString &reason)
 {
     throw FileSystemError::withReason(QLatin1String(verb), path, reason);
+}
+
+// Reading or writing a file's contents. A refusal by macOS's privacy protection names where the
+// file really is: a profile linked into ~/Documents is blocked there, not in the home folder.
+[[noreturn]] void failAccess(const char *verb, const QString &path, int error, const QString &home)
+{
+    const QString target = error == EPERM ? QFileInfo(path).canonicalFilePath() : QString();
+    throw FileSystemError::accessFailure(QLatin1String(verb), path, error, target.isEmpty() ? path : target, home);
 }
 
 // The entries of a folder, without "." and ".."; a failure is reported as failing to `verb` it.
@@ -224,7 +233,7 @@ QByteArray LiveFileSystem::readData(const QString &path) const
 {
     const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        fail("read", path, errno);
+        failAccess("read", path, errno, homeDirectory());
     QByteArray bytes;
     char buffer[65536];
     for (;;) {
@@ -238,7 +247,7 @@ QByteArray LiveFileSystem::readData(const QString &path) const
         const int error = errno;
         ::close(fd);
         if (count < 0)
-            fail("read", path, error); // e.g. a directory: "Is a directory"
+            failAccess("read", path, error, homeDirectory()); // e.g. a directory: "Is a directory"
         break;
     }
     return bytes;
@@ -262,10 +271,14 @@ void LiveFileSystem::writeData(const QString &path, const QByteArray &bytes) con
     // QSaveFile writes a temporary file beside the target and renames it over the target; for a
     // symbolic link it does that beside the link's target, and it keeps the target's permissions.
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
+    bool written = file.open(QIODevice::WriteOnly);
+    written = written && file.write(bytes) == bytes.size() && file.commit();
+    if (!written) {
+        // QSaveFile keeps no errno, only its text, which for EPERM is the platform's own.
+        if (file.errorString() == QString::fromLocal8Bit(std::strerror(EPERM)))
+            failAccess("write", path, EPERM, homeDirectory());
         fail("write", path, file.errorString());
-    if (file.write(bytes) != bytes.size() || !file.commit())
-        fail("write", path, file.errorString());
+    }
 }
 
 namespace {
@@ -291,11 +304,11 @@ void LiveFileSystem::appendData(const QString &path, const QByteArray &bytes) co
 {
     const int fd = ::open(native(path).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (fd < 0)
-        fail("write", path, errno);
+        failAccess("write", path, errno, homeDirectory());
     const int error = writeAll(fd, bytes);
     ::close(fd);
     if (error != 0)
-        fail("write", path, error);
+        failAccess("write", path, error, homeDirectory());
 }
 
 QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const
@@ -304,7 +317,7 @@ QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArr
     // mkostemp creates the file 0600; the wanted bits follow before the first byte.
     const int fd = ::mkostemp(name.data(), O_CLOEXEC);
     if (fd < 0)
-        fail("write", neighbour, errno);
+        failAccess("write", neighbour, errno, homeDirectory());
     int error = ::fchmod(fd, static_cast<mode_t>(permissions & 07777)) == 0 ? 0 : errno;
     if (error == 0)
         error = writeAll(fd, bytes);
@@ -314,7 +327,7 @@ QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArr
     ::close(fd);
     if (error != 0) {
         ::unlink(name.constData());
-        fail("write", neighbour, error);
+        failAccess("write", neighbour, error, homeDirectory());
     }
     return QFile::decodeName(name);
 }
@@ -326,5 +339,5 @@ void LiveFileSystem::replaceItem(const QString &source, const QString &destinati
     if (::lstat(native(destination).constData(), &info) == 0 && S_ISDIR(info.st_mode))
         fail("replace", destination, EISDIR);
     if (::rename(native(source).constData(), native(destination).constData()) != 0)
-        fail("replace", destination, errno);
+        failAccess("replace", destination, errno, homeDirectory());
 }

@@ -4,6 +4,7 @@
 #include "runners/FixSequence.h"
 
 #include <QCryptographicHash>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -139,6 +140,23 @@ TEST(FixSequence, MapsThePackageInstallToLines)
     EXPECT_EQ(jenv.frontEnd.lines.mid(4), (QStringList {"Locating installed Temurin…",
                                                         "Installed Temurin but couldn't locate a Java installation to register with jEnv. You can "
                                                         "run `jenv add /path/to/java` manually."}));
+
+    // A cancel once root has opened its checked copy to install it: the install ends as it ends.
+    Harness finishing;
+    finishing.fixture.http->respond(QUrl(QStringLiteral("https://api.adoptium.test/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
+                                    HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
+                                                               + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
+    finishing.fixture.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse {200, {}, package});
+    finishing.fixture.processRunner->script(QStringLiteral("/usr/bin/osascript"), [&finishing](const QStringList &arguments, const auto &) {
+        static const QRegularExpression rootFolder(QStringLiteral("/tmp/tarnwick-install\\.run-[0-9a-z]+\\."));
+        const QString folder = rootFolder.match(arguments.value(1)).captured() + QStringLiteral("Ab12Cd");
+        finishing.fixture.fs->createDirectory(folder, true);
+        finishing.fixture.fs->setPosixPermissions(folder, 0711);
+        finishing.cancellation.cancel();
+        return ProcessResult {0, {}, {}};
+    });
+    EXPECT_EQ(finishing.run(Remediation::installViaPKG(25)), FixSequence::Outcome::success(QStringLiteral("Temurin installed.")));
+    EXPECT_EQ(finishing.frontEnd.lines.mid(3), (QStringList {FixSequence::kFinishingInstallLine, "Installer completed."}));
 }
 
 TEST(FixSequence, WritesTheZprofileOnlyWhenAllowed)

@@ -9,8 +9,14 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <gtest/gtest.h>
+
+#include <ctime>
+#include <future>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 using namespace std::chrono_literals;
 using Kind = PKGInstaller::Event::Kind;
@@ -122,6 +128,60 @@ TEST(PKGInstaller, InstallsAPackageWhoseChecksumMatches)
     EXPECT_EQ(QDir(harness.cacheFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System), QStringList {"temurin-21-jdk-21.0.5+11.pkg"});
 }
 
+TEST(PKGInstaller, ClearsWhatCrashedRunsLeftAndNothingElse)
+{
+    PackageHarness harness;
+    const QString caches = harness.cacheFolder();
+    const QString elsewhere = harness.dir.filePath(QStringLiteral("elsewhere"));
+    QDir().mkpath(elsewhere);
+    const struct {
+        const char *path;
+        bool folder;
+        int hoursOld;
+        bool removed;
+    } entries[] = {
+        {"run-0ld1/temurin-21-jdk-21.0.5+11.pkg.Ab12Cd", false, 7, true}, // a partial download
+        {"run-0ld1", true, 7, true},
+        {"run-0ld2/temurin-17-jdk-17.0.9+9.pkg", false, 30, true},
+        {"run-0ld2", true, 30, true},
+        {"temurin-17-jdk-17.0.9+9.pkg.Xy12Zw", false, 7, true}, // downloaded straight into the caches folder
+        {"temurin-17-jdk-17.0.9+9.pkg", false, 7, true},
+        {"run-n0w/temurin-21-jdk-21.0.5+11.pkg.Qw12Er", false, 5, false}, // another run may still be at it
+        {"run-n0w", true, 7, false},
+        {"run-m1xed/temurin-21-jdk-21.0.5+11.pkg", false, 7, false}, // something not ours is in it
+        {"run-m1xed/notes.txt", false, 7, false},
+        {"run-m1xed", true, 7, false},
+        {"temurin-21-jdk-21.0.5+11.pkg.part", false, 7, false}, // names we never make
+        {"other-app.pkg.Ab12Cd", false, 7, false},
+        {"RUN-0LD3", true, 7, false},
+        {"temurin-21-jdk-21.0.5+11.pkg.Zx98Yu", true, 7, false}, // a folder, not a file
+    };
+    const auto setAge = [](const QString &path, int hours) {
+        const timespec when {std::time(nullptr) - hours * 3600, 0};
+        const timespec times[2] {when, when};
+        ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW), 0) << path.toStdString();
+    };
+    for (const auto &entry : entries) {
+        const QString path = caches + QLatin1Char('/') + QLatin1String(entry.path);
+        QDir().mkpath(entry.folder ? path : QFileInfo(path).path());
+        if (!entry.folder)
+            QFile(path).open(QIODevice::WriteOnly);
+    }
+    // A link named like a run folder, to an old folder that holds a package, is not followed.
+    QFile(elsewhere + QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg")).open(QIODevice::WriteOnly);
+    ASSERT_TRUE(QFile::link(elsewhere, caches + QStringLiteral("/run-l1nk")));
+    for (const QString &path : {elsewhere + QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg"), elsewhere, caches + QStringLiteral("/run-l1nk")})
+        setAge(path, 7);
+    for (const auto &entry : entries)
+        setAge(caches + QLatin1Char('/') + QLatin1String(entry.path), entry.hoursOld);
+
+    EXPECT_EQ(harness.install(), PKGInstaller::Event::of(Kind::completed));
+    for (const auto &entry : entries)
+        EXPECT_EQ(QFileInfo::exists(caches + QLatin1Char('/') + QLatin1String(entry.path)), !entry.removed) << entry.path;
+    EXPECT_TRUE(QFileInfo(caches + QStringLiteral("/run-l1nk")).isSymLink());
+    EXPECT_TRUE(QFileInfo::exists(elsewhere + QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg")));
+}
+
 TEST(PKGInstaller, RefusesAPackageThatIsNotThePublishedOne)
 {
     PackageHarness harness;
@@ -177,6 +237,48 @@ TEST(PKGInstaller, ACancelDuringTheDownloadLeavesNothing)
     EXPECT_EQ(end, PKGInstaller::Event::of(Kind::canceled));
     EXPECT_FALSE(QFile::exists(harness.installedRecord()));
     EXPECT_TRUE(QDir(harness.dir.filePath(QStringLiteral("caches/Tarnwick"))).isEmpty());
+}
+
+TEST(PKGInstaller, ACancelStopsThePasswordDialogButLetsAnInstallThatBegunFinish)
+{
+    // Each case cancels once its file appears: the password dialog's prompt, or a mark the
+    // installer leaves before it takes its time. Root's installer is beyond a cancel's reach.
+    const struct {
+        const char *name;
+        bool dialogWaits;
+        Kind end;
+        bool installed;
+    } cases[] = {
+        {"password dialog up", true, Kind::canceled, false},
+        {"installer running", false, Kind::completed, true},
+    };
+    for (const auto &c : cases) {
+        PackageHarness harness;
+        const QString cue = harness.dir.filePath(QStringLiteral("cue"));
+        const QString slowInstaller = harness.dir.filePath(QStringLiteral("slow-installer"));
+        QFile script(slowInstaller);
+        ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+        script.write("#!/bin/sh\n: > '" + cue.toUtf8() + "'; sleep 1; exec '" STANDINS_DIR "/installer' \"$@\"\n");
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        harness.osascriptSees(c.dialogWaits ? Environment {{QStringLiteral("STANDIN_DIALOG_WAITS"), QStringLiteral("1")},
+                                                           {QStringLiteral("STANDIN_PROMPT_FILE"), cue}}
+                                            : Environment {{QStringLiteral("STANDIN_INSTALLER"), slowInstaller}});
+        std::future<void> canceller;
+        const PKGInstaller::Event end = harness.install({}, [&](const PKGInstaller::Event &event) {
+            if (event.kind == Kind::installing)
+                canceller = std::async(std::launch::async, [&] {
+                    for (int i = 0; i < 1000 && !QFileInfo::exists(cue); ++i)
+                        QThread::msleep(10);
+                    harness.cancellation.cancel();
+                });
+        });
+        canceller.wait();
+        EXPECT_EQ(end.kind, c.end) << c.name << ": " << end.message.toStdString();
+        EXPECT_EQ(harness.kinds().contains(Kind::finishing), c.installed) << c.name;
+        EXPECT_EQ(QFile::exists(harness.installedRecord()), c.installed) << c.name;
+        EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty()) << c.name; // the package is gone either way
+    }
 }
 
 TEST(PKGInstaller, ReadsWhatOsascriptSays)

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <unistd.h>
 
 namespace {
@@ -237,5 +238,31 @@ TEST(LiveFileSystem, ReadingAFolderOrAnUnreadableFileSaysWhy)
         fs.setPosixPermissions(locked, 0);
         EXPECT_EQ(failureOf([&] { (void)fs.readString(locked); }),
                   QStringLiteral("Couldn't read “%1”: Permission denied").arg(locked));
+    }
+}
+
+TEST(FileSystemError, APrivacyRefusalSaysWhereToAllowItAndOtherErrorsKeepThePlatformsWords)
+{
+    // EPERM from a read or write is macOS's privacy protection; the path it names is where the
+    // file really is, under the home folder as ~ (and only under it: /Users/ada2 is not ~2).
+    const QString home = QStringLiteral("/Users/ada");
+    const QString profile = QStringLiteral("/Users/ada/.zprofile");
+    const QString allow = QStringLiteral(" — allow it in System Settings › Privacy & Security");
+    const struct {
+        int errorCode;
+        QString blockedPath;
+        QString message;
+    } cases[] = {
+        {EPERM, QStringLiteral("/Users/ada/Documents/dotfiles/zprofile"), QStringLiteral("macOS blocked access to ~/Documents/dotfiles/zprofile") + allow},
+        {EPERM, profile, QStringLiteral("macOS blocked access to ~/.zprofile") + allow},
+        {EPERM, QStringLiteral("/Users/ada2/.zprofile"), QStringLiteral("macOS blocked access to /Users/ada2/.zprofile") + allow},
+        {EACCES, profile, QStringLiteral("Couldn't read “/Users/ada/.zprofile”: Permission denied")},
+        {ENOENT, profile, QStringLiteral("Couldn't read “/Users/ada/.zprofile”: No such file or directory")},
+    };
+    for (const auto &c : cases) {
+        const FileSystemError error = FileSystemError::accessFailure(QStringLiteral("read"), profile, c.errorCode, c.blockedPath, home);
+        EXPECT_EQ(error.message(), c.message) << c.errorCode;
+        EXPECT_TRUE(c.message.endsWith(error.reason())) << c.errorCode; // callers that name the file themselves
+        EXPECT_EQ(error.errorCode(), c.errorCode);
     }
 }

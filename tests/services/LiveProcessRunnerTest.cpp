@@ -40,17 +40,21 @@ Streamed streamSh(const QString &script, LiveProcessCancellation &cancellation,
     return result;
 }
 
+// The state letter of /proc/<pid>/stat: R, S, T (stopped), Z (exited, not yet reaped)…
+QByteArray processState(pid_t pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray fields = stat.readAll();
+    const qsizetype close = fields.lastIndexOf(')');
+    return close < 0 ? QByteArray() : fields.mid(close + 2, 1);
+}
+
 // A process that has exited but not yet been reaped by its new parent counts as gone.
 bool isAlive(pid_t pid)
 {
-    if (::kill(pid, 0) != 0)
-        return false;
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return true;
-    const QByteArray fields = stat.readAll();
-    const qsizetype close = fields.lastIndexOf(')');
-    return close < 0 || fields.mid(close + 2, 1) != "Z";
+    return ::kill(pid, 0) == 0 && processState(pid) != "Z";
 }
 
 bool goneWithin(pid_t pid, int milliseconds)
@@ -258,6 +262,52 @@ TEST(LiveProcessRunner, KillsWhatIgnoresTheTerminateSignal)
     EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(128 + SIGKILL));
     EXPECT_EQ(streamed.lines, QStringList {"ready"});
     EXPECT_LT(timer.elapsed(), 10000);
+}
+
+TEST(LiveProcessRunner, AStoppedChildIsNeitherFinishedNorBeyondACancel)
+{
+    // The shell stops its whole group (itself and a background sleep). Once it is stopped, and
+    // well past any interval at which the runner looks for an exit, the test either continues the
+    // group, after which the shell still has lines to write and its own exit code, or cancels.
+    const struct {
+        bool cancel;
+        QStringList lines;
+        ProcessStreamEvent end;
+    } cases[] = {
+        {false, {"before", "after"}, ProcessStreamEvent::exited(7)},
+        {true, {"before"}, ProcessStreamEvent::exited(128 + SIGTERM)},
+    };
+    for (const auto &c : cases) {
+        LiveProcessCancellation cancellation;
+        std::future<void> wakeOrCancel;
+        QElapsedTimer sinceCancel;
+        QList<pid_t> pids;
+        const Streamed streamed = streamSh(
+            QStringLiteral("sleep 300 & echo $$ $!; echo before; kill -STOP 0; echo after; kill $!; exit 7"), cancellation,
+            [&](const QString &line) {
+                if (!pids.isEmpty())
+                    return;
+                for (const QString &pid : line.split(QLatin1Char(' ')))
+                    pids.append(pid.toInt());
+                wakeOrCancel = std::async(std::launch::async, [&, shell = pids.value(0)] {
+                    for (int i = 0; i < 500 && processState(shell) != "T"; ++i)
+                        QThread::msleep(10);
+                    QThread::msleep(200);
+                    sinceCancel.start();
+                    if (c.cancel)
+                        cancellation.cancel();
+                    else
+                        ::kill(-shell, SIGCONT);
+                });
+            });
+        wakeOrCancel.wait();
+        EXPECT_EQ(streamed.lines.mid(1), c.lines) << "cancel " << c.cancel;
+        EXPECT_EQ(streamed.end, c.end) << "cancel " << c.cancel;
+        if (c.cancel)
+            EXPECT_LT(sinceCancel.elapsed(), 1500); // no waiting out the grace before SIGKILL
+        for (pid_t pid : pids)
+            EXPECT_TRUE(goneWithin(pid, 5000)) << "pid " << pid << " is still running";
+    }
 }
 
 TEST(LiveProcessRunner, CancelledBeforeTheStartEndsTheChildAtOnce)

@@ -151,6 +151,7 @@ Page {
             Button {
                 objectName: "remediation-cancel"
                 visible: sheet.model.canCancel
+                enabled: sheet.model.cancelEnabled
                 text: sheet.model.cancelText
                 Accessible.name: text
                 Accessible.onPressAction: clicked()

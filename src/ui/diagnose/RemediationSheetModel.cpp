@@ -46,6 +46,8 @@ QString RemediationSheetModel::statusText() const
 
 QString RemediationSheetModel::cancelText() const
 {
+    if (m_finishingInstall)
+        return QStringLiteral("Finishing install…");
     return m_cancelPressed ? QStringLiteral("Canceling…") : QStringLiteral("Cancel");
 }
 
@@ -115,6 +117,18 @@ void RemediationSheetModel::line(const QString &text)
     std::lock_guard lock(m_pendingMutex);
     m_pendingLines.append(text);
     m_lastIsProgress = false;
+}
+
+void RemediationSheetModel::installFinishing()
+{
+    // Comes from whichever thread cancelled, the UI thread included: change state on it, later.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_finishingInstall = true;
+            emit changed();
+        },
+        Qt::QueuedConnection);
 }
 
 void RemediationSheetModel::progress(const QString &text)

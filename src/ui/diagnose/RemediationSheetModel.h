@@ -27,6 +27,7 @@ class RemediationSheetModel : public QObject, private FixSequence::FrontEnd {
     Q_PROPERTY(QString statusText READ statusText NOTIFY changed FINAL)
     Q_PROPERTY(QString cancelText READ cancelText NOTIFY changed FINAL)
     Q_PROPERTY(bool canCancel READ canCancel NOTIFY changed FINAL)
+    Q_PROPERTY(bool cancelEnabled READ cancelEnabled NOTIFY changed FINAL)
     Q_PROPERTY(bool zshrcOfferPending READ zshrcOfferPending NOTIFY changed FINAL)
     Q_PROPERTY(QString zshrcOfferText READ zshrcOfferText NOTIFY changed FINAL)
     Q_PROPERTY(QString zshrcBackupLine READ zshrcBackupLine NOTIFY changed FINAL)
@@ -59,6 +60,8 @@ public:
     [[nodiscard]] QString statusText() const;
     [[nodiscard]] QString cancelText() const;
     [[nodiscard]] bool canCancel() const { return m_state == State::Running && !m_reply; }
+    /// False while an install that a cancel cannot stop safely is finishing.
+    [[nodiscard]] bool cancelEnabled() const { return !m_finishingInstall; }
     [[nodiscard]] bool zshrcOfferPending() const { return m_reply.has_value(); }
     [[nodiscard]] QString zshrcOfferText() const;
     [[nodiscard]] QString zshrcBackupLine() const;
@@ -91,6 +94,7 @@ signals:
 private:
     // FixSequence::FrontEnd, called from the worker (or the package installer's watchdog).
     void line(const QString &text) override;
+    void installFinishing() override;
     void progress(const QString &text) override;
     bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override;
     bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override;
@@ -119,6 +123,7 @@ private:
 
     State m_state = State::Running;
     bool m_cancelPressed = false;
+    bool m_finishingInstall = false;
     bool m_finished = false;
     std::optional<FixSequence::Outcome> m_outcome;
     std::optional<PendingAnswer> m_reply;
