@@ -303,8 +303,9 @@ TEST(LiveProcessRunner, AStoppedChildIsNeitherFinishedNorBeyondACancel)
         wakeOrCancel.wait();
         EXPECT_EQ(streamed.lines.mid(1), c.lines) << "cancel " << c.cancel;
         EXPECT_EQ(streamed.end, c.end) << "cancel " << c.cancel;
-        if (c.cancel)
+        if (c.cancel) {
             EXPECT_LT(sinceCancel.elapsed(), 1500); // no waiting out the grace before SIGKILL
+        }
         for (pid_t pid : pids)
             EXPECT_TRUE(goneWithin(pid, 5000)) << "pid " << pid << " is still running";
     }
