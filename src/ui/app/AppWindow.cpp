@@ -18,9 +18,10 @@ bool loadAppWindow(QQmlApplicationEngine &engine, TarnwickAppModel &app)
     engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return false;
-    // The start-up work (the Mac's profile: a dozen programs, several login shells) waits for
-    // the first frame: started as the window loads, it took the CPU the load needed and put the
-    // first frame back by a sixth. frameSwapped may come from the render thread, hence queued.
+    // The start-up work (the Mac's profile, its probes side by side) waits for the first frame:
+    // started as the window loaded, it took CPU the load needed (the first frame came 3 ms later
+    // on an idle two-core machine, 15 ms on a busy one). frameSwapped may come from the render
+    // thread, hence queued.
     auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
     if (!window)
         return false;
