@@ -1,3 +1,4 @@
+#include "StartupReport.h"
 #include "WindowCapture.h"
 
 #include "BuildConfig.h"
@@ -13,6 +14,7 @@
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
+#include <QQuickWindow>
 
 int main(int argc, char *argv[])
 {
@@ -51,8 +53,14 @@ int main(int argc, char *argv[])
                                         .site = MakerSite::fromEnvironment()},
                           selection.notice);
     QQmlApplicationEngine engine;
+    if (StartupReport::isRequested()) {
+        QObject::connect(&root, &TarnwickAppModel::profileChanged, &root, [] { StartupReport::print("profile"); },
+                         Qt::SingleShotConnection);
+    }
     if (!loadAppWindow(engine, root))
         return 1;
+    if (StartupReport::isRequested())
+        StartupReport::reportFirstFrame(qobject_cast<QQuickWindow *>(engine.rootObjects().first()));
     if (options.isSet(screenshot) && !WindowCapture::captureAndQuit(engine, options.value(screenshot)))
         return 1;
     return app.exec();

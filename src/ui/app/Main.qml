@@ -52,6 +52,4 @@ ApplicationWindow {
             show()
         }
     }
-
-    Component.onCompleted: window.app.start()
 }
