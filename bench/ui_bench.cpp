@@ -104,7 +104,7 @@ public:
         return m_inner->run(executable, arguments, environment, cancellation);
     }
     ProcessStreamEvent stream(const QString &executable, const QStringList &arguments, const std::optional<Environment> &environment,
-                              LiveProcessCancellation &cancellation, const LineHandler &onLine) const override
+                              ProcessCancellation &cancellation, const LineHandler &onLine) const override
     {
         if (m_used.exchange(true))
             return m_inner->stream(executable, arguments, environment, cancellation, onLine);

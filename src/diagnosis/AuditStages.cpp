@@ -32,13 +32,13 @@ bool Stage1Foundations::macOSIsBehind(const SystemProfile &profile)
 
 bool Stage1Foundations::isAlreadyOk(const SystemProfile &profile)
 {
-    return profile.homebrewPrefix && profile.xcodeCommandLineToolsPath && !macOSIsBehind(profile);
+    return profile.brewExecutable && profile.xcodeCommandLineToolsPath && !macOSIsBehind(profile);
 }
 
 QList<AuditRow> Stage1Foundations::findings(const SystemProfile &profile)
 {
     QList<AuditRow> rows;
-    if (!profile.homebrewPrefix) {
+    if (!profile.brewExecutable) {
         rows.append({AuditRow::Mark::missing, QStringLiteral("Homebrew missing.")});
         if (profile.intelHomebrewOnAppleSilicon)
             rows.append({AuditRow::Mark::suggestion, intelHomebrewText(*profile.intelHomebrewOnAppleSilicon)});
@@ -65,7 +65,7 @@ QList<AuditRow> finalReportRows(const SystemProfile &profile)
     };
     return {
         installed(profile.xcodeCommandLineToolsPath.has_value(), QStringLiteral("Xcode Command Line Tools")),
-        installed(profile.homebrewPrefix.has_value(), QStringLiteral("Homebrew")),
+        installed(profile.brewExecutable.has_value(), QStringLiteral("Homebrew")),
         profile.terminals.warp ? AuditRow {AuditRow::Mark::good, QStringLiteral("Warp installed")}
                                : AuditRow {AuditRow::Mark::suggestion, QStringLiteral("Try Warp — we recommend it")},
     };

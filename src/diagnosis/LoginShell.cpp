@@ -95,10 +95,10 @@ LoginShell::MarkedValue LoginShell::markedValue(const QString &commandLine, cons
             runStoppable(ShellRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, &timedOut);
         if (!login)
             return {std::nullopt, timedOut};
-        if (auto value = markerValue(login->stdout, marker))
+        if (auto value = markerValue(login->standardOutput, marker))
             return {value, false};
         const std::optional<ProcessResult> interactive = runInteractive(commandLine, cancellation);
-        return {interactive ? markerValue(interactive->stdout, marker) : std::nullopt, false};
+        return {interactive ? markerValue(interactive->standardOutput, marker) : std::nullopt, false};
     } catch (const ProcessLaunchError &) {
         return {};
     }

@@ -9,7 +9,7 @@ std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &ex
         return std::nullopt;
     try {
         const ProcessResult result = shell.run(executable, arguments, std::nullopt, cancellation);
-        const QString answer = result.stdout.trimmed();
+        const QString answer = result.standardOutput.trimmed();
         if (result.exitCode != 0 || answer.isEmpty() || (cancellation && cancellation->isCanceled()))
             return std::nullopt;
         return answer;
@@ -55,7 +55,7 @@ QList<JDKInfo> Probes::installedJDKs(ProcessCancellation *cancellation) const
         const ProcessResult result = m_shell.run(QStringLiteral("/usr/libexec/java_home"), {QStringLiteral("-V")}, std::nullopt, cancellation);
         if (cancellation && cancellation->isCanceled())
             return {};
-        return parseJavaHomeListing(result.stdout + QLatin1Char('\n') + result.stderr);
+        return parseJavaHomeListing(result.standardOutput + QLatin1Char('\n') + result.standardError);
     } catch (const ProcessLaunchError &) {
         return {};
     }

@@ -22,7 +22,7 @@ int majorOf(const QString &version)
 Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &profile)
 {
     const QString major = QString::number(temurinMajor);
-    if (profile.homebrewPrefix)
+    if (profile.brewExecutable)
         return Remediation::installTemurinViaBrew(QStringLiteral("temurin@") + major);
     if (profile.sdkmanRoot)
         return Remediation::installViaSDKMAN(major + QStringLiteral("-tem"));

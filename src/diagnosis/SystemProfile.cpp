@@ -14,7 +14,7 @@ bool Terminals::any() const
 bool SystemProfile::likelyDeveloper() const
 {
     // asdf deliberately does not count.
-    return homebrewPrefix || sdkmanRoot || miseExecutable || jenvRoot || aiTooling.any() || terminals.any()
+    return brewExecutable || sdkmanRoot || miseExecutable || jenvRoot || aiTooling.any() || terminals.any()
         || xcodeCommandLineToolsPath;
 }
 

@@ -72,10 +72,10 @@ struct SystemProfile {
     Architecture architecture = Architecture::unknown;
     MacOSVersion macosVersion;
     Shell shell = Shell::other(QStringLiteral("unknown"));
-    /// The `brew` program itself (the name is historical), not its prefix folder.
-    std::optional<QString> homebrewPrefix;
+    /// The `brew` the fixes use (the program, not its prefix folder).
+    std::optional<QString> brewExecutable;
     /// An Intel Homebrew's `brew` in /usr/local on Apple silicon, where it refuses to install
-    /// when run natively: reported, but never used (homebrewPrefix is then absent).
+    /// when run natively: reported, but never used (brewExecutable is then absent).
     std::optional<QString> intelHomebrewOnAppleSilicon;
     std::optional<QString> sdkmanRoot;
     std::optional<QString> miseExecutable;

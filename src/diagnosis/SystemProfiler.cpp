@@ -98,11 +98,11 @@ SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
     ai.codexCLI = firstExecutable(toolLocations(home, QStringLiteral("codex"))) || codex.get();
     ai.aider = firstExecutable(toolLocations(home, QStringLiteral("aider"))) || aider.get();
     profile.architecture = machine.get();
-    profile.homebrewPrefix = findBrew(*m_fs);
+    profile.brewExecutable = findBrew(*m_fs);
     // Run natively on Apple silicon, an Intel Homebrew (brought over from an older Mac) refuses
     // to install anything: it is no Homebrew to install with.
-    if (profile.architecture == Architecture::appleSilicon && profile.homebrewPrefix == QLatin1String(kIntelBrew))
-        profile.intelHomebrewOnAppleSilicon = std::exchange(profile.homebrewPrefix, std::nullopt);
+    if (profile.architecture == Architecture::appleSilicon && profile.brewExecutable == QLatin1String(kIntelBrew))
+        profile.intelHomebrewOnAppleSilicon = std::exchange(profile.brewExecutable, std::nullopt);
     profile.xcodeCommandLineToolsPath = commandLineTools.get();
     profile.javaState = java.get();
     return profile;

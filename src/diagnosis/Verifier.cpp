@@ -31,13 +31,13 @@ Verifier::JavaVersionOutput Verifier::javaVersion(ProcessCancellation *cancellat
         const std::optional<ProcessResult> first = m_loginShell.run(kJavaVersionCommand, cancellation);
         if (!first) // stopped: there is no output worth showing
             return {QString(), -1, !cancellation || !cancellation->isCanceled()};
-        if (looksLikeAJava(first->exitCode, first->stdout))
-            return {first->stdout, first->exitCode};
+        if (looksLikeAJava(first->exitCode, first->standardOutput))
+            return {first->standardOutput, first->exitCode};
         // `java` may only be on the path that ~/.zshrc sets up (SDKMAN, Mise, jEnv).
         const std::optional<ProcessResult> interactive = m_loginShell.runInteractive(kJavaVersionCommand, cancellation);
-        if (interactive && looksLikeAJava(interactive->exitCode, interactive->stdout))
-            return {interactive->stdout, interactive->exitCode};
-        return {first->stdout, first->exitCode};
+        if (interactive && looksLikeAJava(interactive->exitCode, interactive->standardOutput))
+            return {interactive->standardOutput, interactive->exitCode};
+        return {first->standardOutput, first->exitCode};
     } catch (const ProcessLaunchError &error) {
         return {QStringLiteral("Failed to start %1: %2").arg(error.executable(), error.message()), -1};
     }

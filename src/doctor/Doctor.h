@@ -53,6 +53,6 @@ private:
     Terminal m_terminal;
     /// The whole run's switch: profiling, the Adoptium look-up, the fix, the check and every
     /// question stop when it is flipped.
-    CancellableProcess m_cancellation;
+    ProcessCancellation m_cancellation;
     bool m_installOutlivedCancel = false; // a cancel came during a privileged install, which was let finish
 };

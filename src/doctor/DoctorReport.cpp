@@ -105,7 +105,7 @@ QStringList toolsFound(const SystemProfile &profile)
         if (where)
             tools.append(QStringLiteral("%1 (%2)").arg(QLatin1String(name), *where));
     };
-    add(profile.homebrewPrefix, "Homebrew");
+    add(profile.brewExecutable, "Homebrew");
     add(profile.intelHomebrewOnAppleSilicon, "Intel Homebrew, not used");
     add(profile.sdkmanRoot, "SDKMAN");
     add(profile.miseExecutable, "Mise");
@@ -153,7 +153,7 @@ QJsonObject profileJson(const SystemProfile &profile)
                                                       {QStringLiteral("patch"), profile.macosVersion.patch}}},
         {QStringLiteral("shell"), shellKind(profile.shell)},
         {QStringLiteral("shellName"), shellName(profile.shell)},
-        {QStringLiteral("homebrewPrefix"), optionalString(profile.homebrewPrefix)},
+        {QStringLiteral("homebrewPrefix"), optionalString(profile.brewExecutable)},
         {QStringLiteral("intelHomebrewOnAppleSilicon"), optionalString(profile.intelHomebrewOnAppleSilicon)},
         {QStringLiteral("sdkmanRoot"), optionalString(profile.sdkmanRoot)},
         {QStringLiteral("miseExecutable"), optionalString(profile.miseExecutable)},

@@ -37,8 +37,9 @@ void printFindings(QTextStream &out, const DoctorFindings &findings, bool colour
 void printVerdict(QTextStream &out, const Verifier::Result &result, const VerifyVerdict &verdict, bool colour);
 [[nodiscard]] QJsonObject toJson(const DoctorFindings &findings);
 /// The profile's fields by name (optional paths are null when absent), and likelyDeveloper.
-/// `homebrewPrefix` is the `brew` the fixes use; `intelHomebrewOnAppleSilicon` is an Intel
-/// Homebrew's `brew` found in /usr/local on Apple silicon, reported but never used.
+/// The key `homebrewPrefix` holds `brewExecutable`, the `brew` the fixes use (the key is older
+/// than the field's name); `intelHomebrewOnAppleSilicon` is an Intel Homebrew's `brew` found in
+/// /usr/local on Apple silicon, reported but never used.
 [[nodiscard]] QJsonObject profileJson(const SystemProfile &profile);
 /// What the reader should know beyond the diagnosis: a login shell that never answered, say.
 [[nodiscard]] QStringList notes(const SystemProfile &profile);

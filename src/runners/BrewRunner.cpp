@@ -35,7 +35,7 @@ QString BrewRunner::caskMajor(const QString &cask)
     return at < 0 ? QString() : cask.mid(at + 1);
 }
 
-BrewRunner::Event BrewRunner::run(const QString &cask, const QString &prompt, CancellableProcess &cancellation,
+BrewRunner::Event BrewRunner::run(const QString &cask, const QString &prompt, ProcessCancellation &cancellation,
                                   const EventHandler &onProgress) const
 {
     PrivilegedExecutor::Prepared executor;
@@ -66,7 +66,7 @@ BrewRunner::Event BrewRunner::run(const QString &cask, const QString &prompt, Ca
 }
 
 BrewRunner::BrewResult BrewRunner::runBrew(const QString &verb, const QString &cask, const Environment &environment,
-                                           CancellableProcess &cancellation, const EventHandler &onProgress) const
+                                           ProcessCancellation &cancellation, const EventHandler &onProgress) const
 {
     BrewResult result;
     const ProcessStreamEvent end = m_process->stream(m_brewPath, {verb, QStringLiteral("--cask"), cask}, environment, cancellation,
@@ -84,7 +84,7 @@ BrewRunner::BrewResult BrewRunner::runBrew(const QString &verb, const QString &c
 }
 
 BrewRunner::Event BrewRunner::conclude(const QString &cask, const BrewResult &result, const QString &prompt,
-                                       CancellableProcess &cancellation, const EventHandler &onProgress) const
+                                       ProcessCancellation &cancellation, const EventHandler &onProgress) const
 {
     if (cancellation.isCanceled())
         return Event::canceled();
@@ -122,7 +122,7 @@ bool BrewRunner::temurinJDKPresent(const QString &cask) const
     return false;
 }
 
-BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &prompt, CancellableProcess &cancellation,
+BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &prompt, ProcessCancellation &cancellation,
                                        const EventHandler &onProgress) const
 {
     const QString architecture = adoptiumArchitecture(m_architecture);

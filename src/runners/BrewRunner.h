@@ -34,7 +34,7 @@ public:
 
     /// `brew install --cask <cask>`; returns `completed` or `canceled`, after progress through
     /// `onProgress`.
-    Event run(const QString &cask, const QString &prompt, CancellableProcess &cancellation, const EventHandler &onProgress) const;
+    Event run(const QString &cask, const QString &prompt, ProcessCancellation &cancellation, const EventHandler &onProgress) const;
 
     /// The version after "@" in a cask name ("temurin@21" gives "21"); empty when there is none.
     [[nodiscard]] static QString caskMajor(const QString &cask);
@@ -45,11 +45,11 @@ private:
         OutputPhrases said;
     };
     BrewResult runBrew(const QString &verb, const QString &cask, const Environment &environment,
-                       CancellableProcess &cancellation, const EventHandler &onProgress) const;
-    Event conclude(const QString &cask, const BrewResult &result, const QString &prompt, CancellableProcess &cancellation,
+                       ProcessCancellation &cancellation, const EventHandler &onProgress) const;
+    Event conclude(const QString &cask, const BrewResult &result, const QString &prompt, ProcessCancellation &cancellation,
                    const EventHandler &onProgress) const;
     [[nodiscard]] bool temurinJDKPresent(const QString &cask) const;
-    Event fallBack(const QString &majorText, const QString &prompt, CancellableProcess &cancellation,
+    Event fallBack(const QString &majorText, const QString &prompt, ProcessCancellation &cancellation,
                    const EventHandler &onProgress) const;
 
     QString m_brewPath;

@@ -28,7 +28,7 @@ FixSequence::FixSequence(AppServices services, Configuration configuration, Tele
 // The state of one run: the exit code so far, and whether the user cancelled.
 struct FixSequence::Run {
     const FixSequence &sequence;
-    CancellableProcess &cancellation;
+    ProcessCancellation &cancellation;
     FrontEnd &frontEnd;
     std::optional<std::int32_t> exitCode;
     bool canceledByUser = false;
@@ -262,7 +262,7 @@ struct FixSequence::Run {
     QString miseExecutable() const { return SystemProfiler::findMise(shell(), *services().fs).value_or(QString()); }
 };
 
-FixSequence::Outcome FixSequence::run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const
+FixSequence::Outcome FixSequence::run(const Remediation &remediation, ProcessCancellation &cancellation, FrontEnd &frontEnd) const
 {
     Run run {*this, cancellation, frontEnd, std::nullopt, false};
     Outcome outcome;

@@ -63,7 +63,7 @@ public:
     /// `telemetry` may be null (the doctor sends nothing).
     FixSequence(AppServices services, Configuration configuration, TelemetrySink *telemetry);
 
-    Outcome run(const Remediation &remediation, CancellableProcess &cancellation, FrontEnd &frontEnd) const;
+    Outcome run(const Remediation &remediation, ProcessCancellation &cancellation, FrontEnd &frontEnd) const;
 
     static constexpr const char *kFinishingInstallLine = "Finishing the install that has started; it can't be stopped safely.";
     static constexpr const char *kPasswordPrompt = "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/";

@@ -32,7 +32,7 @@ std::optional<QString> HomebrewInstaller::commandLine(const QUrl &scriptURL)
     return QStringLiteral("/bin/bash -c \"$(curl -fsSL ") + url + QStringLiteral(")\"");
 }
 
-StreamEvent HomebrewInstaller::install(CancellableProcess &cancellation, const OutputHandler &onOutput) const
+StreamEvent HomebrewInstaller::install(ProcessCancellation &cancellation, const OutputHandler &onOutput) const
 {
     const auto output = [&onOutput](const QString &line) { onOutput(StreamEvent::output(line)); };
     const std::optional<QString> command = commandLine(m_scriptURL);

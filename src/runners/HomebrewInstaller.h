@@ -24,7 +24,7 @@ public:
                       QUrl scriptURL = defaultScriptURL(), ShellenvConsent shellenvConsent = {});
 
     /// Output lines go to `onOutput`; returns `completed` or `canceled`.
-    StreamEvent install(CancellableProcess &cancellation, const OutputHandler &onOutput) const;
+    StreamEvent install(ProcessCancellation &cancellation, const OutputHandler &onOutput) const;
 
     /// `/bin/bash -c "$(curl -fsSL <url>)"`; nothing when the address is not one we can put in a
     /// command line safely.

@@ -20,7 +20,7 @@ QStringList JEnvRunner::missingHookLines() const
     return ZshrcHooks::missingLines(*m_fs, hookLines());
 }
 
-StreamEvent JEnvRunner::registerAndSelect(const QString &jdkPath, int majorVersion, CancellableProcess &cancellation,
+StreamEvent JEnvRunner::registerAndSelect(const QString &jdkPath, int majorVersion, ProcessCancellation &cancellation,
                                           const ShellRunner::OutputHandler &onOutput) const
 {
     // jenv lives in ~/.jenv/bin, which only the ~/.zshrc hooks put on PATH.

@@ -12,7 +12,7 @@ public:
     }
 
     /// Enables the export plug-in, adds the JDK, rehashes and selects `majorVersion` globally.
-    StreamEvent registerAndSelect(const QString &jdkPath, int majorVersion, CancellableProcess &cancellation,
+    StreamEvent registerAndSelect(const QString &jdkPath, int majorVersion, ProcessCancellation &cancellation,
                                   const ShellRunner::OutputHandler &onOutput) const;
 
     /// The five-line script; tolerates a plug-in already enabled and a JDK already added, and

@@ -12,9 +12,9 @@ public:
     }
 
     /// `mise install java@"<version>" && mise use -g java@"<version>"`.
-    StreamEvent install(const QString &version, CancellableProcess &cancellation, const ShellRunner::OutputHandler &onOutput) const;
+    StreamEvent install(const QString &version, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const;
     /// `mise use -g java@"<version>"`.
-    StreamEvent select(const QString &version, CancellableProcess &cancellation, const ShellRunner::OutputHandler &onOutput) const;
+    StreamEvent select(const QString &version, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const;
 
     [[nodiscard]] static QString installCommand(const QString &version);
     [[nodiscard]] static QString selectCommand(const QString &version);

@@ -14,7 +14,7 @@ PKGInstaller::PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::s
 {
 }
 
-PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, CancellableProcess &cancellation,
+PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, ProcessCancellation &cancellation,
                                           const EventHandler &onProgress) const
 {
     // The watchdogs report from their own threads; one event at a time, in order.

@@ -47,7 +47,7 @@ public:
     /// Installs Temurin `version` (a major version). Progress goes to `onProgress` (possibly from
     /// a timer thread, never two at once); returns the one terminal event. The downloaded package
     /// is gone afterwards, whatever the outcome.
-    Event install(int version, const QString &prompt, CancellableProcess &cancellation, const EventHandler &onProgress) const;
+    Event install(int version, const QString &prompt, ProcessCancellation &cancellation, const EventHandler &onProgress) const;
 
 private:
     AdoptiumAPI m_adoptium;

@@ -5,7 +5,7 @@
 #include <QRegularExpression>
 
 StreamEvent streamInLoginShell(const ShellRunner &shell, const QString &commandLine, const QString &pathPrefix,
-                               CancellableProcess &cancellation, const ShellRunner::OutputHandler &onOutput)
+                               ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput)
 {
     std::optional<Environment> environment;
     if (!pathPrefix.isEmpty()) {
@@ -30,14 +30,14 @@ QString SDKMANRunner::command(const QString &subcommand) const
         + QStringLiteral(" && sdk ") + subcommand;
 }
 
-StreamEvent SDKMANRunner::install(const QString &candidate, CancellableProcess &cancellation,
+StreamEvent SDKMANRunner::install(const QString &candidate, ProcessCancellation &cancellation,
                                   const ShellRunner::OutputHandler &onOutput) const
 {
     return streamInLoginShell(m_shell, command(QStringLiteral("install java ") + candidateArgument(candidate)), QString(),
                               cancellation, onOutput);
 }
 
-StreamEvent SDKMANRunner::makeDefault(const QString &candidate, CancellableProcess &cancellation,
+StreamEvent SDKMANRunner::makeDefault(const QString &candidate, ProcessCancellation &cancellation,
                                       const ShellRunner::OutputHandler &onOutput) const
 {
     return streamInLoginShell(m_shell, command(QStringLiteral("default java ") + candidateArgument(candidate)), QString(),

@@ -8,9 +8,9 @@ public:
     SDKMANRunner(QString sdkmanRoot, ShellRunner shell) : m_sdkmanRoot(std::move(sdkmanRoot)), m_shell(std::move(shell)) {}
 
     /// `sdk install java <candidate>`, e.g. candidate "21-tem".
-    StreamEvent install(const QString &candidate, CancellableProcess &cancellation, const ShellRunner::OutputHandler &onOutput) const;
+    StreamEvent install(const QString &candidate, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const;
     /// `sdk default java <candidate>`.
-    StreamEvent makeDefault(const QString &candidate, CancellableProcess &cancellation,
+    StreamEvent makeDefault(const QString &candidate, ProcessCancellation &cancellation,
                             const ShellRunner::OutputHandler &onOutput) const;
 
     /// `source "<root>/bin/sdkman-init.sh" && sdk <subcommand>`.
@@ -25,4 +25,4 @@ private:
 
 /// Runs `commandLine` in a fresh login zsh with `pathPrefix` (if any) put first on PATH.
 StreamEvent streamInLoginShell(const ShellRunner &shell, const QString &commandLine, const QString &pathPrefix,
-                               CancellableProcess &cancellation, const ShellRunner::OutputHandler &onOutput);
+                               ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput);

@@ -206,7 +206,7 @@ QString TemurinPackage::installerCommand(const QString &path, const QString &exp
 }
 
 TemurinPackage::InstallerOutcome TemurinPackage::runInstaller(const QString &path, const QString &expectedChecksum,
-                                                              const QString &prompt, LiveProcessCancellation &cancellation,
+                                                              const QString &prompt, ProcessCancellation &cancellation,
                                                               const std::function<void()> &onFinishing) const
 {
     using Kind = InstallerOutcome::Kind;

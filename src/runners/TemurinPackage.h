@@ -58,7 +58,7 @@ public:
     /// a cancel does not stop it (it cannot be stopped safely): `onFinishing` is called, from the
     /// cancelling thread, and the install's own outcome is returned, marked `outlivedCancel`.
     [[nodiscard]] InstallerOutcome runInstaller(const QString &path, const QString &expectedChecksum, const QString &prompt,
-                                                LiveProcessCancellation &cancellation,
+                                                ProcessCancellation &cancellation,
                                                 const std::function<void()> &onFinishing = {}) const;
     /// Removes the package and the private folder `preparePath` made for it, ignoring errors.
     void remove(const QString &path) const;

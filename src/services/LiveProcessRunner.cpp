@@ -34,7 +34,7 @@ ProcessResult LiveProcessRunner::run(const QString &executable, const QStringLis
 
 ProcessStreamEvent LiveProcessRunner::stream(const QString &executable, const QStringList &arguments,
                                              const std::optional<Environment> &environment,
-                                             LiveProcessCancellation &cancellation,
+                                             ProcessCancellation &cancellation,
                                              const LineHandler &onLine) const
 {
     assertMayBlock("LiveProcessRunner::stream");

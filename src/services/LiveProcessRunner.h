@@ -15,6 +15,6 @@ public:
                                     ProcessCancellation *cancellation) const override;
     [[nodiscard]] ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
                                             const std::optional<Environment> &environment,
-                                            LiveProcessCancellation &cancellation,
+                                            ProcessCancellation &cancellation,
                                             const LineHandler &onLine) const override;
 };

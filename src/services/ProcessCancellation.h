@@ -34,11 +34,6 @@ private:
     bool m_canceled = false;
 };
 
-/// The handle a streamed child process is registered with.
-using LiveProcessCancellation = ProcessCancellation;
-/// The handle a multi-step runner shares with its Cancel button; each step arms it in turn.
-using CancellableProcess = ProcessCancellation;
-
 /// Switches that follow another: cancelling `parent` cancels every branch, while a branch can be
 /// cancelled on its own (a time limit on one step) without ending the rest of the run. A switch
 /// holds one stop action at a time, so steps that run side by side under one run need a branch

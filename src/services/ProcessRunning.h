@@ -22,8 +22,9 @@ using Environment = QMap<QString, QString>;
 /// signal number, as a shell's `$?` does (SIGTERM gives 143).
 struct ProcessResult {
     std::int32_t exitCode = 0;
-    QString stdout; // both decoded as UTF-8; output that is not valid UTF-8 decodes to ""
-    QString stderr;
+    // Not `stdout`/`stderr`: macOS's <stdio.h> defines those names as macros.
+    QString standardOutput; // both decoded as UTF-8; output that is not valid UTF-8 decodes to ""
+    QString standardError;
 
     friend bool operator==(const ProcessResult &, const ProcessResult &) = default;
 };
@@ -91,6 +92,6 @@ public:
     [[nodiscard]] virtual ProcessStreamEvent stream(const QString &executable,
                                                     const QStringList &arguments,
                                                     const std::optional<Environment> &environment,
-                                                    LiveProcessCancellation &cancellation,
+                                                    ProcessCancellation &cancellation,
                                                     const LineHandler &onLine) const = 0;
 };

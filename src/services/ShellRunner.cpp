@@ -9,7 +9,7 @@ ProcessResult ShellRunner::run(const QString &executable, const QStringList &arg
 
 StreamEvent ShellRunner::stream(const QString &executable, const QStringList &arguments,
                                 const std::optional<Environment> &environment,
-                                LiveProcessCancellation &cancellation,
+                                ProcessCancellation &cancellation,
                                 const OutputHandler &onOutput) const
 {
     if (cancellation.isCanceled())

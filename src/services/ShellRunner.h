@@ -26,7 +26,7 @@ public:
     /// `completed(-1)`. An already cancelled handle starts nothing.
     [[nodiscard]] StreamEvent stream(const QString &executable, const QStringList &arguments,
                                      const std::optional<Environment> &environment,
-                                     LiveProcessCancellation &cancellation,
+                                     ProcessCancellation &cancellation,
                                      const OutputHandler &onOutput) const;
 
     /// "/bin/zsh": a login zsh reads the user's ~/.zprofile, as a new Terminal window does.

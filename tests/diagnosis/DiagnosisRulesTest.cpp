@@ -14,7 +14,7 @@ SystemProfile profileWith(const QStringList &tools)
     SystemProfile profile;
     const auto has = [&tools](const char *tool) { return tools.contains(QLatin1String(tool)); };
     if (has("brew"))
-        profile.homebrewPrefix = QStringLiteral("/opt/homebrew/bin/brew");
+        profile.brewExecutable = QStringLiteral("/opt/homebrew/bin/brew");
     if (has("sdkman"))
         profile.sdkmanRoot = QStringLiteral("/Users/ada/.sdkman");
     if (has("mise"))

@@ -66,7 +66,7 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
     EXPECT_EQ(profile.architecture, Architecture::appleSilicon);
     EXPECT_EQ(profile.macosVersion, (MacOSVersion {15, 2, 1}));
     EXPECT_EQ(profile.shell, Shell::fish());
-    EXPECT_EQ(profile.homebrewPrefix, QStringLiteral("/opt/homebrew/bin/brew"));
+    EXPECT_EQ(profile.brewExecutable, QStringLiteral("/opt/homebrew/bin/brew"));
     EXPECT_EQ(profile.sdkmanRoot, kHome + QStringLiteral("/.sdkman"));
     EXPECT_EQ(profile.miseExecutable, QStringLiteral("/opt/homebrew/bin/mise"));
     EXPECT_EQ(profile.jenvRoot, kHome + QStringLiteral("/.jenv"));
@@ -95,7 +95,7 @@ TEST_F(SystemProfilerTest, ReadsAnIntelMacWithHomebrewUnderUsrLocal)
 
     const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile();
     EXPECT_EQ(profile.architecture, Architecture::intel);
-    EXPECT_EQ(profile.homebrewPrefix, QStringLiteral("/usr/local/bin/brew"));
+    EXPECT_EQ(profile.brewExecutable, QStringLiteral("/usr/local/bin/brew"));
     EXPECT_EQ(profile.miseExecutable, kHome + QStringLiteral("/bin/mise"));
     EXPECT_EQ(profile.sdkmanRoot, std::nullopt);
 }
@@ -150,7 +150,7 @@ TEST_F(SystemProfilerTest, ChipHomebrewAndMacOSReleaseAsARealMacReportsThem)
         EXPECT_EQ(profile.intelHomebrewOnAppleSilicon, c.intelBrewUnused ? std::optional(intelBrew) : std::nullopt);
         const QList<AuditRow> rows = Stage1Foundations::findings(profile);
         EXPECT_EQ(rows.contains(AuditRow {AuditRow::Mark::suggestion, Stage1Foundations::intelHomebrewText(intelBrew)}), c.intelBrewUnused);
-        EXPECT_EQ(rows.contains(AuditRow {AuditRow::Mark::missing, QStringLiteral("Homebrew missing.")}), !profile.homebrewPrefix);
+        EXPECT_EQ(rows.contains(AuditRow {AuditRow::Mark::missing, QStringLiteral("Homebrew missing.")}), !profile.brewExecutable);
     }
 }
 

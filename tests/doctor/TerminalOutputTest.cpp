@@ -51,7 +51,7 @@ TEST(TerminalOutput, ControlCharactersAreShownNotObeyed)
     DoctorFindings findings;
     findings.profile.javaState.installedJDKs = {jdk};
     findings.profile.javaState.javaHomeInActiveShell = kHostile;
-    findings.profile.homebrewPrefix = kHostile;
+    findings.profile.brewExecutable = kHostile;
     findings.diagnosis = Diagnosis::D2_HomeUnset(jdk);
     findings.remediation = remediationForUnsetHome(jdk, findings.profile);
     DoctorReport::printFindings(out, findings, false);

@@ -84,7 +84,7 @@ public:
     std::shared_ptr<InMemoryFileSystem> memory = std::make_shared<InMemoryFileSystem>();
     std::shared_ptr<FileSystemOperating> fs;
     std::shared_ptr<FixtureHTTPFetcher> http = std::make_shared<FixtureHTTPFetcher>(fs);
-    CancellableProcess cancellation;
+    ProcessCancellation cancellation;
     Architecture architecture = Architecture::appleSilicon;
     QStringList lines;
     QList<BrewRunner::Event> progress;

@@ -111,7 +111,7 @@ TEST(DiagnoseFlow, JavaHomeFollowUpPointsAtTheFirstJDKListedAfterTheInstall)
         ASSERT_TRUE(mac);
         const DiagnoseFlow flow = flowOn(*mac);
         if (c.install) {
-            CancellableProcess cancellation;
+            ProcessCancellation cancellation;
             AcceptingFrontEnd frontEnd;
             const FixSequence sequence(mac->services(), {kAdoptium, QUrl(QStringLiteral("https://brew.test/install.sh")), QUrl()}, nullptr);
             ASSERT_EQ(sequence.run(*c.install, cancellation, frontEnd).kind, FixSequence::Outcome::Kind::success);

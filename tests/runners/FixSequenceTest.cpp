@@ -45,7 +45,7 @@ struct Harness {
     FixtureServices fixture;
     RecordingFrontEnd frontEnd;
     RecordingSink sink;
-    CancellableProcess cancellation;
+    ProcessCancellation cancellation;
 
     FixSequence::Outcome run(const Remediation &remediation)
     {
@@ -280,7 +280,7 @@ TEST(AuditStages, ReadyTestsAndRows)
         profile.architecture = architecture;
         profile.macosVersion = {macOS, 0, 0};
         if (brew)
-            profile.homebrewPrefix = QStringLiteral("/opt/homebrew/bin/brew");
+            profile.brewExecutable = QStringLiteral("/opt/homebrew/bin/brew");
         if (tools)
             profile.xcodeCommandLineToolsPath = QStringLiteral("/Library/Developer/CommandLineTools");
         profile.terminals.warp = warp;

@@ -27,7 +27,7 @@ Installed install(const LocalHTTPServer &server, const std::shared_ptr<InMemoryF
 {
     const HomebrewInstaller installer(std::make_shared<LiveProcessRunner>(), fs,
                                       url.isEmpty() ? server.url(QStringLiteral("/install.sh")) : url);
-    CancellableProcess cancellation;
+    ProcessCancellation cancellation;
     Installed result;
     result.end = installer.install(cancellation, [&](const StreamEvent &event) { result.lines.append(event.text); });
     return result;

@@ -99,7 +99,7 @@ public:
     int apiDelay = 0;
     int packageStatus = 200;
     StandIns mac;
-    CancellableProcess cancellation;
+    ProcessCancellation cancellation;
     QList<PKGInstaller::Event> events;
 };
 

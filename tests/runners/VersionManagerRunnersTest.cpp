@@ -60,7 +60,7 @@ public:
     std::pair<QStringList, StreamEvent> lines(Run run) const
     {
         QStringList output;
-        CancellableProcess cancellation;
+        ProcessCancellation cancellation;
         const StreamEvent end = run(cancellation, [&output](const StreamEvent &event) { output.append(event.text); });
         return {output, end};
     }
@@ -160,7 +160,7 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size()) << path.toStdString();
         file.close();
         QFile::remove(received);
-        CancellableProcess cancellation;
+        ProcessCancellation cancellation;
         const TemurinPackage::InstallerOutcome outcome =
             package.runInstaller(path, checksum, QStringLiteral("Say \"please\" \\ now"), cancellation);
         EXPECT_EQ(outcome.kind, TemurinPackage::InstallerOutcome::Kind::success) << path.toStdString() << outcome.message.toStdString();
@@ -178,7 +178,7 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
 
     // The expected checksum goes into the command too: anything but 64 hex digits never gets there.
     QFile::remove(dir.filePath(QStringLiteral("prompt")));
-    CancellableProcess cancellation;
+    ProcessCancellation cancellation;
     const QString hostileChecksum = (QStringLiteral("\"; touch %1; \"").arg(canary) + QString(64, u'0')).left(64);
     EXPECT_EQ(package.runInstaller(dir.filePath(QStringLiteral("packages/x.pkg")), hostileChecksum, QStringLiteral("p"), cancellation).kind,
               TemurinPackage::InstallerOutcome::Kind::failure);

@@ -25,7 +25,7 @@ TEST(BlockingCallGuard, ABlockingCallOnTheUIThreadStopsTheApp)
     const AppServices simulated = SimulatedMac::create(QStringLiteral("developer-no-java"))->services();
     HTTPRequest request;
     request.url = QUrl(QStringLiteral("http://127.0.0.1:9/"));
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const struct {
         const char *call;
         std::function<void()> make;

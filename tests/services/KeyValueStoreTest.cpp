@@ -11,8 +11,8 @@ namespace {
 QString tool(const QStringList &arguments)
 {
     const ProcessResult result = LiveProcessRunner().run(QStringLiteral(KVSTORE_TOOL), arguments, std::nullopt);
-    EXPECT_EQ(result.exitCode, 0) << result.stderr.toStdString();
-    return result.stdout.trimmed();
+    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+    return result.standardOutput.trimmed();
 }
 
 } // namespace

@@ -27,7 +27,7 @@ struct Streamed {
     ProcessStreamEvent end;
 };
 
-Streamed streamSh(const QString &script, LiveProcessCancellation &cancellation,
+Streamed streamSh(const QString &script, ProcessCancellation &cancellation,
                   const std::function<void(const QString &)> &alsoOnLine = {})
 {
     Streamed result;
@@ -79,13 +79,13 @@ TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlockOrEndlessGr
     const ProcessResult result = sh(QStringLiteral("head -c 2000000 /dev/zero | tr '\\0' e >&2; echo out;"
                                                    " head -c %1 /dev/zero | tr '\\0' o; echo end >&2").arg(3 * kept));
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.stdout.size(), kept);
-    EXPECT_TRUE(result.stdout.startsWith(QStringLiteral("out\nooo")));
-    EXPECT_EQ(result.stderr.size(), 2000000 + 4);
-    EXPECT_TRUE(result.stderr.startsWith(QStringLiteral("eeee")) && result.stderr.endsWith(QStringLiteral("eend\n")));
+    EXPECT_EQ(result.standardOutput.size(), kept);
+    EXPECT_TRUE(result.standardOutput.startsWith(QStringLiteral("out\nooo")));
+    EXPECT_EQ(result.standardError.size(), 2000000 + 4);
+    EXPECT_TRUE(result.standardError.startsWith(QStringLiteral("eeee")) && result.standardError.endsWith(QStringLiteral("eend\n")));
 
     // A line that never ends arrives in bounded pieces, none of it lost, no character split.
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = streamSh(QStringLiteral("printf l; head -c %1 /dev/zero | tr '\\0' '\\351' | iconv -f latin1 -t utf-8;"
                                                       " echo; echo after").arg(LineSplitter::kLongestLine), cancellation);
     ASSERT_GE(streamed.lines.size(), 3);
@@ -110,7 +110,7 @@ TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
     };
     for (const auto &c : cases) {
         EXPECT_EQ(sh(QString::fromLatin1(c.script)).exitCode, c.expected) << c.script;
-        LiveProcessCancellation cancellation;
+        ProcessCancellation cancellation;
         EXPECT_EQ(streamSh(QString::fromLatin1(c.script), cancellation).end, ProcessStreamEvent::exited(c.expected))
             << c.script;
     }
@@ -119,10 +119,10 @@ TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
 TEST(LiveProcessRunner, ABadByteCostsOnlyItself)
 {
     const ProcessResult result = sh(QStringLiteral("printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2"));
-    EXPECT_EQ(result.stdout, QStringLiteral("caf\uFFFD\n"));
-    EXPECT_EQ(result.stderr, QStringLiteral("café\n"));
+    EXPECT_EQ(result.standardOutput, QStringLiteral("caf\uFFFD\n"));
+    EXPECT_EQ(result.standardError, QStringLiteral("café\n"));
 
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = streamSh(QStringLiteral("printf 'caf\\351\\ncaf\\303\\251\\n'"), cancellation);
     EXPECT_EQ(streamed.lines, (QStringList {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}));
 }
@@ -131,19 +131,19 @@ TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)
 {
     const ProcessResult replaced = runner.run(QStringLiteral("/usr/bin/env"), {},
                                               Environment {{QStringLiteral("ONLY"), QStringLiteral("this one")}});
-    EXPECT_EQ(replaced.stdout, QStringLiteral("ONLY=this one\n"));
+    EXPECT_EQ(replaced.standardOutput, QStringLiteral("ONLY=this one\n"));
 
     qputenv("TARNWICK_INHERITED", "from the parent");
     const ProcessResult inherited = runner.run(QStringLiteral("/usr/bin/env"), {}, std::nullopt);
     qunsetenv("TARNWICK_INHERITED");
-    EXPECT_TRUE(inherited.stdout.contains(QStringLiteral("TARNWICK_INHERITED=from the parent\n")));
+    EXPECT_TRUE(inherited.standardOutput.contains(QStringLiteral("TARNWICK_INHERITED=from the parent\n")));
 }
 
 TEST(LiveProcessRunner, ChildSeesEndOfFileOnStdin)
 {
     // A profile that prompts must not wait forever for an answer nobody can type.
     const ProcessResult result = sh(QStringLiteral("if read answer; then echo read:$answer; else echo eof; fi"));
-    EXPECT_EQ(result.stdout, QStringLiteral("eof\n"));
+    EXPECT_EQ(result.standardOutput, QStringLiteral("eof\n"));
 }
 
 TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
@@ -167,7 +167,7 @@ TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
             EXPECT_EQ(error.executable(), c.executable);
             EXPECT_EQ(error.message(), c.message);
         }
-        LiveProcessCancellation cancellation;
+        ProcessCancellation cancellation;
         int lines = 0;
         const ProcessStreamEvent end
             = runner.stream(c.executable, {}, std::nullopt, cancellation, [&](const QString &) { ++lines; });
@@ -178,7 +178,7 @@ TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
 
 TEST(LiveProcessRunner, StreamsMergedOutputInWriteOrder)
 {
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = streamSh(
         QStringLiteral("echo one; echo two >&2; echo three; echo four >&2; printf 'five\\r\\nsix\\rseven\\n\\nlast'"),
         cancellation);
@@ -192,7 +192,7 @@ TEST(LiveProcessRunner, DeliversEachLineWhileTheChildRuns)
     // back until the exit, it would give up and say so.
     QTemporaryDir dir;
     const QString flag = dir.filePath(QStringLiteral("go"));
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = streamSh(
         QStringLiteral("echo ready; i=0; while [ ! -e '%1' ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done;"
                        " [ -e '%1' ] && echo released || echo 'gave up'")
@@ -210,12 +210,12 @@ TEST(LiveProcessRunner, ReturnsWhenTheChildExitsThoughABackgroundGrandchildHolds
     timer.start();
     const ProcessResult result = sh(QStringLiteral("sleep 30 & echo $!"));
     EXPECT_LT(timer.elapsed(), 10000);
-    const pid_t sleeper = result.stdout.trimmed().toInt();
+    const pid_t sleeper = result.standardOutput.trimmed().toInt();
     ASSERT_GT(sleeper, 0);
     EXPECT_TRUE(isAlive(sleeper)); // finishing the run does not kill what the child left running
     ::kill(sleeper, SIGKILL);
 
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     timer.restart();
     const Streamed streamed = streamSh(QStringLiteral("sleep 30 & echo $!; echo done"), cancellation);
     EXPECT_LT(timer.elapsed(), 10000);
@@ -230,7 +230,7 @@ TEST(LiveProcessRunner, CancellingEndsTheWholeProcessTree)
     // their pid.
     QTemporaryDir home;
     const Environment environment {{QStringLiteral("HOME"), home.path()}, {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin")}};
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     QList<pid_t> pids;
     const ProcessStreamEvent end = runner.stream(
         QStringLiteral("/bin/zsh"), {QStringLiteral("-lc"), QStringLiteral("sleep 300 & echo $!; echo $$; wait")},
@@ -250,7 +250,7 @@ TEST(LiveProcessRunner, CancellingEndsTheWholeProcessTree)
 
 TEST(LiveProcessRunner, KillsWhatIgnoresTheTerminateSignal)
 {
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     QElapsedTimer timer;
     const Streamed streamed = streamSh(QStringLiteral("trap '' TERM; echo ready; sleep 300; echo woke"), cancellation,
                                        [&](const QString &line) {
@@ -278,7 +278,7 @@ TEST(LiveProcessRunner, AStoppedChildIsNeitherFinishedNorBeyondACancel)
         {true, {"before"}, ProcessStreamEvent::exited(128 + SIGTERM)},
     };
     for (const auto &c : cases) {
-        LiveProcessCancellation cancellation;
+        ProcessCancellation cancellation;
         std::future<void> wakeOrCancel;
         QElapsedTimer sinceCancel;
         QList<pid_t> pids;
@@ -313,7 +313,7 @@ TEST(LiveProcessRunner, AStoppedChildIsNeitherFinishedNorBeyondACancel)
 
 TEST(LiveProcessRunner, CancelledBeforeTheStartEndsTheChildAtOnce)
 {
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     cancellation.cancel();
     QElapsedTimer timer;
     timer.start();
@@ -325,7 +325,7 @@ TEST(LiveProcessRunner, CancelledBeforeTheStartEndsTheChildAtOnce)
 TEST(LiveProcessRunner, CancelRacingTheExitStillEndsTheRunOnce)
 {
     for (int round = 0; round < 40; ++round) {
-        LiveProcessCancellation cancellation;
+        ProcessCancellation cancellation;
         auto canceller = std::async(std::launch::async, [&cancellation, round] {
             std::this_thread::sleep_for(std::chrono::microseconds(round * 250));
             cancellation.cancel();
@@ -345,5 +345,5 @@ TEST(LiveProcessRunner, RunsFromManyThreadsAtOnce)
     for (int i = 0; i < 8; ++i)
         runs.push_back(std::async(std::launch::async, [i] { return sh(QStringLiteral("sleep 0.2; echo %1").arg(i)); }));
     for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(runs[i].get().stdout, QStringLiteral("%1\n").arg(i));
+        EXPECT_EQ(runs[i].get().standardOutput, QStringLiteral("%1\n").arg(i));
 }

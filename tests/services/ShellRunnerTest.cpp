@@ -19,7 +19,7 @@ struct Streamed {
 };
 
 Streamed stream(const ShellRunner &shell, const QString &executable, const QStringList &arguments,
-                LiveProcessCancellation &cancellation, const std::optional<Environment> &environment = std::nullopt)
+                ProcessCancellation &cancellation, const std::optional<Environment> &environment = std::nullopt)
 {
     Streamed result;
     result.end = shell.stream(executable, arguments, environment, cancellation,
@@ -31,7 +31,7 @@ Streamed stream(const ShellRunner &shell, const QString &executable, const QStri
 
 TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
 {
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = stream(liveShell(), QStringLiteral("/nonexistent/brew"), {QStringLiteral("install")}, cancellation);
     EXPECT_EQ(streamed.outputs,
               QList<StreamEvent> {StreamEvent::output(QStringLiteral("Failed to start /nonexistent/brew: No such file or directory"))});
@@ -42,14 +42,14 @@ TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
 
 TEST(ShellRunner, MapsTheExitToCompletedAndACancelToCanceled)
 {
-    LiveProcessCancellation finished;
+    ProcessCancellation finished;
     const Streamed completed = stream(liveShell(), QStringLiteral("/bin/sh"),
                                       {QStringLiteral("-c"), QStringLiteral("echo working; exit 7")}, finished);
     EXPECT_EQ(completed.outputs, QList<StreamEvent> {StreamEvent::output(QStringLiteral("working"))});
     EXPECT_EQ(completed.end, StreamEvent::completed(7));
 
     // A cancelled run is never a failure, even though the child died of a signal.
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const ShellRunner shell = liveShell();
     const StreamEvent end = shell.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("echo started; sleep 300")},
                                          std::nullopt, cancellation, [&](const StreamEvent &) { cancellation.cancel(); });
@@ -61,7 +61,7 @@ TEST(ShellRunner, StartsNothingOnceCancelled)
     ScriptFolder folder;
     const QString marker = folder.path(QStringLiteral("ran"));
     const QString script = folder.write(QStringLiteral("step"), QByteArray("touch '") + marker.toUtf8() + "'");
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     cancellation.cancel();
     const Streamed streamed = stream(liveShell(), script, {}, cancellation);
     EXPECT_EQ(streamed.end, StreamEvent::canceled());
@@ -85,10 +85,10 @@ TEST(ShellRunner, LoginShellReturnsWhatTheProfilePrintsBeforeTheCommand)
                                            ShellRunner::loginShellArguments(QStringLiteral("echo __TWK_JAVA_HOME__:$JAVA_HOME")),
                                            environment);
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.stdout, QStringLiteral("Welcome back, Ada\n"
+    EXPECT_EQ(result.standardOutput, QStringLiteral("Welcome back, Ada\n"
                                             "__TWK_JAVA_HOME__:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"));
 
-    LiveProcessCancellation cancellation;
+    ProcessCancellation cancellation;
     const Streamed streamed = stream(shell, ShellRunner::loginShell(),
                                      ShellRunner::loginShellArguments(QStringLiteral("echo done")), cancellation, environment);
     EXPECT_EQ(streamed.outputs, (QList<StreamEvent> {StreamEvent::output(QStringLiteral("Welcome back, Ada")),

@@ -110,7 +110,7 @@ public:
         return m_inner->run(executable, arguments, environment, cancellation);
     }
     ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
-                              const std::optional<Environment> &environment, LiveProcessCancellation &cancellation,
+                              const std::optional<Environment> &environment, ProcessCancellation &cancellation,
                               const LineHandler &onLine) const override
     {
         if (QThread::currentThread() == qApp->thread())

@@ -26,7 +26,7 @@ SystemProfile mac(Architecture architecture, int major, int has)
     profile.architecture = architecture;
     profile.macosVersion = {major, 0, 0};
     if (has & brew)
-        profile.homebrewPrefix = QStringLiteral("/opt/homebrew/bin/brew");
+        profile.brewExecutable = QStringLiteral("/opt/homebrew/bin/brew");
     if (has & tools)
         profile.xcodeCommandLineToolsPath = QStringLiteral("/Library/Developer/CommandLineTools");
     profile.terminals.warp = profile.aiTooling.warpApp = (has & warp) != 0;
@@ -214,7 +214,7 @@ TEST(AuditStage, HomebrewInstalledFromThePageLeavesItsOffer)
     EXPECT_EQ(flow.stage(), page) << "a finished fix never advances by itself";
     EXPECT_FALSE(texts(page->rows()).contains(QStringLiteral("Homebrew missing.")));
     EXPECT_EQ(page->installText(), QString());
-    EXPECT_TRUE(flow.profileInEffect()->homebrewPrefix);
+    EXPECT_TRUE(flow.profileInEffect()->brewExecutable);
 }
 
 // Both closing screens: the card once per visit, unless a score was ever sent, and the

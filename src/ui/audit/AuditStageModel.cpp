@@ -134,8 +134,8 @@ QString AuditStageModel::toolsNote() const
 std::optional<Remediation> AuditStageModel::offeredFix() const
 {
     if (m_stage == Stage::Foundations)
-        return m_profile.homebrewPrefix ? std::nullopt : std::optional(Remediation::installHomebrew());
-    return m_profile.homebrewPrefix ? std::optional(Remediation::installWarpViaBrew(QStringLiteral("warp"))) : std::nullopt;
+        return m_profile.brewExecutable ? std::nullopt : std::optional(Remediation::installHomebrew());
+    return m_profile.brewExecutable ? std::optional(Remediation::installWarpViaBrew(QStringLiteral("warp"))) : std::nullopt;
 }
 
 QString AuditStageModel::installText() const

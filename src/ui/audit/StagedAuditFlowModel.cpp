@@ -33,7 +33,7 @@ StageOutcome StagedAuditFlowModel::outcome(int index, const SystemProfile &profi
     // Warp's one install route needs Homebrew, and the pitch is for people who write software.
     // Homebrew alone marks a developer, so this is a Mac with neither: nothing to install and
     // nobody the page is for. A developer without Homebrew still gets the link.
-    if (!profile.homebrewPrefix && !profile.likelyDeveloper())
+    if (!profile.brewExecutable && !profile.likelyDeveloper())
         return StageOutcome::skippedMissingBlocked;
     return StageOutcome::rendered;
 }

@@ -91,7 +91,9 @@ Page {
                     color: palette.text
                     selectionColor: palette.highlight
                     selectedTextColor: palette.highlightedText
-                    Accessible.role: Accessible.StaticText
+                    // Read like the read-only text area it stands in for, as the diff sheet's lines are.
+                    Accessible.role: Accessible.EditableText
+                    Accessible.readOnly: true
                     Accessible.name: text
                 }
             }

@@ -110,7 +110,7 @@ private:
     const Remediation m_remediation;
     OutputLinesModel m_lines;
     QTimer m_frame;
-    CancellableProcess m_cancellation;
+    ProcessCancellation m_cancellation;
     UiQuestion m_question;
     QFuture<void> m_worker;
 
