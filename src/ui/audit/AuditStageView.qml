@@ -14,80 +14,86 @@ ScreenScaffold {
     articleLinkText: page.model.articleLinkText
     onArticleClicked: page.model.openArticle()
 
-    Repeater {
-        model: page.model.rows
-        // Delegates see only their row; what they ask for goes to the page's model from here.
-        onItemAdded: (index, finding) => {
-            finding.linkClicked.connect(() => page.model.openRowLink(finding.modelData.block))
-            finding.actionClicked.connect(() => page.model.install())
-        }
-        ColumnLayout {
-            id: finding
-            required property var modelData
-            signal linkClicked()
-            signal actionClicked()
-            spacing: 8
-            Layout.fillWidth: true
-            RowLayout {
+    // A positioner, not a layout, holds the rows: Qt 6.4's layouts could touch a row the
+    // Repeater had just destroyed when the Mac was profiled again during a resize.
+    Column {
+        spacing: 20
+        Layout.fillWidth: true
+        Repeater {
+            model: page.model.rows
+            // Delegates see only their row; what they ask for goes to the page's model from here.
+            onItemAdded: (index, finding) => {
+                finding.linkClicked.connect(() => page.model.openRowLink(finding.modelData.block))
+                finding.actionClicked.connect(() => page.model.install())
+            }
+            ColumnLayout {
+                id: finding
+                required property var modelData
+                signal linkClicked()
+                signal actionClicked()
+                width: parent.width
                 spacing: 8
-                Layout.fillWidth: true
-                AuditMark { row: finding.modelData }
+                RowLayout {
+                    spacing: 8
+                    Layout.fillWidth: true
+                    AuditMark { row: finding.modelData }
+                    Label {
+                        id: rowText
+                        text: finding.modelData.text
+                        font.pixelSize: 15
+                        font.weight: Font.DemiBold
+                        wrapMode: Text.Wrap
+                        Accessible.name: text
+                        Layout.fillWidth: true
+                    }
+                }
                 Label {
-                    id: rowText
-                    text: finding.modelData.text
-                    font.pixelSize: 15
-                    font.weight: Font.DemiBold
+                    visible: text.length > 0
+                    text: finding.modelData.intro
                     wrapMode: Text.Wrap
                     Accessible.name: text
                     Layout.fillWidth: true
                 }
-            }
-            Label {
-                visible: text.length > 0
-                text: finding.modelData.intro
-                wrapMode: Text.Wrap
-                Accessible.name: text
-                Layout.fillWidth: true
-            }
-            // Selectable, so the person can copy exactly what will run.
-            TextEdit {
-                objectName: "audit-homebrew-command"
-                visible: text.length > 0
-                text: finding.modelData.command
-                readOnly: true
-                selectByMouse: true
-                wrapMode: TextEdit.WrapAnywhere
-                font.family: "monospace"
-                color: rowText.palette.text
-                selectionColor: rowText.palette.highlight
-                selectedTextColor: rowText.palette.highlightedText
-                Accessible.role: Accessible.StaticText
-                Accessible.name: text
-                Layout.fillWidth: true
-            }
-            Label {
-                visible: text.length > 0
-                text: finding.modelData.note
-                // The tools note quotes a command in backticks.
-                textFormat: Text.MarkdownText
-                wrapMode: Text.Wrap
-                Accessible.name: text
-                Layout.fillWidth: true
-            }
-            LinkButton {
-                objectName: "audit-" + finding.modelData.block + "-link"
-                visible: text.length > 0
-                text: finding.modelData.linkText
-                onClicked: finding.linkClicked()
-            }
-            Button {
-                id: homebrewButton
-                objectName: "audit-stage-install"
-                visible: text.length > 0
-                text: finding.modelData.actionText
-                Accessible.name: text
-                Accessible.onPressAction: homebrewButton.clicked()
-                onClicked: finding.actionClicked()
+                // Selectable, so the person can copy exactly what will run.
+                TextEdit {
+                    objectName: "audit-homebrew-command"
+                    visible: text.length > 0
+                    text: finding.modelData.command
+                    readOnly: true
+                    selectByMouse: true
+                    wrapMode: TextEdit.WrapAnywhere
+                    font.family: "monospace"
+                    color: rowText.palette.text
+                    selectionColor: rowText.palette.highlight
+                    selectedTextColor: rowText.palette.highlightedText
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
+                    Layout.fillWidth: true
+                }
+                Label {
+                    visible: text.length > 0
+                    text: finding.modelData.note
+                    // The tools note quotes a command in backticks.
+                    textFormat: Text.MarkdownText
+                    wrapMode: Text.Wrap
+                    Accessible.name: text
+                    Layout.fillWidth: true
+                }
+                LinkButton {
+                    objectName: "audit-" + finding.modelData.block + "-link"
+                    visible: text.length > 0
+                    text: finding.modelData.linkText
+                    onClicked: finding.linkClicked()
+                }
+                Button {
+                    id: homebrewButton
+                    objectName: "audit-stage-install"
+                    visible: text.length > 0
+                    text: finding.modelData.actionText
+                    Accessible.name: text
+                    Accessible.onPressAction: homebrewButton.clicked()
+                    onClicked: finding.actionClicked()
+                }
             }
         }
     }

@@ -14,7 +14,9 @@ ScreenScaffold {
     articleLinkText: page.model.articleLinkText
     onArticleClicked: page.model.openArticle()
 
-    ColumnLayout {
+    // A positioner, not a layout, holds the rows: Qt 6.4's layouts could touch a row the
+    // Repeater had just destroyed when the report profiled the Mac again during a resize.
+    Column {
         spacing: 8
         Layout.fillWidth: true
         Repeater {
@@ -25,8 +27,8 @@ ScreenScaffold {
                 id: reportRow
                 required property var modelData
                 signal linkClicked()
+                width: parent.width
                 spacing: 8
-                Layout.fillWidth: true
                 AuditMark { row: reportRow.modelData }
                 Label {
                     visible: reportRow.modelData.block !== "warp"
