@@ -59,8 +59,9 @@ public:
     [[nodiscard]] QString thanksText() const { return QStringLiteral("Thanks for the feedback."); }
 
     /// Whether the embedding screen shows the card in this visit: no score was ever sent from
-    /// this Mac when the visit began, and the card was neither dismissed nor sent since.
-    [[nodiscard]] bool shown() const { return m_wanted && !m_dismissed && m_phase != Phase::Thanks; }
+    /// this Mac when the visit began, and the card was not dismissed since. A sent card stays
+    /// to say thanks; the stored key keeps it off the next visit.
+    [[nodiscard]] bool shown() const { return m_wanted && !m_dismissed; }
     /// The embedding screen shows the card now: sends nps_shown, once per visit.
     void appeared();
     /// The person leaves the embedding screen: a card that was shown and neither sent nor
