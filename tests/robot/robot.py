@@ -315,6 +315,16 @@ class Session:
     def key(self, name):
         self._xdotool("key", name)
 
+    def type(self, item, text):
+        """Clicks into a text field and types ASCII text with real key events."""
+        self.click(item)
+        self._xdotool("type", "--delay", "20", text)
+        self.wait_for(lambda: self.text_of(item) == text, f"{item.name!r} to read {text!r}", timeout=5)
+
+    def text_of(self, item):
+        """What a text field holds (its name is its label, not its content)."""
+        return item.queryText().getText(0, -1)
+
     def shot(self, label):
         """A picture of the whole screen, numbered in the order taken."""
         self._shot_number += 1

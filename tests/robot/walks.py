@@ -27,6 +27,10 @@ ZPROFILE_SHEET = "Set `JAVA_HOME` in `~/.zprofile`"
 # Roles of items that carry meaning without text of their own: each needs a name. A busy
 # indicator is "unknown" here; unnamed, a screen reader can only say that.
 PICTURE_ROLES = {"image", "icon", "animation", "progress bar", "canvas", "unknown"}
+# An audit page, by its title, and the button that leaves it without installing anything.
+STAGE_WAY_ON = {"System check": "Continue", "Try Warp — the AI-aware terminal": "Maybe later"}
+REPORT = "Your Mac at a glance"
+MARK_NAMES = {"installed", "missing", "suggestion"}
 
 
 class Walks(unittest.TestCase):
@@ -57,6 +61,39 @@ class Walks(unittest.TestCase):
 
     def output_lines(self, s):
         return [node.name for node in s.all("text")]
+
+    def in_sheet(self, s, sheet, name):
+        """The sheet's own push button of this name (the page under it may have one too)."""
+        todo = [sheet]
+        while todo:
+            node = todo.pop(0)
+            if node.getRoleName() == "push button" and node.name == name and node.getState().contains(s.pyatspi.STATE_SHOWING):
+                return node
+            todo.extend(node.getChildAtIndex(i) for i in range(node.childCount))
+        return None
+
+    def audit_pages(self, s, act, titles):
+        """Through the audit's pages, which must come in this order, to the report."""
+        for title in titles:
+            s.find("label", title)
+            self.look(s, "audit-" + STAGE_WAY_ON[title].lower().replace(" ", "-"))
+            act(s.find("push button", STAGE_WAY_ON[title]))
+            s.wait_gone("label", title)
+        s.find("label", REPORT)
+
+    def report_rows(self, s):
+        """The report as a screen reader goes through it: each mark's name with the row's text."""
+        nodes = [node for node in s.showing() if node.getRoleName() in ("label", "push button") and node.name]
+        return [(mark.name, text.name) for mark, text in zip(nodes, nodes[1:]) if mark.name in MARK_NAMES]
+
+    def send_feedback(self, s, act, score, reason):
+        act(s.find("check box", str(score)))
+        s.wait_for(lambda: s.find("check box", str(score)).getState().contains(s.pyatspi.STATE_CHECKED),
+                   f"score {score} to be picked")
+        s.type(s.find("text", "What's the main reason for your score? (optional)"), reason)
+        act(s.find("push button", "Submit feedback"))
+        s.find("label", "✓ Thanks for the feedback.")
+        self.assertEqual(s.all("check box"), [], "the scores are still offered after the thanks")
 
     # -- walks ----------------------------------------------------------------------------
 
@@ -121,14 +158,79 @@ class Walks(unittest.TestCase):
         self.assertEqual(s.all("dialog"), [], "a sheet is still open on the passed check")
         self.look(s, "verified")
 
-        # ---- The system audit walk continues here: press "Continue to system audit". ----
+        s.click(s.find("push button", "Continue to system audit"))
+        self.audit_pages(s, s.click, ["Try Warp — the AI-aware terminal"])
+        self.assertEqual(self.report_rows(s), [("installed", "Xcode Command Line Tools installed"),
+                                               ("installed", "Homebrew installed"),
+                                               ("suggestion", "Try Warp — we recommend it")])
+        s.find("label", "How are we doing?")
+        self.look(s, "report")
+        self.send_feedback(s, s.click, 9, "Quick and clear")
+        self.look(s, "report-thanks")
+        s.click(s.find("push button", "Done — back to home"))
+        s.find("push button", "Diagnose Java")
+        self.look(s, "home")
 
         self.assertCleanLog(s)
         s.quit_app()
-        s.launch()  # the same home: consent was given once and is not asked again
+        # The same home, on a Mac whose diagnosis offers the card to anyone who has not answered.
+        s.fixture = "healthy"
+        s.launch()
         s.find("push button", "Diagnose Java")
         self.assertEqual(s.all("push button", "Continue"), [], "consent asked again on the second launch")
         self.look(s, "second-launch")
+        s.click(s.find("push button", "Diagnose Java"))
+        s.find("label", "Java is installed")
+        s.find("push button", "Continue to system audit")
+        self.assertEqual(s.all("label", "How are we doing?"), [], "the card came back after it was answered")
+        self.look(s, "second-launch-no-card")
+
+    def test_audit_installs_homebrew(self):
+        s = self.session("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100)
+        s.launch()
+        self.open_diagnosis(s, s.click)
+        # Java alone, so that Homebrew is still missing when the audit looks.
+        s.click(s.find("push button", "Install Java directly"))
+        s.click(s.find("push button", "Continue to verify", timeout=30))
+        s.click(s.find("push button", "Continue to system audit"))
+
+        s.find("label", "System check")
+        s.find("label", "Homebrew missing.")
+        self.look(s, "stage-offers-homebrew")
+        s.press(s.find("push button", "Install Homebrew (recommended)"))
+        sheet = s.dialog("Installing Homebrew")
+        s.wait_for(lambda: len(self.output_lines(s)) > 1, "Homebrew's installer output")
+        self.look(s, "homebrew-running")
+        s.press(s.wait_for(lambda: self.in_sheet(s, sheet, "Continue"), "the Homebrew sheet to end", timeout=60))
+        s.wait_for(lambda: not s.all("dialog"), "the sheet to close")
+        # The page looks at the Mac again and drops what is now there.
+        s.wait_gone("push button", "Install Homebrew (recommended)")
+        self.assertEqual(s.all("label", "Homebrew missing."), [])
+        self.look(s, "stage-after-homebrew")
+
+        self.audit_pages(s, s.press, ["System check", "Try Warp — the AI-aware terminal"])
+        self.assertIn(("installed", "Homebrew installed"), self.report_rows(s))
+        self.look(s, "report")
+        self.assertCleanLog(s)
+
+    def test_plain_mac_ends_simply(self):
+        # Not a developer's Mac: once Java works the visit ends without the audit.
+        s = self.session("ends-simply", "java-home-unset")
+        s.launch()
+        self.open_diagnosis(s, s.press)
+        s.press(s.find("push button", "Set JAVA_HOME in ~/.zprofile (recommended)"))
+        s.press(s.find("push button", "Apply"))
+        s.press(s.find("push button", "Continue to verify"))
+        s.find("label", "Java configured")
+        s.press(s.find("push button", "Continue"))
+        s.find("label", "Java is working")
+        s.find("label", "How are we doing?")
+        self.assertEqual(s.all("label", REPORT), [])
+        self.look(s, "java-is-working")
+        s.press(s.find("push button", "Done — back to home"))
+        s.find("push button", "Diagnose Java")
+        self.look(s, "home")
+        self.assertCleanLog(s)
 
     def test_cancel_during_fix(self):
         # Slow enough that the fix is still running however loaded the machine is.
