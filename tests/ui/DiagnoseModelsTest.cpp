@@ -5,6 +5,7 @@
 #include "ui/app/TarnwickAppModel.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
+#include <QPointer>
 #include <QScopeGuard>
 #include <QSignalSpy>
 
@@ -277,13 +278,17 @@ namespace {
 // Takes the open sheet to its end as a person who accepts every offer would; false if it stalls.
 bool acceptSheet(DiagnoseViewModel &model)
 {
-    if (RemediationSheetModel *sheet = model.remediationSheet()) {
-        const auto ended = [sheet] { return sheet->zshrcOfferPending() || sheet->state() != RemediationSheetModel::State::Running; };
-        while (QTest::qWaitFor(ended, 20000) && sheet->zshrcOfferPending())
+    // A sheet that ends on its own (a refused password) is let go by the flow while we wait.
+    if (const QPointer<RemediationSheetModel> sheet = model.remediationSheet()) {
+        const auto ended = [&sheet] {
+            return !sheet || sheet->zshrcOfferPending() || sheet->state() != RemediationSheetModel::State::Running;
+        };
+        while (QTest::qWaitFor(ended, 20000) && sheet && sheet->zshrcOfferPending())
             sheet->applyZshrc();
         if (!ended())
             return false;
-        sheet->leave();
+        if (sheet)
+            sheet->leave();
         return true;
     }
     ZprofileDiffSheetModel *sheet = model.zprofileSheet();
