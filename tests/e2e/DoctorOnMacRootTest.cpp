@@ -126,47 +126,6 @@ TEST_F(DoctorOnAMac, ADeclinedPasswordCancelsAndLeavesNothingBehind)
     }
 }
 
-TEST_F(DoctorOnAMac, CtrlCDuringAStalledHomebrewDownloadCancelsCleanly)
-{
-    MacRoot mac;
-    mac.installHomebrew();
-    serveAdoptium(mac, MacRoot::JDK {});
-    downloads.route("/casks/temurin@21.pkg", [](const LocalHTTPServer::Request &) {
-        LocalHTTPServer::Reply reply;
-        reply.hang = true; // brew's curl waits for ever
-        return reply;
-    });
-    mac.setEnvironment(QStringLiteral("STANDIN_DOWNLOADS"), downloads.url(QString()).toString());
-
-    // brew makes its download folder just before it starts curl.
-    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")},
-                                           {.onceExists = kHome + QStringLiteral("/Library/Caches/Homebrew/downloads")});
-    EXPECT_EQ(run.exitCode, 130) << show(run);
-    EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled")) << show(run);
-    EXPECT_EQ(mac.entries(kJVMs), QStringList());
-    expectTidy(mac, run); // curl and brew are gone, and so is the password helper folder
-}
-
-TEST_F(DoctorOnAMac, AMacWithoutToolingGetsThePackage)
-{
-    MacRoot mac;
-    serveAdoptium(mac, MacRoot::JDK {});
-
-    const MacRoot::Run run = fix(mac);
-    ASSERT_EQ(run.exitCode, 0) << show(run);
-    EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("D1_NoJDK"));
-    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("pkg:21"));
-    const QJsonObject install = run.json.value("fix").toObject();
-    const QStringList lines = linesOf(install);
-    EXPECT_TRUE(lines.contains(QStringLiteral("Verifying SHA256 checksum…"))) << show(run);
-    EXPECT_TRUE(lines.contains(QStringLiteral("Installer completed.")));
-    EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
-    EXPECT_EQ(lastStep(install).value("verify").toObject().value("javaHomeValue").toString(), kTemurin21Home);
-    EXPECT_EQ(mac.entries(kJVMs), QStringList {"temurin-21.jdk"});
-    EXPECT_EQ(mac.entries(kPackageCache), QStringList());
-    expectTidy(mac, run);
-}
-
 TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
 {
     const QByteArray before = "alias ll='ls -l'"; // no final newline
@@ -221,80 +180,55 @@ TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
     }
 }
 
-TEST_F(DoctorOnAMac, WithoutYesAndNoTerminalZprofileIsLeftAlone)
+// The version managers set JAVA_HOME themselves, so no JAVA_HOME step follows; Mise and jEnv get
+// their hooks in ~/.zshrc. Only ~/.zshrc loads SDKMAN, so its answer comes from the interactive
+// login shell.
+TEST_F(DoctorOnAMac, VersionManagersInstallAndGetTheirHooksInZshrc)
 {
-    MacRoot mac;
-    mac.installJDK(MacRoot::JDK {});
-    const QString zprofile = kHome + QStringLiteral("/.zprofile");
-    mac.writeFile(zprofile, "export EDITOR=vim\n");
-
-    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
-    EXPECT_EQ(run.exitCode, 130) << show(run);
-    EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled"));
-    EXPECT_EQ(mac.readFile(zprofile), QByteArray("export EDITOR=vim\n"));
-    EXPECT_EQ(mac.entries(kHome), QStringList {".zprofile"}); // no backup either
-    expectTidy(mac, run);
-}
-
-TEST_F(DoctorOnAMac, SDKMANInstallsAndAnInteractiveShellSeesIt)
-{
-    MacRoot mac;
-    mac.installSDKMAN();
-    MacRoot::JDK jdk;
-    serveAdoptium(mac, jdk);
-    serveDownload(mac, "/sdkman/java/21-tem/darwinarm64", MacRoot::tarball(MacRoot::jdkHome(jdk)));
-
-    const MacRoot::Run run = fix(mac);
-    ASSERT_EQ(run.exitCode, 0) << show(run);
-    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("sdkman:21-tem"));
-    const QJsonObject install = run.json.value("fix").toObject();
-    EXPECT_TRUE(linesOf(install).contains(QStringLiteral("Installing: java 21-tem"))) << show(run);
-    const QJsonObject verify = install.value("verify").toObject();
-    EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
-    // Only ~/.zshrc loads SDKMAN, so the answer came from the interactive login shell.
-    EXPECT_EQ(verify.value("javaHomeValue").toString(), kHome + QStringLiteral("/.sdkman/candidates/java/current"));
-    EXPECT_FALSE(verify.value("offersJavaHome").toBool());
-    EXPECT_TRUE(install.value("followUp").isNull());
-    expectTidy(mac, run);
-}
-
-TEST_F(DoctorOnAMac, VersionManagersGetTheirHooksInZshrc)
-{
+    enum class Manager { sdkman, mise, jEnv };
     const struct {
-        const char *name;
-        bool mise; // else jEnv
+        Manager manager;
         const char *remediation;
         QString javaHome;
-        QByteArray hooks;
+        QByteArray hooks; // appended to ~/.zshrc; none: it is left as it was
     } cases[] = {
-        {"Mise", true, "mise:temurin-21", kHome + QStringLiteral("/.local/share/mise/installs/java/temurin-21"), "eval \"$(mise activate zsh)\"\n"},
-        {"jEnv", false, "pkg-jenv:21", kTemurin21Home, "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n"},
+        {Manager::sdkman, "sdkman:21-tem", kHome + QStringLiteral("/.sdkman/candidates/java/current"), {}},
+        {Manager::mise, "mise:temurin-21", kHome + QStringLiteral("/.local/share/mise/installs/java/temurin-21"), "eval \"$(mise activate zsh)\"\n"},
+        {Manager::jEnv, "pkg-jenv:21", kTemurin21Home, "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n"},
     };
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.remediation);
         MacRoot mac;
-        const MacRoot::JDK jdk;
-        serveAdoptium(mac, jdk);
-        if (c.mise) {
-            mac.installMise();
-            serveDownload(mac, "/mise/java/temurin-21.tar.gz", MacRoot::tarball(MacRoot::jdkHome(jdk)));
-        } else {
-            mac.installJEnv(false);
-        }
         const QString zshrc = kHome + QStringLiteral("/.zshrc");
         mac.writeFile(zshrc, "setopt autocd\n");
+        const MacRoot::JDK jdk;
+        serveAdoptium(mac, jdk);
+        const QByteArray tarball = MacRoot::tarball(MacRoot::jdkHome(jdk));
+        switch (c.manager) {
+        case Manager::sdkman: mac.installSDKMAN(); serveDownload(mac, "/sdkman/java/21-tem/darwinarm64", tarball); break;
+        case Manager::mise: mac.installMise(); serveDownload(mac, "/mise/java/temurin-21.tar.gz", tarball); break;
+        case Manager::jEnv: mac.installJEnv(false); break;
+        }
+        const QByteArray zshrcBefore = mac.readFile(zshrc);
 
         const MacRoot::Run run = fix(mac);
         ASSERT_EQ(run.exitCode, 0) << show(run);
         EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QLatin1String(c.remediation));
         const QJsonObject install = run.json.value("fix").toObject();
         EXPECT_EQ(install.value("outcome").toString(), QStringLiteral("success")) << show(run);
-        EXPECT_TRUE(mac.readFile(zshrc).startsWith("setopt autocd\n\n# ")) << mac.readFile(zshrc).toStdString();
-        EXPECT_TRUE(mac.readFile(zshrc).endsWith(c.hooks)) << mac.readFile(zshrc).toStdString();
-        EXPECT_EQ(mac.readFile(zshrc + QStringLiteral(".bak")), QByteArray("setopt autocd\n"));
+        if (c.manager == Manager::sdkman) {
+            EXPECT_TRUE(linesOf(install).contains(QStringLiteral("Installing: java 21-tem"))) << show(run);
+            EXPECT_EQ(mac.readFile(zshrc), zshrcBefore);
+        } else {
+            EXPECT_TRUE(mac.readFile(zshrc).startsWith("setopt autocd\n\n# ")) << mac.readFile(zshrc).toStdString();
+            EXPECT_TRUE(mac.readFile(zshrc).endsWith(c.hooks)) << mac.readFile(zshrc).toStdString();
+            EXPECT_EQ(mac.readFile(zshrc + QStringLiteral(".bak")), QByteArray("setopt autocd\n"));
+        }
         const QJsonObject verify = install.value("verify").toObject();
         EXPECT_TRUE(verify.value("passed").toBool()) << show(run);
         EXPECT_EQ(verify.value("javaHomeValue").toString(), c.javaHome) << show(run);
+        EXPECT_FALSE(verify.value("offersJavaHome").toBool());
+        EXPECT_TRUE(install.value("followUp").isNull());
         expectTidy(mac, run);
     }
 }
@@ -356,35 +290,49 @@ TEST_F(DoctorOnAMac, JEnvGetsHostileJDKPathsAsDataNotCode)
     }
 }
 
+// Without --yes and with no terminal, Homebrew's shellenv line is asked for and declined.
 TEST_F(DoctorOnAMac, HomebrewIsInstalledFirstThenTemurin)
 {
-    MacRoot mac;
-    mac.installApplication(QStringLiteral("Cursor.app")); // a developer, but no Homebrew yet
-    const MacRoot::JDK jdk;
-    serveAdoptium(mac, jdk);
-    serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
-    serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
-    serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
+    for (const bool yes : {true, false}) {
+        SCOPED_TRACE(yes ? "--yes" : "no terminal");
+        MacRoot mac;
+        mac.installApplication(QStringLiteral("Cursor.app")); // a developer, but no Homebrew yet
+        const QString zprofilePath = kHome + QStringLiteral("/.zprofile");
+        mac.writeFile(zprofilePath, "export EDITOR=vim\n");
+        const MacRoot::JDK jdk;
+        serveAdoptium(mac, jdk);
+        serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
+        serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
+        serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
 
-    const MacRoot::Run run = fix(mac);
-    ASSERT_EQ(run.exitCode, 0) << show(run);
-    EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("homebrew+brew:temurin@21"));
-    const QJsonObject install = run.json.value("fix").toObject();
-    const QStringList lines = linesOf(install);
-    EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
-    EXPECT_TRUE(lines.contains(QStringLiteral("🍺  temurin@21 was successfully installed!")));
-    EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
-    EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/opt/homebrew/bin/brew"))).isExecutable());
-    EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/Library/Developer/CommandLineTools/usr/bin"))).isDir());
-    const QByteArray zprofile = mac.readFile(kHome + QStringLiteral("/.zprofile"));
-    EXPECT_TRUE(zprofile.contains("Tarnwick — Homebrew shellenv\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n")) << zprofile.toStdString();
-    EXPECT_TRUE(zprofile.contains("export JAVA_HOME=$(/usr/libexec/java_home)\n")) << zprofile.toStdString();
+        const MacRoot::Run run = yes ? fix(mac) : mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
+        const QJsonObject install = run.json.value("fix").toObject();
+        const QStringList lines = linesOf(install);
+        EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
+        expectTidy(mac, run);
+        if (!yes) {
+            EXPECT_TRUE(lines.contains(QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this "
+                                                      "line to ~/.zprofile: eval \"$(/opt/homebrew/bin/brew shellenv)\"")));
+            EXPECT_TRUE(run.err.contains("Append brew shellenv to ~/.zprofile? no: there is no terminal to answer on, so nothing is written."));
+            EXPECT_EQ(mac.readFile(zprofilePath), QByteArray("export EDITOR=vim\n"));
+            EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".zprofile")), QStringList {".zprofile"});
+            continue;
+        }
+        ASSERT_EQ(run.exitCode, 0) << show(run);
+        EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("homebrew+brew:temurin@21"));
+        EXPECT_TRUE(lines.contains(QStringLiteral("🍺  temurin@21 was successfully installed!")));
+        EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
+        EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/opt/homebrew/bin/brew"))).isExecutable());
+        EXPECT_TRUE(QFileInfo(mac.hostPath(QStringLiteral("/Library/Developer/CommandLineTools/usr/bin"))).isDir());
+        const QByteArray zprofile = mac.readFile(zprofilePath);
+        EXPECT_TRUE(zprofile.contains("Tarnwick — Homebrew shellenv\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n")) << zprofile.toStdString();
+        EXPECT_TRUE(zprofile.contains("export JAVA_HOME=$(/usr/libexec/java_home)\n")) << zprofile.toStdString();
 
-    // The next look sees the Homebrew the fix installed.
-    const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json")});
-    EXPECT_EQ(again.json.value("profile").toObject().value("homebrewPrefix").toString(), QStringLiteral("/opt/homebrew/bin/brew")) << show(again);
-    EXPECT_EQ(again.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("no_errors_found"));
-    expectTidy(mac, run);
+        // The next look sees the Homebrew the fix installed.
+        const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json")});
+        EXPECT_EQ(again.json.value("profile").toObject().value("homebrewPrefix").toString(), QStringLiteral("/opt/homebrew/bin/brew")) << show(again);
+        EXPECT_EQ(again.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("no_errors_found"));
+    }
 }
 
 TEST_F(DoctorOnAMac, ProcessesLeftBehindAreNoticed)

@@ -76,6 +76,18 @@ QStringList debianProgramLinks()
     return links;
 }
 
+// Writes `contents` at a path of this machine, its folder made first; false when it could not.
+bool writeHostFile(const QString &path, const QByteArray &contents, bool executable)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
+        return false;
+    file.close();
+    return file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
+                               | (executable ? QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther : QFile::Permissions()));
+}
+
 QByteArray readAll(const QString &path)
 {
     QFile file(path);
@@ -113,16 +125,11 @@ MacRoot::MacRoot(Chip chip) : m_chip(chip)
     for (const char *folder : {"/Library/Java/JavaVirtualMachines", "/private/tmp", kTemporaryFolder, kHome, "/usr/local/bin"})
         QDir().mkpath(hostPath(QLatin1String(folder)));
     // What a Mac's /etc/zprofile does through path_helper: the system folders first.
-    QDir().mkpath(m_disk.filePath(QStringLiteral("etc-zsh")));
-    QFile zprofile(m_disk.filePath(QStringLiteral("etc-zsh/zprofile")));
-    EXPECT_TRUE(zprofile.open(QIODevice::WriteOnly));
-    zprofile.write("typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n");
-    zprofile.close();
+    EXPECT_TRUE(writeHostFile(m_disk.filePath(QStringLiteral("etc-zsh/zprofile")),
+                              "typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n", false));
     // Qt reads the system's version from os-release off a Mac; this root says it is macOS 15.1.
-    QFile osRelease(m_disk.filePath(QStringLiteral("os-release")));
-    EXPECT_TRUE(osRelease.open(QIODevice::WriteOnly));
-    osRelease.write("NAME=\"macOS\"\nID=macos\nVERSION_ID=\"15.1\"\nPRETTY_NAME=\"macOS 15.1\"\n");
-    osRelease.close();
+    EXPECT_TRUE(writeHostFile(m_disk.filePath(QStringLiteral("os-release")),
+                              "NAME=\"macOS\"\nID=macos\nVERSION_ID=\"15.1\"\nPRETTY_NAME=\"macOS 15.1\"\n", false));
     // The doctor's binary is bound over this placeholder, read-only.
     writeFile(kDoctorMacPath, QByteArray(), true);
     m_environment.insert(QStringLiteral("STANDIN_MACHINE"), chip == Chip::intel ? QStringLiteral("x86_64") : QStringLiteral("arm64"));
@@ -149,16 +156,7 @@ QString MacRoot::hostPath(const QString &macPath) const
 
 void MacRoot::writeFile(const QString &macPath, const QByteArray &contents, bool executable) const
 {
-    const QString path = hostPath(macPath);
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
-    file.write(contents);
-    file.close();
-    QFile::Permissions permissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther;
-    if (executable)
-        permissions |= QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
-    file.setPermissions(permissions);
+    EXPECT_TRUE(writeHostFile(hostPath(macPath), contents, executable)) << macPath.toStdString();
 }
 
 QByteArray MacRoot::readFile(const QString &macPath) const
@@ -219,15 +217,8 @@ QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
     QTemporaryDir folder;
     QStringList tops;
     for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        const QString path = folder.filePath(it.key());
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-        file.write(it.value());
-        file.close();
         const bool program = it.key().startsWith(QLatin1String("bin/")) || it.key().contains(QLatin1String("/bin/"));
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
-                            | (program ? QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther : QFile::Permissions()));
+        EXPECT_TRUE(writeHostFile(folder.filePath(it.key()), it.value(), program)) << it.key().toStdString();
         const QString top = it.key().section(QLatin1Char('/'), 0, 0);
         if (!tops.contains(top))
             tops.append(top);
@@ -240,26 +231,18 @@ QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
     return tar.readAllStandardOutput();
 }
 
-QByteArray MacRoot::temurinPackage(const JDK &jdk)
+namespace {
+
+// A JDK bundle's files, relative to /.
+QMap<QString, QByteArray> bundleFiles(const MacRoot::JDK &jdk)
 {
     const QString contents = QStringLiteral("Library/Java/JavaVirtualMachines/") + jdk.bundle + QStringLiteral("/Contents/");
-    QMap<QString, QByteArray> files {{contents + QStringLiteral("Info.plist"), infoPlist(jdk)}};
-    const QMap<QString, QByteArray> home = jdkHome(jdk);
+    QMap<QString, QByteArray> files {{contents + QStringLiteral("Info.plist"), MacRoot::infoPlist(jdk)}};
+    const QMap<QString, QByteArray> home = MacRoot::jdkHome(jdk);
     for (auto it = home.cbegin(); it != home.cend(); ++it)
         files.insert(contents + QStringLiteral("Home/") + it.key(), it.value());
-    return tarball(files);
+    return files;
 }
-
-void MacRoot::installJDK(const JDK &jdk) const
-{
-    const QString contents = QStringLiteral("/Library/Java/JavaVirtualMachines/") + jdk.bundle + QStringLiteral("/Contents/");
-    writeFile(contents + QStringLiteral("Info.plist"), infoPlist(jdk));
-    const QMap<QString, QByteArray> home = jdkHome(jdk);
-    for (auto it = home.cbegin(); it != home.cend(); ++it)
-        writeFile(contents + QStringLiteral("Home/") + it.key(), it.value(), it.key().startsWith(QLatin1String("bin/")));
-}
-
-namespace {
 
 void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
 {
@@ -267,6 +250,18 @@ void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
 }
 
 } // namespace
+
+QByteArray MacRoot::temurinPackage(const JDK &jdk)
+{
+    return tarball(bundleFiles(jdk));
+}
+
+void MacRoot::installJDK(const JDK &jdk) const
+{
+    const QMap<QString, QByteArray> files = bundleFiles(jdk);
+    for (auto it = files.cbegin(); it != files.cend(); ++it)
+        writeFile(QLatin1Char('/') + it.key(), it.value(), it.key().contains(QLatin1String("/Home/bin/")));
+}
 
 void MacRoot::installHomebrew() const
 {
@@ -391,11 +386,6 @@ bool isStopped(int pid)
 }
 
 } // namespace
-
-MacRoot::Run MacRoot::runDoctor(const QStringList &arguments) const
-{
-    return runDoctor(arguments, Signal {});
-}
 
 MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &signal) const
 {

@@ -47,7 +47,6 @@ public:
 
     explicit MacRoot(Chip chip = Chip::appleSilicon);
 
-    [[nodiscard]] Chip chip() const { return m_chip; }
     [[nodiscard]] QString brewPath() const;
     /// Where a path of the Mac lives on this machine's disk.
     [[nodiscard]] QString hostPath(const QString &macPath) const;
@@ -93,7 +92,7 @@ public:
     /// (uid 501, gid 20: permission bits apply), with no terminal on stdin, and sends it `signal`
     /// when that asks for one.
     Run runDoctor(const QStringList &arguments, const Signal &signal) const;
-    Run runDoctor(const QStringList &arguments) const;
+    Run runDoctor(const QStringList &arguments) const { return runDoctor(arguments, Signal {}); }
 
     /// Mac paths of everything in the root named `name`.
     [[nodiscard]] QStringList find(const QString &name) const;

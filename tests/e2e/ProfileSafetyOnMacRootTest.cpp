@@ -40,7 +40,9 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
         QString lastLine; // of the fix; empty: not checked
         QByteArray profileAfter;
         std::optional<QByteArray> backupAfter; // none: there is no backup
+        bool yes = true; // else no one is at a terminal to say yes
     } cases[] = {
+        {"without --yes or a terminal", latin1, 0600, false, QStringLiteral("canceled"), {}, latin1, std::nullopt, false},
         {"Latin-1", latin1, 0600, true, QStringLiteral("success"), {}, latin1 + "\n" + javaBlock(), latin1},
         {"a byte-order mark", bom, 0600, false, QStringLiteral("success"), {}, bom + "\n" + javaBlock(), bom},
         {"write-only", latin1, 0200, false, QStringLiteral("failure"),
@@ -58,9 +60,10 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
             mac.writeFile(kBackup, previous);
         ASSERT_EQ(::chmod(qPrintable(mac.hostPath(kZprofile)), c.mode), 0);
 
-        const MacRoot::Run run = fix(mac);
+        const MacRoot::Run run = c.yes ? fix(mac) : mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
         const QJsonObject fix = run.json.value("fix").toObject();
         EXPECT_EQ(fix.value("outcome").toString(), c.outcome) << show(run);
+        EXPECT_EQ(run.exitCode, c.outcome == QLatin1String("success") ? 0 : c.outcome == QLatin1String("canceled") ? 130 : 1);
         if (!c.lastLine.isEmpty()) {
             EXPECT_EQ(linesOf(fix).value(linesOf(fix).size() - 1), c.lastLine) << show(run);
         }
@@ -101,25 +104,4 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     EXPECT_EQ(again.exitCode, 0) << show(again);
     EXPECT_EQ(mac.readFile(kBackup), QByteArray("export EDITOR=vim\n"));
     EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".tarnwick-")), QStringList());
-}
-
-TEST_F(DoctorOnAMac, WithoutYesHomebrewsShellenvIsAskedForAndDeclined)
-{
-    MacRoot mac;
-    mac.installApplication(QStringLiteral("Cursor.app")); // a developer: Homebrew first, then Temurin
-    mac.writeFile(kZprofile, "export EDITOR=vim\n");
-    serveAdoptium(mac, MacRoot::JDK {});
-    serveDownload(mac, "/install.sh", MacRoot::standIn(QStringLiteral("homebrew-install.sh")));
-    serveDownload(mac, "/brew", MacRoot::standIn(QStringLiteral("brew")));
-    serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(MacRoot::JDK {}));
-
-    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
-    const QStringList lines = linesOf(run.json.value("fix").toObject());
-    EXPECT_TRUE(lines.contains(QStringLiteral("Homebrew installed. Now installing Temurin via Homebrew…"))) << show(run);
-    EXPECT_TRUE(lines.contains(QStringLiteral("Skipped the brew shellenv append; ~/.zprofile is unchanged. For brew in new shells, add this "
-                                              "line to ~/.zprofile: eval \"$(/opt/homebrew/bin/brew shellenv)\"")));
-    EXPECT_TRUE(run.err.contains("Append brew shellenv to ~/.zprofile? no: there is no terminal to answer on, so nothing is written."));
-    EXPECT_EQ(mac.readFile(kZprofile), QByteArray("export EDITOR=vim\n"));
-    EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".zprofile")), QStringList {".zprofile"});
-    expectTidy(mac, run);
 }

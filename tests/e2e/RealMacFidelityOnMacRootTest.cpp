@@ -1,8 +1,8 @@
 #include "DoctorOnAMac.h"
 
-// Macs whose processor is not what a first look says: an Intel Mac must get an Intel build, and
-// a doctor running under Rosetta on Apple silicon must neither ask for an Intel build nor use the
-// Intel Homebrew that Migration Assistant brought over.
+// A Mac without tooling gets the checked package for its processor, whatever a first look says:
+// an Intel Mac must get an Intel build, and a doctor running under Rosetta on Apple silicon must
+// neither ask for an Intel build nor use the Intel Homebrew that Migration Assistant brought over.
 TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconIsLeftAlone)
 {
     const struct {
@@ -13,6 +13,7 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
         QByteArray adoptiumArchitecture; // the only build Adoptium offers here
         std::optional<QString> intelHomebrew;
     } cases[] = {
+        {"Apple silicon", MacRoot::Chip::appleSilicon, false, QStringLiteral("appleSilicon"), "aarch64", std::nullopt},
         {"Intel", MacRoot::Chip::intel, false, QStringLiteral("intel"), "x64", std::nullopt},
         {"Apple silicon under Rosetta, with only an Intel Homebrew", MacRoot::Chip::intel, true, QStringLiteral("appleSilicon"), "aarch64",
          QStringLiteral("/usr/local/bin/brew")},
@@ -37,9 +38,15 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
         const QJsonObject profile = run.json.value("profile").toObject();
         EXPECT_EQ(profile.value("architecture").toString(), c.architecture);
         EXPECT_EQ(profile.value("intelHomebrewOnAppleSilicon").toString(), c.intelHomebrew.value_or(QString()));
+        EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("D1_NoJDK"));
         EXPECT_EQ(run.json.value("remediation").toObject().value("id").toString(), QStringLiteral("pkg:21"));
-        EXPECT_TRUE(run.json.value("fix").toObject().value("verify").toObject().value("passed").toBool()) << show(run);
+        const QJsonObject install = run.json.value("fix").toObject();
+        const QStringList lines = linesOf(install);
+        EXPECT_TRUE(lines.contains(QStringLiteral("Verifying SHA256 checksum…")) && lines.contains(QStringLiteral("Installer completed."))) << show(run);
+        EXPECT_TRUE(install.value("verify").toObject().value("passed").toBool()) << show(run);
+        EXPECT_EQ(lastStep(install).value("verify").toObject().value("javaHomeValue").toString(), kTemurin21Home);
         EXPECT_EQ(mac.entries(kJVMs), QStringList {"temurin-21.jdk"});
+        EXPECT_EQ(mac.entries(kPackageCache), QStringList());
         expectTidy(mac, run);
     }
 }

@@ -22,6 +22,7 @@ TEST_F(DoctorOnAMac, EveryStopSignalEndsTheRunWithNothingLeftBehind)
         Phase phase;
         int signal;
     } cases[] = {
+        {"Ctrl-C during a stalled Homebrew download", Phase::homebrewDownload, SIGINT},
         {"SIGTERM during a stalled Homebrew download", Phase::homebrewDownload, SIGTERM},
         {"SIGHUP during a stalled Homebrew download", Phase::homebrewDownload, SIGHUP},
         {"SIGTERM at the installer's password dialog", Phase::passwordDialog, SIGTERM},

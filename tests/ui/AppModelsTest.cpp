@@ -104,23 +104,25 @@ public:
     ProcessResult run(const QString &executable, const QStringList &arguments,
                       const std::optional<Environment> &environment, ProcessCancellation *cancellation) const override
     {
-        if (QThread::currentThread() == qApp->thread())
-            m_ranOnMainThread = true;
-        m_gate.wait();
+        hold();
         return m_inner->run(executable, arguments, environment, cancellation);
     }
     ProcessStreamEvent stream(const QString &executable, const QStringList &arguments,
                               const std::optional<Environment> &environment, ProcessCancellation &cancellation,
                               const LineHandler &onLine) const override
     {
-        if (QThread::currentThread() == qApp->thread())
-            m_ranOnMainThread = true;
-        m_gate.wait();
+        hold();
         return m_inner->stream(executable, arguments, environment, cancellation, onLine);
     }
     mutable std::atomic<bool> m_ranOnMainThread = false;
 
 private:
+    void hold() const
+    {
+        m_ranOnMainThread = m_ranOnMainThread || QThread::currentThread() == qApp->thread();
+        m_gate.wait();
+    }
+
     std::shared_ptr<const ProcessRunning> m_inner;
     std::shared_future<void> m_gate;
 };

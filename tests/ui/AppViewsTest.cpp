@@ -42,10 +42,7 @@ protected:
 
     static QQuickItem *item(QQuickWindow *window, const QString &name) { return visibleItem(window->contentItem(), name); }
 
-    static void click(QQuickWindow *window, QQuickItem *target)
-    {
-        QTest::mouseClick(window, Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
-    }
+    static void click(QQuickWindow *window, QQuickItem *target) { clickItem(window, target); }
 
     void render(QQuickWindow *window, const QString &name)
     {

@@ -8,8 +8,6 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QQmlEngine>
-#include <QQuickView>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -249,27 +247,24 @@ TEST(AuditClosing, CardIsOfferedOnceAndLeavingCountsOneDismissal)
             NpsCardModel *card = nullptr;
             std::function<void()> done;
             std::function<bool()> cardShown;
+            const auto open = [&](auto *model) {
+                screen.reset(model);
+                model->start();
+                model->start();
+                card = model->npsCard();
+                done = [model] { model->done(); };
+                cardShown = [model] { return model->showsNpsCard(); };
+            };
             if (report) {
                 auto *model = new FinalReportModel(world.context(), before, [&] { ++homes; });
-                screen.reset(model);
                 EXPECT_EQ(texts(model->rows()).value(0), QStringLiteral("Xcode Command Line Tools missing"));
-                model->start();
-                model->start();
+                open(model);
                 ASSERT_TRUE(waitFor([&] { return !model->busy(); }));
                 EXPECT_EQ(texts(model->rows()), (QStringList{QStringLiteral("Xcode Command Line Tools installed"),
                                                             QStringLiteral("Homebrew installed"), QStringLiteral("Warp installed")}));
                 EXPECT_EQ(texts(model->rows(), "block"), QStringList(3)) << "no Warp link once Warp is there";
-                card = model->npsCard();
-                done = [model] { model->done(); };
-                cardShown = [model] { return model->showsNpsCard(); };
             } else {
-                auto *model = new SimplifiedCompletionModel(world.context(), [&] { ++homes; });
-                screen.reset(model);
-                model->start();
-                model->start();
-                card = model->npsCard();
-                done = [model] { model->done(); };
-                cardShown = [model] { return model->showsNpsCard(); };
+                open(new SimplifiedCompletionModel(world.context(), [&] { ++homes; }));
             }
             EXPECT_EQ(cardShown(), !c.submittedBefore);
             if (c.leave == Leave::submitThenDone) {
@@ -290,45 +285,12 @@ TEST(AuditClosing, CardIsOfferedOnceAndLeavingCountsOneDismissal)
 
 namespace {
 
-// The audit's real views, offscreen; any QML warning fails the test.
-class AuditView : public ::testing::Test {
+class AuditView : public QmlViewTest {
 protected:
-    void SetUp() override { m_warnings.emplace(); }
-    void TearDown() override
-    {
-        m_view.reset();
-        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
-        m_warnings.reset();
-    }
+    bool show(const char *file, QObject *model) { return QmlViewTest::show(file, model, QSize(760, 620)); }
+    void render(const QString &name) { QmlViewTest::render(QStringLiteral("audit-") + name, {QSize(760, 620), QSize(640, 480)}, QSize(640, 480)); }
 
-    bool show(const QString &file, QObject *model)
-    {
-        m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
-        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->resize(760, 620);
-        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + file));
-        m_view->show();
-        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get());
-    }
-
-    // From the content item: sheets live in the window's overlay, beside the page.
-    QQuickItem *item(const QString &name) { return visibleItem(m_view->contentItem(), name); }
-    void click(QQuickItem *target)
-    {
-        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
-    }
-
-    void render(const QString &name)
-    {
-        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/audit-") + name, {QSize(760, 620), QSize(640, 480)}, QSize(640, 480)),
-                  QStringList());
-    }
-
-    std::optional<WarningRecorder> m_warnings;
     UiWorld m_world;
-    std::unique_ptr<QQuickView> m_view;
 };
 
 } // namespace
@@ -340,8 +302,8 @@ TEST_F(AuditView, EveryPageLoadsWithItsIdentifiers)
         const char *shot;
         SystemProfile profile;
         int returns; // pages passed with Return first
-        QStringList shown;
-        QStringList absent;
+        std::vector<const char *> shown;
+        std::vector<const char *> absent;
     };
     const Case cases[] = {
         {"foundations-homebrew", mac(Architecture::appleSilicon, 14, 0), 0,
@@ -357,23 +319,22 @@ TEST_F(AuditView, EveryPageLoadsWithItsIdentifiers)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.shot);
         StagedAuditFlowModel flow(m_world.context(), c.profile, {});
-        ASSERT_TRUE(show(QStringLiteral("StagedAuditFlowView.qml"), &flow));
+        ASSERT_TRUE(show("StagedAuditFlowView.qml", &flow));
         for (int i = 0; i < c.returns; ++i)
             QTest::keyClick(m_view.get(), Qt::Key_Return);
-        for (const QString &name : c.shown)
-            EXPECT_TRUE(item(name)) << name.toStdString();
-        for (const QString &name : c.absent)
-            EXPECT_FALSE(item(name)) << name.toStdString();
+        for (const char *name : c.shown)
+            EXPECT_TRUE(item(name)) << name;
+        for (const char *name : c.absent)
+            EXPECT_FALSE(item(name)) << name;
         render(QString::fromLatin1(c.shot));
         if (c.returns == 0 && flow.stage()->stage() == AuditStageModel::Stage::Terminal) {
             // The install runs in its sheet over the page; Return belongs to the sheet meanwhile.
-            ASSERT_TRUE(item(QStringLiteral("audit-stage-install")));
-            click(item(QStringLiteral("audit-stage-install")));
-            ASSERT_TRUE(waitFor([&] { return item(QStringLiteral("remediation-end")) != nullptr; }));
+            ASSERT_TRUE(click("audit-stage-install"));
+            ASSERT_TRUE(waitFor([&] { return item("remediation-end") != nullptr; }));
             render(QStringLiteral("terminal-sheet"));
             QTest::keyClick(m_view.get(), Qt::Key_Return);
             ASSERT_TRUE(flow.stage()) << "Return pressed the page under the sheet";
-            EXPECT_FALSE(item(QStringLiteral("remediation-progress"))) << "Return ends the sheet";
+            EXPECT_FALSE(item("remediation-progress")) << "Return ends the sheet";
             EXPECT_TRUE(m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app")));
         }
         // Return moves on, page by page, to the report.
@@ -382,18 +343,18 @@ TEST_F(AuditView, EveryPageLoadsWithItsIdentifiers)
         ASSERT_TRUE(flow.report());
         ASSERT_TRUE(waitFor([&] { return !flow.report()->busy(); }));
         for (const char *name : {"audit-final-report", "nps-card", "audit-done"})
-            EXPECT_TRUE(item(QString::fromLatin1(name))) << name;
+            EXPECT_TRUE(item(name)) << name;
         // The report looks at the Mac again: Warp, once installed from its page, is no link.
         const bool warpInstalled = m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app"));
-        EXPECT_EQ(item(QStringLiteral("audit-report-warp-link")) != nullptr, !warpInstalled);
+        EXPECT_EQ(item("audit-report-warp-link") != nullptr, !warpInstalled);
         if (c.returns == 1 || !warpInstalled)
             render(warpInstalled ? QStringLiteral("report-warp-installed") : QStringLiteral("report"));
         m_view.reset();
     }
     SimplifiedCompletionModel completion(m_world.context(), {});
-    ASSERT_TRUE(show(QStringLiteral("SimplifiedCompletionView.qml"), &completion));
-    EXPECT_TRUE(item(QStringLiteral("simplified-completion")));
-    EXPECT_TRUE(item(QStringLiteral("nps-card")));
+    ASSERT_TRUE(show("SimplifiedCompletionView.qml", &completion));
+    EXPECT_TRUE(item("simplified-completion"));
+    EXPECT_TRUE(item("nps-card"));
     render(QStringLiteral("simplified-completion"));
     m_view.reset(); // before the model it shows
 }

@@ -12,12 +12,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QQmlEngine>
-#include <QQuickItem>
-#include <QQuickView>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -364,50 +360,10 @@ TEST(ZprofileDiffSheet, EndsWithoutWriting)
 
 namespace {
 
-// One sheet's real view, offscreen, as the diagnose screen's dialog will hold it; any QML
-// warning fails the test.
-class SheetView : public ::testing::Test {
+// One sheet's real view, as the diagnose screen's dialog will hold it.
+class SheetView : public QmlViewTest {
 protected:
-    void SetUp() override { m_warnings.emplace(); }
-    void TearDown() override
-    {
-        m_view.reset();
-        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
-        m_warnings.reset();
-    }
-
-    QQuickView *show(const QString &file, QObject *model)
-    {
-        m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
-        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->resize(640, 480);
-        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + file));
-        m_view->show();
-        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get()) ? m_view.get() : nullptr;
-    }
-
-    QQuickItem *item(const char *name) { return visibleItem(m_view->rootObject(), QString::fromLatin1(name)); }
-
-    // Clicks the named control; false when it is not shown.
-    bool click(const char *name)
-    {
-        QQuickItem *target = item(name);
-        if (!target)
-            return false;
-        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
-        return true;
-    }
-
-    void render(const QString &name)
-    {
-        const QSize size = m_view->size();
-        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/sheet-") + name, {size}, size), QStringList());
-    }
-
-    std::optional<WarningRecorder> m_warnings;
-    std::unique_ptr<QQuickView> m_view;
+    void render(const QString &name) { QmlViewTest::render(QStringLiteral("sheet-") + name, {QSize(640, 480)}, QSize(640, 480)); }
 };
 
 } // namespace
@@ -420,7 +376,7 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
         mac.write("sdk() { for i in $(seq 1 60); do echo \"==> step $i of the install\"; done; echo 'Retrying with `brew reinstall`'; sleep 30; }\n",
                   ".sdkman/bin/sdkman-init.sh");
         RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
-        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(show("RemediationSheet.qml", &sheet, QSize(640, 480)));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-retry-line"); }, 20000)) << "the newest line is not in view";
         EXPECT_TRUE(item("remediation-status"));
         render(QStringLiteral("remediation-running"));
@@ -431,7 +387,7 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
         SimulatedMacSheet mac(true);
         auto &[fixture, sink, opened, context] = mac;
         RemediationSheetModel sheet(context, Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")));
-        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(show("RemediationSheet.qml", &sheet, QSize(640, 480)));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-zshrc-apply"); }, 10000));
         EXPECT_FALSE(item("remediation-end"));
         render(QStringLiteral("remediation-zshrc-offer"));
@@ -445,7 +401,7 @@ TEST_F(SheetView, RemediationSheetRunsCancelsAndEnds)
     {
         SimulatedMacSheet mac;
         RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
-        ASSERT_TRUE(show(QStringLiteral("RemediationSheet.qml"), &sheet));
+        ASSERT_TRUE(show("RemediationSheet.qml", &sheet, QSize(640, 480)));
         ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-article"); }, 10000));
         render(QStringLiteral("remediation-failed"));
         EXPECT_TRUE(click("remediation-article"));
@@ -461,7 +417,7 @@ TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
         RealHome home;
         home.write("export PATH=/opt/bin:$PATH\n\nalias ll='ls -l'\n");
         auto sheet = home.open();
-        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        ASSERT_TRUE(show("ZprofileDiffSheet.qml", sheet.get(), QSize(640, 480)));
         render(QStringLiteral("zprofile-changes"));
         EXPECT_TRUE(click("zprofile-toggle"));
         EXPECT_TRUE(sheet->showFullFile());
@@ -489,7 +445,7 @@ TEST_F(SheetView, ZprofileDiffSheetReviewsAndApplies)
         RealHome home;
         state.setUp(home);
         auto sheet = home.open();
-        ASSERT_TRUE(show(QStringLiteral("ZprofileDiffSheet.qml"), sheet.get()));
+        ASSERT_TRUE(show("ZprofileDiffSheet.qml", sheet.get(), QSize(640, 480)));
         EXPECT_TRUE(item(state.shown)) << state.name;
         EXPECT_EQ(item("zprofile-apply") != nullptr, state.leave == std::string("zprofile-cancel")) << state.name;
         render(QStringLiteral("zprofile-") + state.name);

@@ -8,9 +8,11 @@
 #include <QGuiApplication>
 #include <QList>
 #include <QPalette>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
 #include <QQuickWindow>
 #include <QTest>
-#include <QQuickItem>
 #include <QStringList>
 #include <QtGlobal>
 #include <QUrl>
@@ -19,6 +21,8 @@
 #include <optional>
 #include <mutex>
 
+#include <gtest/gtest.h>
+
 /// Keeps what the models sent; the start-up work tracks from a worker thread.
 class RecordingSink final : public TelemetrySink {
 public:
@@ -26,7 +30,6 @@ public:
     void track(const QString &eventName, const JSONObject &data) override
     {
         std::lock_guard lock(m_mutex);
-        m_names.append(eventName);
         m_events.append({eventName, data});
     }
     QList<TelemetryEvent> events() const
@@ -36,13 +39,14 @@ public:
     }
     QStringList names() const
     {
-        std::lock_guard lock(m_mutex);
-        return m_names;
+        QStringList names;
+        for (const TelemetryEvent &event : events())
+            names.append(event.name);
+        return names;
     }
 
 private:
     mutable std::mutex m_mutex;
-    QStringList m_names;
     QList<TelemetryEvent> m_events;
 };
 
@@ -143,3 +147,52 @@ inline QStringList saveShots(QQuickWindow *window, const QString &prefix, const 
     QGuiApplication::setPalette(light);
     return failed;
 }
+
+inline void clickItem(QQuickWindow *window, QQuickItem *target)
+{
+    QTest::mouseClick(window, Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+}
+
+/// One QML file's real view over `model`, offscreen; any QML warning while the test runs fails it.
+class QmlViewTest : public ::testing::Test {
+protected:
+    void SetUp() override { m_warnings.emplace(); }
+    void TearDown() override
+    {
+        m_view.reset();
+        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
+        m_warnings.reset();
+    }
+
+    bool show(const char *file, QObject *model, QSize size)
+    {
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(QStringLiteral("qrc:/qt/qml"));
+        m_view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model)}});
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->resize(size);
+        m_view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Tarnwick/") + QLatin1String(file)));
+        m_view->show();
+        return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get());
+    }
+
+    // From the content item: sheets live in the window's overlay, beside the page.
+    QQuickItem *item(const char *name) { return visibleItem(m_view->contentItem(), QString::fromLatin1(name)); }
+
+    // Clicks the named control; false when it is not shown.
+    bool click(const char *name)
+    {
+        QQuickItem *target = item(name);
+        if (target)
+            clickItem(m_view.get(), target);
+        return target;
+    }
+
+    void render(const QString &path, const QList<QSize> &sizes, QSize darkSize)
+    {
+        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/") + path, sizes, darkSize), QStringList());
+    }
+
+    std::optional<WarningRecorder> m_warnings;
+    std::unique_ptr<QQuickView> m_view;
+};
