@@ -82,6 +82,7 @@ Item {
                     id: backButton
                     objectName: "diagnose-back"
                     visible: endScaffold.failed
+                    highlighted: true
                     text: view.model.backText
                     Accessible.name: text
                     Accessible.onPressAction: backButton.clicked()
