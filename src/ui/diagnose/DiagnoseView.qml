@@ -119,6 +119,8 @@ Item {
         width: view.width - 48
         height: view.height - 48
         padding: 0
+        // The sheet shows its title as its own heading; the title stays for assistive technology.
+        header: null
         visible: view.model.remediationSheet !== null || view.model.zprofileSheet !== null
         title: view.model.remediationSheet !== null ? view.model.remediationSheet.title
              : view.model.zprofileSheet !== null ? view.model.zprofileSheet.title : ""

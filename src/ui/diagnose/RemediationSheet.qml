@@ -110,9 +110,8 @@ Page {
                 wrapMode: Text.Wrap
                 Layout.fillWidth: true
             }
-            Label {
-                text: sheet.model.zshrcBackupLine
-                Accessible.name: text
+            CodeLabel {
+                source: sheet.model.zshrcBackupLine
                 font.pixelSize: 11
                 color: sheet.palette.placeholderText
                 Layout.fillWidth: true

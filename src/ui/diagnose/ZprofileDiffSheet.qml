@@ -58,18 +58,16 @@ Page {
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
+        CodeLabel {
             objectName: "zprofile-created-note"
-            visible: sheet.hasPreview && text.length > 0
-            text: sheet.model.createdNote
-            Accessible.name: text
+            visible: sheet.hasPreview && source.length > 0
+            source: sheet.model.createdNote
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
+        CodeLabel {
             visible: sheet.hasPreview
-            text: sheet.model.backupLine
-            Accessible.name: text
+            source: sheet.model.backupLine
             font.pixelSize: 11
             color: sheet.palette.placeholderText
             Layout.fillWidth: true
