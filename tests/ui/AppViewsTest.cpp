@@ -1,9 +1,15 @@
 #include "UiTestSupport.h"
 
 #include "ui/app/AppWindow.h"
+#include "ui/app/ConsentViewModel.h"
 #include "ui/app/TarnwickAppModel.h"
+#include "ui/app/WelcomeViewModel.h"
+#include "ui/audit/AuditStageModel.h"
+#include "ui/audit/StagedAuditFlowModel.h"
+#include "ui/common/NpsCardModel.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
+#include <QAccessible>
 #include <QElapsedTimer>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
@@ -262,6 +268,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
     using State = DiagnoseViewModel::State;
     using Z = ZprofileDiffSheetModel::State;
     const Outcome installed = Outcome::success(QStringLiteral("Temurin installed."));
+    AuditStageModel *firstStage = nullptr;
     const struct Case {
         const char *name;
         const char *scenario;
@@ -305,6 +312,24 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         {"completed: Continue", "new-mac",
          [](DiagnoseViewModel &m) { m.remediate(Remediation::installHomebrew()); m.finish(Outcome::success(QStringLiteral("Homebrew installed."))); return true; },
          Qt::Key_Return, [](TarnwickAppModel &app) { return app.page() == Page::Audit; }},
+        {"audit stage: Skip", "new-mac",
+         [&](DiagnoseViewModel &m) {
+             m.remediate(Remediation::installHomebrew());
+             m.finish(Outcome::success(QStringLiteral("Homebrew installed.")));
+             m.continueToAudit();
+             return QTest::qWaitFor([&] { return (firstStage = m_app->audit() ? m_app->audit()->stage() : nullptr); }, 10000);
+         },
+         Qt::Key_Return, [&](TarnwickAppModel &app) { return app.audit()->stage() != firstStage; }},
+        {"final report: Done", "healthy",
+         [&](DiagnoseViewModel &m) {
+             m.continueToAudit();
+             return QTest::qWaitFor([&] {
+                 if (m_app->audit() && m_app->audit()->stage())
+                     m_app->audit()->stage()->skip();
+                 return m_app->audit() && m_app->audit()->report();
+             }, 10000);
+         },
+         Qt::Key_Return, [](TarnwickAppModel &app) { return app.page() == Page::Welcome; }},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -321,5 +346,70 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         }
         QTest::keyClick(window, c.key);
         EXPECT_TRUE(QTest::qWaitFor([&] { return c.pressed(*m_app); }, 5000));
+    }
+}
+
+// Tab walks each page's controls in reading order, from the top, and comes round to the first.
+TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
+{
+    const struct Case {
+        const char *name;
+        const char *scenario;
+        std::function<QStringList(TarnwickAppModel &)> reach; // brings the page up, says its controls in order
+    } cases[] = {
+        {"consent", "developer-no-java",
+         [](TarnwickAppModel &app) { return QStringList{app.consent()->privacyLinkText(), app.consent()->continueText()}; }},
+        {"welcome", "developer-no-java",
+         [](TarnwickAppModel &app) {
+             app.consent()->accept();
+             return QStringList{app.welcome()->diagnoseText(), app.welcome()->articleLinkText()};
+         }},
+        {"diagnosis", "developer-no-java",
+         [](TarnwickAppModel &app) {
+             app.consent()->accept();
+             app.push(TarnwickAppModel::Screen::diagnose);
+             DiagnoseViewModel *m = app.diagnose();
+             if (!QTest::qWaitFor([&] { return m->state() == DiagnoseViewModel::State::Diagnosed; }, 10000))
+                 return QStringList();
+             QStringList order{m->primaryText(), m->secondaryButtonText(), m->linkText()};
+             order.removeAll(QString()); // a diagnosis without a second way or a link
+             return order;
+         }},
+        {"no errors, with the card", "healthy",
+         [](TarnwickAppModel &app) {
+             app.consent()->accept();
+             app.push(TarnwickAppModel::Screen::diagnose);
+             DiagnoseViewModel *m = app.diagnose();
+             if (!QTest::qWaitFor([&] { return m->state() == DiagnoseViewModel::State::Diagnosed && m->showsNpsCard(); }, 10000))
+                 return QStringList();
+             QStringList order;
+             if (!m->linkText().isEmpty())
+                 order.append(m->linkText());
+             order.append(m->continueText());
+             for (int score = 0; score <= 10; ++score)
+                 order.append(QString::number(score));
+             // Send stays disabled until a score is picked, so Tab passes it by.
+             order << m->npsCard()->reasonPrompt() << m->npsCard()->dismissText();
+             return order;
+         }},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        m_engine.reset();
+        m_world.store = std::make_shared<InMemoryKeyValueStore>();
+        m_world.mac = SimulatedMac::create(QString::fromLatin1(c.scenario));
+        QQuickWindow *window = open();
+        ASSERT_TRUE(window);
+        const QStringList order = c.reach(*m_app);
+        ASSERT_FALSE(order.isEmpty());
+        QTest::qWait(50); // the page comes up
+        QStringList visited;
+        for (qsizetype press = 0; press <= order.size(); ++press) {
+            QTest::keyClick(window, Qt::Key_Tab);
+            QQuickItem *focused = window->activeFocusItem();
+            QAccessibleInterface *accessible = focused ? QAccessible::queryAccessibleInterface(focused) : nullptr;
+            visited.append(accessible ? accessible->text(QAccessible::Name) : QStringLiteral("(nothing named)"));
+        }
+        EXPECT_EQ(visited, order + QStringList{order.first()});
     }
 }

@@ -21,8 +21,9 @@ ApplicationWindow {
         Accessible.name: text
         padding: 8
         wrapMode: Text.WordWrap
-        background: Rectangle { color: "#fff4ce" }
-        color: "#3d3000"
+        // The system's note colours, so that the notice reads in dark mode too.
+        background: Rectangle { color: window.palette.toolTipBase }
+        color: window.palette.toolTipText
     }
 
     // The page for the model's current one. Each view receives its model as it is created,

@@ -157,6 +157,8 @@ ScreenScaffold {
         width: page.width - 48
         height: page.height - 48
         padding: 0
+        // The sheet shows its title as its own heading; the title stays for assistive technology.
+        header: null
         visible: page.model.remediationSheet !== null
         title: page.model.remediationSheet !== null ? page.model.remediationSheet.title : ""
 

@@ -45,6 +45,12 @@ ScreenScaffold {
                     font.pixelSize: 15
                     onClicked: reportRow.linkClicked()
                 }
+                // Takes the row's spare width, which the layout would otherwise share out
+                // between the mark and the link and so push the link away from its mark.
+                Item {
+                    visible: reportRow.modelData.block === "warp"
+                    Layout.fillWidth: true
+                }
             }
         }
     }

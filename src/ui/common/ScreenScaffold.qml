@@ -33,11 +33,10 @@ Page {
             width: scroller.availableWidth
             spacing: 12
 
-            Label {
+            CodeLabel {
                 objectName: scaffold.titleObjectName
-                text: scaffold.title
+                source: scaffold.title
                 Accessible.role: Accessible.Heading
-                Accessible.name: text
                 font.pixelSize: 26
                 font.weight: Font.DemiBold
                 wrapMode: Text.Wrap
@@ -46,11 +45,10 @@ Page {
                 Layout.leftMargin: 32
                 Layout.rightMargin: 32
             }
-            Label {
+            CodeLabel {
                 objectName: scaffold.explainerObjectName
-                visible: text.length > 0
-                text: scaffold.explainer
-                Accessible.name: text
+                visible: source.length > 0
+                source: scaffold.explainer
                 font.pixelSize: 15
                 wrapMode: Text.Wrap
                 Layout.fillWidth: true
@@ -86,6 +84,8 @@ Page {
         height: visible ? implicitHeight : 0
         padding: 16
         leftPadding: 32
+        // The screen's buttons at the size of the buttons on the page above them.
+        font.pixelSize: 15
         rightPadding: 32
 
         RowLayout {

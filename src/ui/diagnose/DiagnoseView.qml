@@ -82,6 +82,7 @@ Item {
                     id: backButton
                     objectName: "diagnose-back"
                     visible: endScaffold.failed
+                    highlighted: true
                     text: view.model.backText
                     Accessible.name: text
                     Accessible.onPressAction: backButton.clicked()
@@ -118,6 +119,8 @@ Item {
         width: view.width - 48
         height: view.height - 48
         padding: 0
+        // The sheet shows its title as its own heading; the title stays for assistive technology.
+        header: null
         visible: view.model.remediationSheet !== null || view.model.zprofileSheet !== null
         title: view.model.remediationSheet !== null ? view.model.remediationSheet.title
              : view.model.zprofileSheet !== null ? view.model.zprofileSheet.title : ""

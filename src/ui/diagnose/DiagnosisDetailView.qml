@@ -46,10 +46,8 @@ ScreenScaffold {
             Accessible.onPressAction: primaryButton.clicked()
             onClicked: page.model.remediatePrimary()
         }
-        Label {
-            text: page.model.primaryExplainer
-            Accessible.name: text
-            wrapMode: Text.Wrap
+        CodeLabel {
+            source: page.model.primaryExplainer
             color: page.palette.placeholderText
             Layout.fillWidth: true
         }
@@ -68,10 +66,8 @@ ScreenScaffold {
             Accessible.onPressAction: secondaryButton.clicked()
             onClicked: page.model.remediateSecondary()
         }
-        Label {
-            text: page.model.secondaryNote
-            Accessible.name: text
-            wrapMode: Text.Wrap
+        CodeLabel {
+            source: page.model.secondaryNote
             color: page.palette.placeholderText
             Layout.fillWidth: true
         }

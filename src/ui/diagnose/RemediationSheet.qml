@@ -14,24 +14,24 @@ Page {
     implicitHeight: 480
     padding: 24
     background: Rectangle { color: sheet.palette.window }
+    // Errors in red, lighter on a dark window so that they read there too (as the audit's marks).
+    readonly property color errorColour: sheet.palette.window.hslLightness < 0.5 ? "#ff7a70" : "#c42b1c"
 
     ColumnLayout {
         anchors.fill: parent
         spacing: 12
 
-        Label {
-            text: sheet.model.title
+        CodeLabel {
+            source: sheet.model.title
             Accessible.role: Accessible.Heading
-            Accessible.name: text
             font.pixelSize: 20
             font.weight: Font.DemiBold
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
-            visible: text.length > 0
-            text: sheet.model.explainer
-            Accessible.name: text
+        CodeLabel {
+            visible: source.length > 0
+            source: sheet.model.explainer
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
@@ -110,9 +110,8 @@ Page {
                 wrapMode: Text.Wrap
                 Layout.fillWidth: true
             }
-            Label {
-                text: sheet.model.zshrcBackupLine
-                Accessible.name: text
+            CodeLabel {
+                source: sheet.model.zshrcBackupLine
                 font.pixelSize: 11
                 color: sheet.palette.placeholderText
                 Layout.fillWidth: true
@@ -133,7 +132,7 @@ Page {
             visible: text.length > 0
             text: sheet.model.zshrcError
             Accessible.name: text
-            color: "#c0392b"
+            color: sheet.errorColour
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }

@@ -95,6 +95,7 @@ ScreenScaffold {
             id: backButton
             objectName: "diagnose-back"
             visible: !page.model.passed
+            highlighted: true
             text: page.model.backText
             Accessible.name: text
             Accessible.onPressAction: backButton.clicked()

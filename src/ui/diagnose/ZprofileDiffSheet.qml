@@ -16,23 +16,23 @@ Page {
     implicitHeight: 480
     padding: 24
     background: Rectangle { color: sheet.palette.window }
+    // Errors in red, lighter on a dark window so that they read there too (as the audit's marks).
+    readonly property color errorColour: sheet.palette.window.hslLightness < 0.5 ? "#ff7a70" : "#c42b1c"
 
     ColumnLayout {
         anchors.fill: parent
         spacing: 12
 
-        Label {
-            text: sheet.model.title
+        CodeLabel {
+            source: sheet.model.title
             Accessible.role: Accessible.Heading
-            Accessible.name: text
             font.pixelSize: 20
             font.weight: Font.DemiBold
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
-            text: sheet.model.detail
-            Accessible.name: text
+        CodeLabel {
+            source: sheet.model.detail
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
@@ -40,36 +40,34 @@ Page {
         BusyIndicator {
             visible: sheet.model.state === ZprofileDiffSheetModel.Loading
             running: visible
+            Accessible.name: sheet.model.title.replace(/`/g, "")
         }
         Label {
             objectName: "zprofile-load-error"
             visible: sheet.model.state === ZprofileDiffSheetModel.LoadFailed
             text: sheet.model.loadError
             Accessible.name: text
-            color: "#c0392b"
+            color: sheet.errorColour
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
+        CodeLabel {
             objectName: "zprofile-already-set"
             visible: sheet.model.state === ZprofileDiffSheetModel.AlreadySet
-            text: sheet.model.alreadySetNote
-            Accessible.name: text
+            source: sheet.model.alreadySetNote
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
+        CodeLabel {
             objectName: "zprofile-created-note"
-            visible: sheet.hasPreview && text.length > 0
-            text: sheet.model.createdNote
-            Accessible.name: text
+            visible: sheet.hasPreview && source.length > 0
+            source: sheet.model.createdNote
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
-        Label {
+        CodeLabel {
             visible: sheet.hasPreview
-            text: sheet.model.backupLine
-            Accessible.name: text
+            source: sheet.model.backupLine
             font.pixelSize: 11
             color: sheet.palette.placeholderText
             Layout.fillWidth: true
@@ -124,7 +122,7 @@ Page {
             visible: text.length > 0
             text: sheet.model.applyError
             Accessible.name: text
-            color: "#c0392b"
+            color: sheet.errorColour
             wrapMode: Text.Wrap
             Layout.fillWidth: true
         }
@@ -143,8 +141,10 @@ Page {
             }
             Item { Layout.fillWidth: true }
             Button {
+                id: closeButton
                 objectName: "zprofile-close"
                 visible: sheet.model.state === ZprofileDiffSheetModel.LoadFailed
+                highlighted: true
                 text: sheet.model.closeText
                 Accessible.name: text
                 Accessible.onPressAction: clicked()
@@ -187,8 +187,9 @@ Page {
 
     Shortcut {
         sequences: ["Return", "Enter"]
-        enabled: applyButton.visible || continueButton.visible
-        onActivated: applyButton.visible ? applyButton.clicked() : continueButton.clicked()
+        enabled: applyButton.visible || continueButton.visible || closeButton.visible
+        onActivated: applyButton.visible ? applyButton.clicked()
+                   : continueButton.visible ? continueButton.clicked() : closeButton.clicked()
     }
     Shortcut {
         sequence: "Escape"

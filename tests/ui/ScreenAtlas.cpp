@@ -1,0 +1,217 @@
+// Renders every screen the app shows on a set of simulated Macs, in the light and the dark
+// palette, at the smallest window and a large one, by walking each Mac through the real window as
+// a person would: each step presses the button that leads on, and each new state is shot.
+//
+//   tarnwick_screens <output folder> [scenario,scenario,…]
+
+#include "UiTestSupport.h"
+
+#include "ui/app/AppWindow.h"
+#include "ui/app/TarnwickAppModel.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QQmlApplicationEngine>
+#include <QSet>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+const QStringList defaultScenarios = {
+    QStringLiteral("developer-no-java"), QStringLiteral("java-home-unset"),        QStringLiteral("healthy"),
+    QStringLiteral("new-mac"),           QStringLiteral("cursor-user-no-homebrew"), QStringLiteral("adoptium-offline"),
+    QStringLiteral("password-declined"),
+};
+const QList<QSize> sizes = {QSize(640, 480), QSize(1280, 860)};
+
+// The pages and sheets, most specific first: a sheet covers its page.
+const QStringList sheets = {QStringLiteral("remediation-progress"), QStringLiteral("zprofile-diff-sheet")};
+const QStringList pages = {
+    QStringLiteral("consent-view"),       QStringLiteral("welcome-view"),        QStringLiteral("diagnose-progress"),
+    QStringLiteral("diagnosis-detail"),   QStringLiteral("verify-result"),       QStringLiteral("diagnose-error"),
+    QStringLiteral("diagnose-completed"), QStringLiteral("simplified-completion"), QStringLiteral("audit-final-report"),
+    QStringLiteral("audit-stage-foundations"), QStringLiteral("audit-stage-terminal"),
+};
+// What leads on from a state, in the order a person would pick it. Back is last: it returns to
+// a state already shot, which ends the walk.
+const QStringList forward = {
+    QStringLiteral("consent-continue"),       QStringLiteral("welcome-diagnose-button"), QStringLiteral("remediation-zshrc-apply"),
+    QStringLiteral("remediation-end"),        QStringLiteral("zprofile-apply"),          QStringLiteral("zprofile-continue"),
+    QStringLiteral("zprofile-close"),         QStringLiteral("verify-set-java-home"),    QStringLiteral("remediation-primary-button"),
+    QStringLiteral("continue-to-audit"),      QStringLiteral("audit-stage-skip"),        QStringLiteral("audit-done"),
+    QStringLiteral("completion-done"),        QStringLiteral("diagnose-back"),
+};
+
+class Atlas {
+public:
+    explicit Atlas(QString out) : m_out(std::move(out)) {}
+
+    // Walks one simulated Mac from consent to the end; false when it stalled somewhere.
+    bool walk(const QString &scenario)
+    {
+        SimulatedMac::Options options;
+        options.linePause = std::chrono::milliseconds(15); // slow enough to catch a fix running
+        UiWorld world;
+        world.mac = SimulatedMac::create(scenario, options);
+        if (!world.mac) {
+            std::fprintf(stderr, "No simulated Mac called %s.\n", qPrintable(scenario));
+            return false;
+        }
+        TarnwickAppModel app(world.context(), QStringLiteral("Running on a simulated Mac (%1).").arg(scenario));
+        QQmlApplicationEngine engine;
+        if (!loadAppWindow(engine, app)) {
+            std::fprintf(stderr, "The window did not load.\n");
+            return false;
+        }
+        m_window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
+        if (!m_window || !QTest::qWaitForWindowExposed(m_window))
+            return false;
+        m_dir = m_out + u'/' + scenario;
+        QDir().mkpath(m_dir);
+        m_seen.clear();
+        m_step = 0;
+
+        for (;;) {
+            const QString state = currentState();
+            if (state.isEmpty()) {
+                std::fprintf(stderr, "%s: no known page is showing.\n", qPrintable(scenario));
+                return false;
+            }
+            if (m_seen.contains(stateKey()))
+                return true; // back where it has been: every state on this path is shot
+            m_seen.insert(stateKey());
+            shoot(state);
+            if (QQuickItem *card = item(QStringLiteral("nps-card")); card && item(QStringLiteral("nps-score-9"))) {
+                click(item(QStringLiteral("nps-score-9")));
+                shoot(state + QStringLiteral("-card-scored"));
+                click(item(QStringLiteral("nps-submit")));
+                (void)QTest::qWaitFor([&] { return !item(QStringLiteral("nps-submit")); }, 5000);
+                shoot(state + QStringLiteral("-card-sent"));
+            }
+            QQuickItem *next = nextAction();
+            if (!next) {
+                // A state on its way to another (a probe, a fix streaming, a profile) is shot
+                // once; the walk waits for the button that leads on.
+                if (!QTest::qWaitFor([&] { return nextAction() != nullptr; }, 30000)) {
+                    std::fprintf(stderr, "%s: stalled at %s.\n", qPrintable(scenario), qPrintable(currentState()));
+                    return false;
+                }
+                if (currentState() != state)
+                    continue;
+                next = nextAction();
+            }
+            const QString pressed = next->objectName();
+            click(next);
+            if (pressed == QLatin1String("audit-done") || pressed == QLatin1String("completion-done"))
+                return true;
+            QTest::qWait(150); // the next page or sheet comes up
+        }
+    }
+
+private:
+    QQuickItem *item(const QString &name) const { return visibleItem(m_window->contentItem(), name); }
+    // The sheet over the page, if one is up: while it is, only its buttons lead on.
+    QQuickItem *sheet() const
+    {
+        for (const QString &name : sheets)
+            if (QQuickItem *shown = item(name))
+                return shown;
+        return nullptr;
+    }
+
+    QQuickItem *nextAction() const
+    {
+        QQuickItem *root = sheet() ? sheet() : m_window->contentItem();
+        for (const QString &name : forward)
+            if (QQuickItem *action = visibleItem(root, name); action && action->isEnabled())
+                return action;
+        return nullptr;
+    }
+
+    // The page or sheet showing and, where one page has several looks, which one.
+    QString currentState() const
+    {
+        if (QQuickItem *shown = sheet()) {
+            const QString name = shown->objectName();
+            if (visibleItem(shown, QStringLiteral("remediation-zshrc-apply")))
+                return name + QStringLiteral("-zshrc-offer");
+            for (const char *action : {"remediation-cancel", "remediation-end", "zprofile-apply", "zprofile-continue", "zprofile-close"})
+                if (visibleItem(shown, QString::fromLatin1(action)))
+                    return name + u'-' + QString::fromLatin1(action).section(u'-', 1);
+            return name + QStringLiteral("-loading");
+        }
+        for (const QString &page : pages) {
+            if (!item(page))
+                continue;
+            if (page == QLatin1String("verify-result"))
+                return page + (item(QStringLiteral("verify-set-java-home")) ? QStringLiteral("-offer")
+                               : item(QStringLiteral("continue-to-audit")) ? QStringLiteral("-pass") : QStringLiteral("-fail"));
+            return page;
+        }
+        return item(QStringLiteral("audit-view")) ? QStringLiteral("audit-profiling") : QString();
+    }
+
+    // Two visits to one page with different titles (a diagnosis, then another) are two states.
+    QString stateKey() const
+    {
+        QString title;
+        for (const QString &page : pages)
+            if (QQuickItem *shown = item(page))
+                title = shown->property("title").toString();
+        return currentState() + u'|' + title;
+    }
+
+    void click(QQuickItem *target)
+    {
+        QTest::mouseClick(m_window, Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+    }
+
+    void shoot(const QString &state)
+    {
+        const QString name = QStringLiteral("%1-%2").arg(++m_step, 2, 10, QLatin1Char('0')).arg(state);
+        const QPalette light = QGuiApplication::palette();
+        for (const auto &[palette, colours] : {std::pair{QStringLiteral("light"), light}, std::pair{QStringLiteral("dark"), darkPalette()}}) {
+            QGuiApplication::setPalette(colours);
+            for (const QSize size : sizes) {
+                m_window->resize(size);
+                QTest::qWait(60); // the layouts settle at the new size
+                const QString path = QStringLiteral("%1/%2-%3-%4x%5.png").arg(m_dir, name, palette).arg(size.width()).arg(size.height());
+                if (!m_window->grabWindow().save(path))
+                    std::fprintf(stderr, "Couldn't write %s.\n", qPrintable(path));
+            }
+        }
+        QGuiApplication::setPalette(light);
+        std::printf("  %s\n", qPrintable(name));
+    }
+
+    QString m_out;
+    QString m_dir;
+    QQuickWindow *m_window = nullptr;
+    QSet<QString> m_seen;
+    int m_step = 0;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+    const QStringList arguments = application.arguments();
+    if (arguments.size() < 2) {
+        std::fprintf(stderr, "Usage: %s <output folder> [scenario,scenario,…]\n", argv[0]);
+        return 2;
+    }
+    const QStringList scenarios = arguments.size() > 2 ? arguments[2].split(u',', Qt::SkipEmptyParts) : defaultScenarios;
+    Atlas atlas(arguments[1]);
+    int stalled = 0;
+    for (const QString &scenario : scenarios) {
+        std::printf("%s\n", qPrintable(scenario));
+        std::fflush(stdout);
+        if (!atlas.walk(scenario))
+            ++stalled;
+    }
+    return stalled == 0 ? 0 : 1;
+}
