@@ -80,22 +80,6 @@ TEST(Probes, ReadEveryFieldFromTheMac)
     EXPECT_EQ(bundle.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"));
 }
 
-TEST(Probes, FailuresGiveEmptyFields)
-{
-    StandIns mac;
-    mac.remove(QStringLiteral("/usr/bin/which"));
-    mac.add(QStringLiteral("/usr/libexec/java_home"),
-            "echo 'The operation couldn’t be completed. Unable to locate a Java Runtime.' >&2; exit 1");
-    mac.remove(QStringLiteral("/bin/zsh"));
-    const ProbeBundle bundle = Probes(mac.shell(), std::make_shared<InMemoryFileSystem>()).run();
-    EXPECT_EQ(bundle, ProbeBundle {});
-
-    // `which` that runs but finds nothing.
-    StandIns stock;
-    stock.add(QStringLiteral("/usr/bin/which"), "exit 1");
-    EXPECT_EQ(Probes(stock.shell(), std::make_shared<InMemoryFileSystem>()).whichJava(), std::nullopt);
-}
-
 TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
 {
     // Real zsh, real start-up files in a throw-away home, asked from a Terminal window whose

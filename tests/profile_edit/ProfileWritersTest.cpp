@@ -56,6 +56,8 @@ TEST(ZprofileWriter, PreviewsTheBlockAfterOneBlankLine)
          "  export JAVA_HOME=/Library/Java/JavaVirtualMachines/x/Contents/Home\n"},
         {"an export after a carriage return counts", "alias a=b\rexport JAVA_HOME=/x", true, "alias a=b\rexport JAVA_HOME=/x"},
         {"JAVA_HOME used but not exported", "echo $JAVA_HOME\n", false, "echo $JAVA_HOME\n\n" + kHeader + "\n" + kExports},
+        {"Latin-1, shown with a replacement character", "export NAME=Jos\xe9\n", false, "export NAME=Jos\uFFFD\n\n" + kHeader + "\n" + kExports},
+        {"a byte-order mark, not shown", "\xef\xbb\xbf" "alias ll='ls -l'", false, "alias ll='ls -l'\n\n" + kHeader + "\n" + kExports},
     };
     for (const auto &c : cases) {
         Home home;
@@ -87,25 +89,6 @@ TEST(FileAppendWriter, AnyMentionOfThePresenceTextCounts)
     EXPECT_EQ(FileAppendWriter::header(QStringLiteral("Homebrew shellenv"), kDay), QStringLiteral("# 2026-03-14 Tarnwick — Homebrew shellenv"));
 }
 
-TEST(FileAppendWriter, AppliesWithABackupThatKeepsTheOriginalsMode)
-{
-    Home home;
-    home.write(QStringLiteral(".zprofile"), "export GITHUB_TOKEN=secret\n");
-    QFile::setPermissions(home.path(QStringLiteral(".zprofile")), QFile::ReadOwner | QFile::WriteOwner);
-    const ZprofileWriter writer(home.fs);
-    writer.apply(writer.preview(kDay));
-
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile")), ("export GITHUB_TOKEN=secret\n\n" + kHeader + "\n" + kExports).toUtf8());
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), QByteArray("export GITHUB_TOKEN=secret\n"));
-    EXPECT_EQ(home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile"))).posixPermissions, 0600u);
-    EXPECT_EQ(home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile.bak"))).posixPermissions, 0600u);
-
-    // Applying again after a fresh preview: already set, nothing changes.
-    const QByteArray once = home.read(QStringLiteral(".zprofile"));
-    writer.apply(writer.preview(kDay));
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile")), once);
-}
-
 TEST(FileAppendWriter, AMissingFileIsCreatedWithAnEmptyBackup)
 {
     Home home;
@@ -115,48 +98,7 @@ TEST(FileAppendWriter, AMissingFileIsCreatedWithAnEmptyBackup)
     EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), QByteArray());
 }
 
-TEST(FileAppendWriter, WritesThroughASymlinkedProfile)
-{
-    Home home;
-    QDir(home.dir.path()).mkpath(QStringLiteral("dotfiles"));
-    home.write(QStringLiteral("dotfiles/zprofile"), "# managed by stow\n");
-    QFile::setPermissions(home.path(QStringLiteral("dotfiles/zprofile")), QFile::ReadOwner | QFile::WriteOwner);
-    ASSERT_TRUE(QFile::link(QStringLiteral("dotfiles/zprofile"), home.path(QStringLiteral(".zprofile"))));
-
-    const ZprofileWriter writer(home.fs);
-    writer.apply(writer.preview(kDay));
-    EXPECT_TRUE(QFileInfo(home.path(QStringLiteral(".zprofile"))).isSymLink());
-    EXPECT_EQ(home.read(QStringLiteral("dotfiles/zprofile")), ("# managed by stow\n\n" + kHeader + "\n" + kExports).toUtf8());
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), QByteArray("# managed by stow\n"));
-    EXPECT_FALSE(QFileInfo(home.path(QStringLiteral(".zprofile.bak"))).isSymLink());
-    EXPECT_EQ(home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile.bak"))).posixPermissions, 0600u);
-}
-
-TEST(FileAppendWriter, KeepsEveryByteOfTheOriginal)
-{
-    const QByteArray block = (kHeader + "\n" + kExports).toUtf8();
-    const struct {
-        const char *name;
-        QByteArray original;
-        QByteArray separator;
-        QString shownStart; // how the preview shows the start of the file
-    } cases[] = {
-        {"Latin-1, not UTF-8", "export NAME=Jos\xe9\nalias k=kubectl\n", "\n", QStringLiteral("export NAME=Jos\uFFFD\nalias k=kubectl")},
-        {"a byte-order mark", "\xef\xbb\xbf" "alias ll='ls -l'", "\n\n", QStringLiteral("alias ll='ls -l'")},
-    };
-    for (const auto &c : cases) {
-        Home home;
-        home.write(QStringLiteral(".zprofile"), c.original);
-        const ZprofileWriter writer(home.fs);
-        const FileAppendWriter::DiffPreview preview = writer.preview(kDay);
-        EXPECT_TRUE(preview.originalContents.startsWith(c.shownStart)) << c.name << ": " << preview.originalContents.toStdString();
-        writer.apply(preview);
-        EXPECT_EQ(home.read(QStringLiteral(".zprofile")), c.original + c.separator + block) << c.name;
-        EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), c.original) << c.name;
-    }
-}
-
-TEST(FileAppendWriter, ReplacesThePreviousBackupOnlyWithACompleteOne)
+TEST(FileAppendWriter, AppliesOnceWithACompleteBackupInTheOriginalsMode)
 {
     const QByteArray profile = "export GITHUB_TOKEN=secret\n";
     const QByteArray expected = profile + "\n" + (kHeader + "\n" + kExports).toUtf8();
@@ -164,34 +106,43 @@ TEST(FileAppendWriter, ReplacesThePreviousBackupOnlyWithACompleteOne)
         const char *name;
         std::function<void(const Home &)> scene;
     } cases[] = {
+        {"no backup yet", [](const Home &) {}},
         {"an old backup", [](const Home &home) { home.write(QStringLiteral(".zprofile.bak"), "old backup\n"); }},
         {"a link at the backup's place", [](const Home &home) {
              home.write(QStringLiteral("elsewhere"), "not a backup\n");
              ASSERT_TRUE(QFile::link(QStringLiteral("elsewhere"), home.path(QStringLiteral(".zprofile.bak"))));
          }},
         {"a hard-linked profile", [](const Home &home) { ASSERT_EQ(::link(qPrintable(home.path(QStringLiteral(".zprofile"))), qPrintable(home.path(QStringLiteral("dotfile")))), 0); }},
+        {"a profile linked into a dotfiles folder", [](const Home &home) {
+             ASSERT_TRUE(QFile::rename(home.path(QStringLiteral(".zprofile")), home.path(QStringLiteral("dotfile"))));
+             ASSERT_TRUE(QFile::link(QStringLiteral("dotfile"), home.path(QStringLiteral(".zprofile"))));
+         }},
     };
     for (const auto &c : cases) {
         Home home;
         home.write(QStringLiteral(".zprofile"), profile);
         QFile::setPermissions(home.path(QStringLiteral(".zprofile")), QFile::ReadOwner | QFile::WriteOwner);
         c.scene(home);
+        const bool linked = QFileInfo(home.path(QStringLiteral(".zprofile"))).isSymLink();
         const ZprofileWriter writer(home.fs);
         writer.apply(writer.preview(kDay));
+        writer.apply(writer.preview(kDay)); // already set now: nothing changes
         EXPECT_EQ(home.read(QStringLiteral(".zprofile")), expected) << c.name;
+        EXPECT_EQ(QFileInfo(home.path(QStringLiteral(".zprofile"))).isSymLink(), linked) << c.name;
+        EXPECT_EQ(home.fs->attributesOfDestination(home.path(QStringLiteral(".zprofile"))).posixPermissions, 0600u) << c.name;
         EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), profile) << c.name;
         const FileAttributes backup = home.fs->attributesOfItem(home.path(QStringLiteral(".zprofile.bak")));
         EXPECT_EQ(backup.type, FileType::regular) << c.name;
         EXPECT_EQ(backup.posixPermissions, 0600u) << c.name;
         // Nothing staged is left beside it, a link's target is not written, the other name of a
-        // hard-linked file sees the block.
+        // linked profile sees the block.
         QStringList names = QDir(home.dir.path()).entryList(QDir::Files | QDir::Hidden | QDir::System);
         EXPECT_EQ(names.filter(QStringLiteral("tarnwick")), QStringList()) << c.name;
         if (names.contains(QStringLiteral("elsewhere"))) {
             EXPECT_EQ(home.read(QStringLiteral("elsewhere")), QByteArray("not a backup\n"));
         }
         if (names.contains(QStringLiteral("dotfile"))) {
-            EXPECT_EQ(home.read(QStringLiteral("dotfile")), expected);
+            EXPECT_EQ(home.read(QStringLiteral("dotfile")), expected) << c.name;
         }
     }
 }

@@ -114,7 +114,7 @@ TEST(LiveHTTPFetcher, ErrorStatusesComeBackAsResponses)
     }
 }
 
-TEST(LiveHTTPFetcher, GivesUpOnAServerThatNeverAnswers)
+TEST(LiveHTTPFetcher, TellsATimeOutFromACancel)
 {
     LocalHTTPServer server;
     server.route("/hang", [](const auto &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
@@ -123,12 +123,7 @@ TEST(LiveHTTPFetcher, GivesUpOnAServerThatNeverAnswers)
     EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 500ms)), HTTPError::Kind::timedOut);
     EXPECT_GE(timer.elapsed(), 400);
     EXPECT_LT(timer.elapsed(), 3000);
-}
 
-TEST(LiveHTTPFetcher, TellsACancelFromATimeOut)
-{
-    LocalHTTPServer server;
-    server.route("/hang", [](const auto &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
     ProcessCancellation cancellation;
     auto canceller = std::async(std::launch::async, [&] {
         std::this_thread::sleep_for(200ms);
@@ -136,9 +131,8 @@ TEST(LiveHTTPFetcher, TellsACancelFromATimeOut)
     });
     EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 20s), &cancellation), HTTPError::Kind::cancelled);
     canceller.wait();
-
-    // Already cancelled: nothing is sent.
-    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang"))), &cancellation), HTTPError::Kind::cancelled);
+    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang"))), &cancellation), HTTPError::Kind::cancelled); // nothing sent
+    EXPECT_EQ(server.requests().size(), 2);
 }
 
 TEST(LiveHTTPFetcher, ReportsAnswersThatAreNotHTTPAndUnreachableHosts)
@@ -214,55 +208,47 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     QTemporaryDir dir;
     const QString destination = dir.filePath(QStringLiteral("temurin.pkg"));
 
-    // Cancelled part-way, once part of the body has arrived.
-    ProcessCancellation cancellation;
-    qint64 receivedWhenCancelled = 0;
-    try {
-        (void)http.download(get(server.url(QStringLiteral("/stalls"))), destination,
-                            [&](qint64 received, std::optional<qint64>) {
-                                receivedWhenCancelled = received;
-                                cancellation.cancel();
-                            },
-                            &cancellation);
-        ADD_FAILURE() << "the download finished";
-    } catch (const HTTPError &error) {
-        EXPECT_EQ(error.kind(), HTTPError::Kind::cancelled);
-    }
-    EXPECT_GT(receivedWhenCancelled, 0);
-    EXPECT_TRUE(QDir(dir.path()).isEmpty()) << QDir(dir.path()).entryList().join(u' ').toStdString();
-
-    // Stalled until the time limit between bytes.
-    try {
-        (void)http.download(get(server.url(QStringLiteral("/stalls")), 400ms), destination, {}, nullptr);
-        ADD_FAILURE() << "the download finished";
-    } catch (const HTTPError &error) {
-        EXPECT_EQ(error.kind(), HTTPError::Kind::timedOut);
-    }
-    EXPECT_TRUE(QDir(dir.path()).isEmpty());
-
-    // More than the listed size, or a trickle past the overall limit: stopped, nothing kept.
     server.route("/trickles", [](const auto &) {
         LocalHTTPServer::Reply reply {200, {}, patternedBody(1000)};
         reply.chunkSize = 1;
         reply.pauseMilliseconds = 50;
         return reply;
     });
+    // Cancelled once part of the body has arrived; stalled past the time limit between bytes;
+    // more than the listed size; a trickle past the overall limit: stopped, nothing kept.
+    ProcessCancellation cancellation;
+    qint64 receivedWhenCancelled = 0;
+    const auto cancelOnProgress = [&](qint64 received, std::optional<qint64>) {
+        receivedWhenCancelled = received;
+        cancellation.cancel();
+    };
     HTTPRequest listedAsOneByte = get(server.url(QStringLiteral("/stalls")));
     listedAsOneByte.bodyLimit = 1;
     HTTPRequest trickle = get(server.url(QStringLiteral("/trickles")), 5s);
     trickle.overallLimit = 600ms;
-    for (const auto &[request, kind] : {std::pair {listedAsOneByte, HTTPError::Kind::tooLarge}, std::pair {trickle, HTTPError::Kind::tooSlow}}) {
+    const struct {
+        HTTPRequest request;
+        HTTPFetching::ProgressHandler progress;
+        HTTPError::Kind kind;
+    } cases[] = {
+        {get(server.url(QStringLiteral("/stalls"))), cancelOnProgress, HTTPError::Kind::cancelled},
+        {get(server.url(QStringLiteral("/stalls")), 400ms), {}, HTTPError::Kind::timedOut},
+        {listedAsOneByte, {}, HTTPError::Kind::tooLarge},
+        {trickle, {}, HTTPError::Kind::tooSlow},
+    };
+    for (const auto &c : cases) {
         QElapsedTimer timer;
         timer.start();
         try {
-            (void)http.download(request, destination, {}, nullptr);
-            ADD_FAILURE() << "the download finished: " << request.url.toString().toStdString();
+            (void)http.download(c.request, destination, c.progress, c.progress ? &cancellation : nullptr);
+            ADD_FAILURE() << "the download finished: " << c.request.url.toString().toStdString();
         } catch (const HTTPError &error) {
-            EXPECT_EQ(error.kind(), kind) << error.message().toStdString();
+            EXPECT_EQ(error.kind(), c.kind) << error.message().toStdString();
         }
         EXPECT_LT(timer.elapsed(), 3000);
-        EXPECT_TRUE(QDir(dir.path()).isEmpty());
+        EXPECT_TRUE(QDir(dir.path()).isEmpty()) << QDir(dir.path()).entryList().join(u' ').toStdString();
     }
+    EXPECT_GT(receivedWhenCancelled, 0);
 
     // An error status: the response says so and no file appears.
     const HTTPResponse missing = http.download(get(server.url(QStringLiteral("/missing.pkg"))), destination, {}, nullptr);

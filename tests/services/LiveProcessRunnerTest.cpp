@@ -127,7 +127,7 @@ TEST(LiveProcessRunner, ABadByteCostsOnlyItself)
     EXPECT_EQ(streamed.lines, (QStringList {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}));
 }
 
-TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)
+TEST(LiveProcessRunner, GivesTheChildItsEnvironmentAndNoInput)
 {
     const ProcessResult replaced = runner.run(QStringLiteral("/usr/bin/env"), {},
                                               Environment {{QStringLiteral("ONLY"), QStringLiteral("this one")}});
@@ -137,13 +137,9 @@ TEST(LiveProcessRunner, ReplacesOrInheritsTheEnvironment)
     const ProcessResult inherited = runner.run(QStringLiteral("/usr/bin/env"), {}, std::nullopt);
     qunsetenv("TARNWICK_INHERITED");
     EXPECT_TRUE(inherited.standardOutput.contains(QStringLiteral("TARNWICK_INHERITED=from the parent\n")));
-}
 
-TEST(LiveProcessRunner, ChildSeesEndOfFileOnStdin)
-{
     // A profile that prompts must not wait forever for an answer nobody can type.
-    const ProcessResult result = sh(QStringLiteral("if read answer; then echo read:$answer; else echo eof; fi"));
-    EXPECT_EQ(result.standardOutput, QStringLiteral("eof\n"));
+    EXPECT_EQ(sh(QStringLiteral("if read answer; then echo read:$answer; else echo eof; fi")).standardOutput, QStringLiteral("eof\n"));
 }
 
 TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)

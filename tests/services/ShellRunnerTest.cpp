@@ -2,8 +2,6 @@
 #include "services/LiveProcessRunner.h"
 #include "services/ShellRunner.h"
 
-#include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 namespace {
@@ -69,29 +67,3 @@ TEST(ShellRunner, StartsNothingOnceCancelled)
     EXPECT_FALSE(QFile::exists(marker));
 }
 
-TEST(ShellRunner, LoginShellReturnsWhatTheProfilePrintsBeforeTheCommand)
-{
-    // A real zsh with a throw-away home whose .zprofile greets the user and exports JAVA_HOME.
-    QTemporaryDir home;
-    QFile profile(home.filePath(QStringLiteral(".zprofile")));
-    ASSERT_TRUE(profile.open(QIODevice::WriteOnly));
-    profile.write("echo 'Welcome back, Ada'\nexport JAVA_HOME=/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n");
-    profile.close();
-    const Environment environment {{QStringLiteral("HOME"), home.path()},
-                                   {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin")}};
-
-    const ShellRunner shell = liveShell();
-    const ProcessResult result = shell.run(ShellRunner::loginShell(),
-                                           ShellRunner::loginShellArguments(QStringLiteral("echo __TWK_JAVA_HOME__:$JAVA_HOME")),
-                                           environment);
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.standardOutput, QStringLiteral("Welcome back, Ada\n"
-                                            "__TWK_JAVA_HOME__:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"));
-
-    ProcessCancellation cancellation;
-    const Streamed streamed = stream(shell, ShellRunner::loginShell(),
-                                     ShellRunner::loginShellArguments(QStringLiteral("echo done")), cancellation, environment);
-    EXPECT_EQ(streamed.outputs, (QList<StreamEvent> {StreamEvent::output(QStringLiteral("Welcome back, Ada")),
-                                                     StreamEvent::output(QStringLiteral("done"))}));
-    EXPECT_EQ(streamed.end, StreamEvent::completed(0));
-}

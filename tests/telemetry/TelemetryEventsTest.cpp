@@ -117,8 +117,6 @@ TEST(TelemetryEvents, CatalogueShapes)
     } cases[] = {
         {TE::appLaunched(), {"app_launched", {}}},
         {TE::remediationApplied(warp), {"remediation_applied", {{"remediation_id", "brew:warp"}, {"method", "brew"}}}},
-        {TE::remediationApplied(Remediation::installHomebrew()), {"remediation_applied", {{"remediation_id", "homebrew"}, {"method", "homebrew"}}}},
-        {TE::remediationApplied(Remediation::installViaPKGThenJEnv(21)), {"remediation_applied", {{"remediation_id", "pkg-jenv:21"}, {"method", "pkg+jenv"}}}},
         {TE::remediationCompleted(warp, 0), {"remediation_completed", {{"remediation_id", "brew:warp"}, {"exit_code", 0}}}},
         {TE::verifyFailed(127, QStringLiteral("zsh:1: command not found: java")),
          {"verify_failed", {{"exit_code", 127}, {"java_version_excerpt", "zsh:1: command not found: java"}}}},
