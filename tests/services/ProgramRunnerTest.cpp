@@ -1,6 +1,6 @@
 #include "ScriptFolder.h"
 #include "services/LiveProcessRunner.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <QTemporaryDir>
 
@@ -8,9 +8,9 @@
 
 namespace {
 
-ShellRunner liveShell()
+ProgramRunner liveShell()
 {
-    return ShellRunner(std::make_shared<LiveProcessRunner>());
+    return ProgramRunner(std::make_shared<LiveProcessRunner>());
 }
 
 struct Streamed {
@@ -18,7 +18,7 @@ struct Streamed {
     StreamEvent end;
 };
 
-Streamed stream(const ShellRunner &shell, const QString &executable, const QStringList &arguments,
+Streamed stream(const ProgramRunner &shell, const QString &executable, const QStringList &arguments,
                 ProcessCancellation &cancellation, const std::optional<Environment> &environment = std::nullopt)
 {
     Streamed result;
@@ -29,7 +29,7 @@ Streamed stream(const ShellRunner &shell, const QString &executable, const QStri
 
 } // namespace
 
-TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
+TEST(ProgramRunner, ReportsAProgramThatCannotStartInBand)
 {
     ProcessCancellation cancellation;
     const Streamed streamed = stream(liveShell(), QStringLiteral("/nonexistent/brew"), {QStringLiteral("install")}, cancellation);
@@ -40,7 +40,7 @@ TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
     EXPECT_THROW((void)liveShell().run(QStringLiteral("/nonexistent/brew"), {}), ProcessLaunchError);
 }
 
-TEST(ShellRunner, MapsTheExitToCompletedAndACancelToCanceled)
+TEST(ProgramRunner, MapsTheExitToCompletedAndACancelToCanceled)
 {
     ProcessCancellation finished;
     const Streamed completed = stream(liveShell(), QStringLiteral("/bin/sh"),
@@ -50,13 +50,13 @@ TEST(ShellRunner, MapsTheExitToCompletedAndACancelToCanceled)
 
     // A cancelled run is never a failure, even though the child died of a signal.
     ProcessCancellation cancellation;
-    const ShellRunner shell = liveShell();
+    const ProgramRunner shell = liveShell();
     const StreamEvent end = shell.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("echo started; sleep 300")},
                                          std::nullopt, cancellation, [&](const StreamEvent &) { cancellation.cancel(); });
     EXPECT_EQ(end, StreamEvent::canceled());
 }
 
-TEST(ShellRunner, StartsNothingOnceCancelled)
+TEST(ProgramRunner, StartsNothingOnceCancelled)
 {
     ScriptFolder folder;
     const QString marker = folder.path(QStringLiteral("ran"));
@@ -69,7 +69,7 @@ TEST(ShellRunner, StartsNothingOnceCancelled)
     EXPECT_FALSE(QFile::exists(marker));
 }
 
-TEST(ShellRunner, LoginShellReturnsWhatTheProfilePrintsBeforeTheCommand)
+TEST(ProgramRunner, LoginShellReturnsWhatTheProfilePrintsBeforeTheCommand)
 {
     // A real zsh with a throw-away home whose .zprofile greets the user and exports JAVA_HOME.
     QTemporaryDir home;
@@ -80,17 +80,17 @@ TEST(ShellRunner, LoginShellReturnsWhatTheProfilePrintsBeforeTheCommand)
     const Environment environment {{QStringLiteral("HOME"), home.path()},
                                    {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin")}};
 
-    const ShellRunner shell = liveShell();
-    const ProcessResult result = shell.run(ShellRunner::loginShell(),
-                                           ShellRunner::loginShellArguments(QStringLiteral("echo __TWK_JAVA_HOME__:$JAVA_HOME")),
+    const ProgramRunner shell = liveShell();
+    const ProcessResult result = shell.run(ProgramRunner::loginShell(),
+                                           ProgramRunner::loginShellArguments(QStringLiteral("echo __TWK_JAVA_HOME__:$JAVA_HOME")),
                                            environment);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.standardOutput, QStringLiteral("Welcome back, Ada\n"
                                             "__TWK_JAVA_HOME__:/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home\n"));
 
     ProcessCancellation cancellation;
-    const Streamed streamed = stream(shell, ShellRunner::loginShell(),
-                                     ShellRunner::loginShellArguments(QStringLiteral("echo done")), cancellation, environment);
+    const Streamed streamed = stream(shell, ProgramRunner::loginShell(),
+                                     ProgramRunner::loginShellArguments(QStringLiteral("echo done")), cancellation, environment);
     EXPECT_EQ(streamed.outputs, (QList<StreamEvent> {StreamEvent::output(QStringLiteral("Welcome back, Ada")),
                                                      StreamEvent::output(QStringLiteral("done"))}));
     EXPECT_EQ(streamed.end, StreamEvent::completed(0));
