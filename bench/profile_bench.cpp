@@ -69,7 +69,7 @@ int main(int argc, char *argv[])
     }
     auto fs = std::make_shared<InMemoryFileSystem>();
     fs->addDirectory(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk"));
-    const ShellRunner shell(runner);
+    const ProgramRunner shell(runner);
     const SystemProfiler profiler(shell, fs);
     const Verifier verifier(shell);
 

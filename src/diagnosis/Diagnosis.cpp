@@ -27,7 +27,7 @@ QString Diagnosis::headline() const
     case Kind::noErrorsFound: return QStringLiteral("Java is installed");
     case Kind::unknown: return QStringLiteral("Couldn't auto-diagnose");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Diagnosis::explanation() const
@@ -44,7 +44,7 @@ QString Diagnosis::explanation() const
     case Kind::noErrorsFound:
         return QStringLiteral("Java is installed and JAVA_HOME is set. Let us know if we should do more.");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Diagnosis::code() const
@@ -55,5 +55,5 @@ QString Diagnosis::code() const
     case Kind::noErrorsFound: return QStringLiteral("no_errors_found");
     case Kind::unknown: return QStringLiteral("unknown");
     }
-    return {};
+    Q_UNREACHABLE();
 }

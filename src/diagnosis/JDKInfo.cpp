@@ -1,5 +1,7 @@
 #include "diagnosis/JDKInfo.h"
 
+#include "services/LineSplitter.h"
+
 #include <QRegularExpression>
 
 QList<JDKInfo> parseJavaHomeListing(const QString &listing)
@@ -9,9 +11,8 @@ QList<JDKInfo> parseJavaHomeListing(const QString &listing)
     // at the first `" - "`; the name runs to the last quote that blanks and a "/" follow.
     static const QRegularExpression entry(
         QString::fromLatin1(R"re(^\s+(\S+)\s+\(([^)]+)\)\s+"(.*?)"\s+-\s+".*"\s+(/.+)$)re"));
-    static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
     QList<JDKInfo> jdks;
-    for (const QString &line : listing.split(lineBreak)) {
+    for (const QString &line : splitLines(listing)) {
         const QRegularExpressionMatch match = entry.match(line);
         if (match.hasMatch())
             jdks.append({match.captured(1), match.captured(3), match.captured(2), match.captured(4).trimmed()});

@@ -1,8 +1,7 @@
 #include "diagnosis/LoginShell.h"
 
+#include "services/LineSplitter.h"
 #include "services/Watchdog.h"
-
-#include <QRegularExpression>
 
 namespace {
 
@@ -30,8 +29,7 @@ Environment interactiveEnvironment()
 
 std::optional<QString> markerValue(const QString &output, const QString &marker)
 {
-    static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
-    const QStringList lines = output.split(lineBreak, Qt::SkipEmptyParts);
+    const QStringList lines = splitLines(output, Qt::SkipEmptyParts);
     for (auto line = lines.crbegin(); line != lines.crend(); ++line) {
         const qsizetype at = line->indexOf(marker);
         if (at < 0)
@@ -44,7 +42,7 @@ std::optional<QString> markerValue(const QString &output, const QString &marker)
     return std::nullopt;
 }
 
-LoginShell::LoginShell(ShellRunner shell, std::chrono::milliseconds timeLimit) : m_shell(std::move(shell)), m_timeLimit(timeLimit) {}
+LoginShell::LoginShell(ProgramRunner shell, std::chrono::milliseconds timeLimit) : m_shell(std::move(shell)), m_timeLimit(timeLimit) {}
 
 std::optional<ProcessResult> LoginShell::runStoppable(const QStringList &arguments, const std::optional<Environment> &environment,
                                                       ProcessCancellation *cancellation, bool *timedOut) const
@@ -54,7 +52,7 @@ std::optional<ProcessResult> LoginShell::runStoppable(const QStringList &argumen
     if (branch[0]->isCanceled())
         return std::nullopt;
     const Watchdog limit(m_timeLimit, Watchdog::cancelling(*branch[0]));
-    ProcessResult result = m_shell.run(ShellRunner::loginShell(), arguments, environment, branch[0]);
+    ProcessResult result = m_shell.run(ProgramRunner::loginShell(), arguments, environment, branch[0]);
     if (timedOut)
         *timedOut = limit.fired();
     // An interactive zsh ignores SIGTERM: once what it waited for is killed it may well go on
@@ -79,7 +77,7 @@ Environment LoginShell::newWindowEnvironment()
 
 std::optional<ProcessResult> LoginShell::run(const QString &commandLine, ProcessCancellation *cancellation) const
 {
-    return runStoppable(ShellRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, nullptr);
+    return runStoppable(ProgramRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, nullptr);
 }
 
 std::optional<ProcessResult> LoginShell::runInteractive(const QString &commandLine, ProcessCancellation *cancellation) const
@@ -92,7 +90,7 @@ LoginShell::MarkedValue LoginShell::markedValue(const QString &commandLine, cons
     try {
         bool timedOut = false;
         const std::optional<ProcessResult> login =
-            runStoppable(ShellRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, &timedOut);
+            runStoppable(ProgramRunner::loginShellArguments(commandLine), newWindowEnvironment(), cancellation, &timedOut);
         if (!login)
             return {std::nullopt, timedOut};
         if (auto value = markerValue(login->standardOutput, marker))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <chrono>
 
@@ -27,7 +27,7 @@ public:
         bool loginShellTimedOut = false;
     };
 
-    explicit LoginShell(ShellRunner shell, std::chrono::milliseconds timeLimit = kTimeLimit);
+    explicit LoginShell(ProgramRunner shell, std::chrono::milliseconds timeLimit = kTimeLimit);
 
     /// This process's environment as a new Terminal window would have it: no JAVA_HOME, no
     /// terminal session, launchd's PATH; HOME, USER, SHELL, TMPDIR, LANG and the rest kept.
@@ -57,7 +57,7 @@ private:
     [[nodiscard]] std::optional<ProcessResult> runStoppable(const QStringList &arguments, const std::optional<Environment> &environment,
                                                             ProcessCancellation *cancellation, bool *timedOut) const;
 
-    ShellRunner m_shell;
+    ProgramRunner m_shell;
     std::chrono::milliseconds m_timeLimit;
 };
 

@@ -2,23 +2,7 @@
 
 #include <future>
 
-std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable, const QStringList &arguments,
-                                     ProcessCancellation *cancellation)
-{
-    if (cancellation && cancellation->isCanceled())
-        return std::nullopt;
-    try {
-        const ProcessResult result = shell.run(executable, arguments, std::nullopt, cancellation);
-        const QString answer = result.standardOutput.trimmed();
-        if (result.exitCode != 0 || answer.isEmpty() || (cancellation && cancellation->isCanceled()))
-            return std::nullopt;
-        return answer;
-    } catch (const ProcessLaunchError &) {
-        return std::nullopt;
-    }
-}
-
-Probes::Probes(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+Probes::Probes(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs,
                std::chrono::milliseconds shellTimeLimit)
     : m_shell(shell), m_fs(std::move(fs)), m_loginShell(std::move(shell), shellTimeLimit)
 {
@@ -44,7 +28,7 @@ ProbeBundle Probes::run(ProcessCancellation *cancellation) const
 
 std::optional<QString> Probes::whichJava(ProcessCancellation *cancellation) const
 {
-    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {QStringLiteral("java")}, cancellation);
+    return m_shell.trimmedAnswer(QStringLiteral("/usr/bin/which"), {QStringLiteral("java")}, cancellation);
 }
 
 QList<JDKInfo> Probes::installedJDKs(ProcessCancellation *cancellation) const

@@ -12,7 +12,7 @@ class Probes {
 public:
     static constexpr const char *kJavaVirtualMachines = "/Library/Java/JavaVirtualMachines";
 
-    Probes(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+    Probes(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs,
            std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit);
 
     /// The four probes, side by side (they are independent programs). Cancelling stops them all;
@@ -28,11 +28,7 @@ public:
     [[nodiscard]] LoginShell::MarkedValue javaHomeInActiveShell(ProcessCancellation *cancellation = nullptr) const;
 
 private:
-    ShellRunner m_shell;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    ProgramRunner m_shell;
+    std::shared_ptr<FileSystemOperating> m_fs;
     LoginShell m_loginShell;
 };
-
-/// Runs a plain tool and returns its trimmed stdout when it exited 0 and said something.
-[[nodiscard]] std::optional<QString> trimmedAnswer(const ShellRunner &shell, const QString &executable,
-                                                   const QStringList &arguments, ProcessCancellation *cancellation = nullptr);

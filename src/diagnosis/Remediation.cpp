@@ -4,17 +4,17 @@
 
 namespace {
 
-// The leading number of a version such as "17.0.10"; 25 when there is none.
+// The leading number of a version such as "17.0.10"; the fall-back LTS when there is none.
 int majorOf(const QString &version)
 {
     const QStringList pieces = version.split(QLatin1Char('.'), Qt::SkipEmptyParts);
     if (pieces.isEmpty())
-        return 25;
+        return kFallbackTemurinMajor;
     bool isNumber = false;
     const int major = pieces.first().toInt(&isNumber, 10);
     const bool digitsOnly = std::all_of(pieces.first().cbegin(), pieces.first().cend(),
                                         [](QChar c) { return c >= QLatin1Char('0') && c <= QLatin1Char('9'); });
-    return isNumber && digitsOnly ? major : 25;
+    return isNumber && digitsOnly ? major : kFallbackTemurinMajor;
 }
 
 } // namespace
@@ -75,7 +75,7 @@ QString Remediation::id() const
     case Kind::installWarpViaBrew: return QStringLiteral("brew:") + m_text; // a plain cask install, like Temurin's
     case Kind::installHomebrew: return QStringLiteral("homebrew");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Remediation::method() const
@@ -94,7 +94,7 @@ QString Remediation::method() const
     case Kind::installWarpViaBrew: return QStringLiteral("brew");
     case Kind::installHomebrew: return QStringLiteral("homebrew");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Remediation::title() const
@@ -113,7 +113,7 @@ QString Remediation::title() const
     case Kind::installWarpViaBrew: return QStringLiteral("Install Warp (recommended)");
     case Kind::installHomebrew: return QStringLiteral("Install Homebrew (recommended)");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Remediation::explainer() const
@@ -146,7 +146,7 @@ QString Remediation::explainer() const
     case Kind::installHomebrew:
         return QStringLiteral("We'll run the official Homebrew install script. macOS will prompt you for your password. Homebrew will also install Xcode Command Line Tools as part of its setup if they aren't already installed.");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Remediation::progressTitle() const
@@ -165,7 +165,7 @@ QString Remediation::progressTitle() const
     case Kind::installWarpViaBrew: return QStringLiteral("Installing Warp via Homebrew");
     case Kind::installHomebrew: return QStringLiteral("Installing Homebrew");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString Remediation::progressExplainer() const
@@ -184,5 +184,5 @@ QString Remediation::progressExplainer() const
     case Kind::installWarpViaBrew: return QStringLiteral("Homebrew will install Warp to /Applications/.");
     case Kind::installHomebrew: return QStringLiteral("Running the official Homebrew install script. macOS will ask for your password; if Xcode Command Line Tools aren't installed, a separate Apple dialog will appear during install.");
     }
-    return {};
+    Q_UNREACHABLE();
 }

@@ -3,6 +3,12 @@
 #include "diagnosis/JDKInfo.h"
 #include "diagnosis/SystemProfile.h"
 
+#include <algorithm>
+#include <initializer_list>
+
+/// The Temurin major an install gets when Adoptium can't say which release is the latest LTS.
+inline constexpr int kFallbackTemurinMajor = 25;
+
 /// One fix the app can offer. Kinds 0-4 and 9 install Java, 5-8 set JAVA_HOME, and 10-11 serve
 /// the system audit only.
 class Remediation {
@@ -42,14 +48,22 @@ public:
     static Remediation installHomebrew() { return {Kind::installHomebrew}; }
 
     [[nodiscard]] Kind kind() const { return m_kind; }
-    // Payloads, each meaningful for the kinds listed beside Kind above.
-    [[nodiscard]] const QString &cask() const { return m_text; }
-    [[nodiscard]] const QString &candidate() const { return m_text; }
-    [[nodiscard]] const QString &versionName() const { return m_text; } // Mise's "temurin-21"
-    [[nodiscard]] const QString &temurinCask() const { return m_text; }
-    [[nodiscard]] const QString &jdkPath() const { return m_text; }
-    [[nodiscard]] int version() const { return m_number; }               // a Temurin major version
-    [[nodiscard]] int majorVersion() const { return m_number; }
+    // Payloads, each meaningful only for the kinds listed beside Kind above. All share one field,
+    // so asking a kind for another's payload would quietly answer with the wrong thing: debug
+    // builds stop there instead.
+    [[nodiscard]] const QString &cask() const { return text({Kind::installTemurinViaBrew, Kind::installWarpViaBrew}); }
+    [[nodiscard]] const QString &candidate() const { return text({Kind::installViaSDKMAN, Kind::setJavaHomeViaSDKMAN}); }
+    [[nodiscard]] const QString &versionName() const // Mise's "temurin-21"
+    {
+        return text({Kind::installViaMise, Kind::setJavaHomeViaMise});
+    }
+    [[nodiscard]] const QString &temurinCask() const { return text({Kind::installHomebrewThenTemurin}); }
+    [[nodiscard]] const QString &jdkPath() const { return text({Kind::writeJavaHomeToZprofile, Kind::setJavaHomeViaJenv}); }
+    [[nodiscard]] int version() const // a Temurin major version
+    {
+        return number({Kind::installViaPKG, Kind::installViaPKGThenJEnv});
+    }
+    [[nodiscard]] int majorVersion() const { return number({Kind::setJavaHomeViaJenv}); }
 
     /// Whether the fix sets JAVA_HOME (and installs nothing).
     [[nodiscard]] bool setsJavaHome() const;
@@ -76,13 +90,25 @@ public:
 private:
     Remediation(Kind kind, QString text = {}, int number = 0) : m_kind(kind), m_text(std::move(text)), m_number(number) {}
 
+    [[nodiscard]] const QString &text(std::initializer_list<Kind> holders) const
+    {
+        Q_ASSERT_X(std::find(holders.begin(), holders.end(), m_kind) != holders.end(), "Remediation", "no such payload for this kind");
+        return m_text;
+    }
+    [[nodiscard]] int number(std::initializer_list<Kind> holders) const
+    {
+        Q_ASSERT_X(std::find(holders.begin(), holders.end(), m_kind) != holders.end(), "Remediation", "no such payload for this kind");
+        return m_number;
+    }
+
     Kind m_kind;
     QString m_text;
     int m_number;
 };
 
-/// The fix for a Mac without a JDK; `temurinMajor` is Adoptium's latest LTS (25 when unknown).
-/// An Intel Homebrew on Apple silicon is not Homebrew here: such a Mac gets the package.
+/// The fix for a Mac without a JDK; `temurinMajor` is Adoptium's latest LTS, or
+/// kFallbackTemurinMajor when that is unknown. An Intel Homebrew on Apple silicon is not Homebrew
+/// here: such a Mac gets the package.
 [[nodiscard]] Remediation remediationForMissingJDK(int temurinMajor, const SystemProfile &profile);
 /// The fix for an installed JDK without JAVA_HOME. Homebrew is not consulted: a Homebrew Mac
 /// gets the ~/.zprofile fix.

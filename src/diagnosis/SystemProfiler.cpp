@@ -28,13 +28,13 @@ constexpr const char *kIntelBrew = "/usr/local/bin/brew";
 
 } // namespace
 
-SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+SystemProfiler::SystemProfiler(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs,
                                std::chrono::milliseconds shellTimeLimit, OSVersionSource osVersion)
     : SystemProfiler(std::move(shell), std::move(fs), Platform {std::move(osVersion), &environmentShell}, shellTimeLimit)
 {
 }
 
-SystemProfiler::SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
+SystemProfiler::SystemProfiler(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs, Platform platform,
                                std::chrono::milliseconds shellTimeLimit)
     : m_shell(std::move(shell)), m_fs(std::move(fs)), m_shellTimeLimit(shellTimeLimit), m_platform(std::move(platform))
 {
@@ -108,15 +108,15 @@ SystemProfile SystemProfiler::profile(ProcessCancellation *cancellation) const
     return profile;
 }
 
-Architecture SystemProfiler::machineArchitecture(const ShellRunner &shell, ProcessCancellation *cancellation)
+Architecture SystemProfiler::machineArchitecture(const ProgramRunner &shell, ProcessCancellation *cancellation)
 {
     const Architecture reported =
-        architectureFromMachine(trimmedAnswer(shell, QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}, cancellation).value_or(QString()));
+        architectureFromMachine(shell.trimmedAnswer(QStringLiteral("/usr/bin/uname"), {QStringLiteral("-m")}, cancellation).value_or(QString()));
     if (reported != Architecture::intel)
         return reported;
     // An Intel Mac has no such key (sysctl fails) or says 0.
     const std::optional<QString> arm64 =
-        trimmedAnswer(shell, QStringLiteral("/usr/sbin/sysctl"), {QStringLiteral("-n"), QStringLiteral("hw.optional.arm64")}, cancellation);
+        shell.trimmedAnswer(QStringLiteral("/usr/sbin/sysctl"), {QStringLiteral("-n"), QStringLiteral("hw.optional.arm64")}, cancellation);
     return arm64 == QLatin1String("1") ? Architecture::appleSilicon : Architecture::intel;
 }
 
@@ -136,13 +136,13 @@ std::optional<QString> SystemProfiler::findBrew(const FileSystemOperating &fs)
     return std::nullopt;
 }
 
-std::optional<QString> SystemProfiler::findMise(const ShellRunner &shell, const FileSystemOperating &fs)
+std::optional<QString> SystemProfiler::findMise(const ProgramRunner &shell, const FileSystemOperating &fs)
 {
     for (const QString &candidate : miseLocations(fs.homeDirectory())) {
         if (fs.isExecutableFile(candidate))
             return candidate;
     }
-    std::optional<QString> answer = trimmedAnswer(shell, QStringLiteral("/usr/bin/which"), {QStringLiteral("mise")});
+    std::optional<QString> answer = shell.trimmedAnswer(QStringLiteral("/usr/bin/which"), {QStringLiteral("mise")});
     if (answer && fs.isExecutableFile(*answer))
         return answer;
     return std::nullopt;
@@ -206,7 +206,7 @@ bool SystemProfiler::applicationInstalled(const QString &bundleName) const
 
 std::optional<QString> SystemProfiler::lookUpTool(const QString &name, ProcessCancellation *cancellation) const
 {
-    std::optional<QString> answer = trimmedAnswer(m_shell, QStringLiteral("/usr/bin/which"), {name}, cancellation);
+    std::optional<QString> answer = m_shell.trimmedAnswer(QStringLiteral("/usr/bin/which"), {name}, cancellation);
     if (answer && m_fs->isExecutableFile(*answer))
         return answer;
     return std::nullopt;

@@ -3,7 +3,7 @@
 #include "diagnosis/LoginShell.h"
 #include "diagnosis/SystemProfile.h"
 #include "services/FileSystemOperating.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <chrono>
 #include <functional>
@@ -22,10 +22,10 @@ public:
         std::function<std::optional<QString>()> shellPath = &environmentShell;
     };
 
-    SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs,
+    SystemProfiler(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs,
                    std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit,
                    OSVersionSource osVersion = &platformOSVersion);
-    SystemProfiler(ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs, Platform platform,
+    SystemProfiler(ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs, Platform platform,
                    std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit);
 
     /// Every probe is an independent program or file check; they run side by side, so a profile
@@ -42,12 +42,12 @@ public:
     /// Where Homebrew's `brew` is: /opt/homebrew/bin (Apple silicon), else /usr/local/bin (Intel).
     [[nodiscard]] static std::optional<QString> findBrew(const FileSystemOperating &fs);
     /// Where `mise` is: the usual places in order, else what `which mise` names (an executable).
-    [[nodiscard]] static std::optional<QString> findMise(const ShellRunner &shell, const FileSystemOperating &fs);
+    [[nodiscard]] static std::optional<QString> findMise(const ProgramRunner &shell, const FileSystemOperating &fs);
     /// What `uname -m` printed, as an architecture.
     static Architecture architectureFromMachine(const QString &machine);
     /// The Mac's processor: `uname -m`, and when that says x86_64, `sysctl -n hw.optional.arm64`,
     /// since a process under Rosetta is told x86_64 on Apple silicon too.
-    [[nodiscard]] static Architecture machineArchitecture(const ShellRunner &shell, ProcessCancellation *cancellation = nullptr);
+    [[nodiscard]] static Architecture machineArchitecture(const ProgramRunner &shell, ProcessCancellation *cancellation = nullptr);
     /// The release a reported version stands for: an SDK older than macOS 26's reads 26 as 16.
     [[nodiscard]] static MacOSVersion releaseVersion(MacOSVersion reported);
 
@@ -58,8 +58,8 @@ private:
     /// `which name`, kept only when it names an executable file.
     [[nodiscard]] std::optional<QString> lookUpTool(const QString &name, ProcessCancellation *cancellation) const;
 
-    ShellRunner m_shell;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    ProgramRunner m_shell;
+    std::shared_ptr<FileSystemOperating> m_fs;
     std::chrono::milliseconds m_shellTimeLimit;
     Platform m_platform;
 };

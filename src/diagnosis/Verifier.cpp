@@ -6,12 +6,12 @@ namespace {
 
 const QString kJavaVersionCommand = QStringLiteral("java -version 2>&1");
 
-bool looksLikeAJava(std::int32_t exitCode, const QString &output)
-{
-    return exitCode == 0 && output.contains(QLatin1String("version"));
-}
-
 } // namespace
+
+bool Verifier::javaRuns(std::int32_t exitCode, const QString &output)
+{
+    return exitCode == 0 && output.contains(QLatin1String("version"), Qt::CaseInsensitive);
+}
 
 Verifier::Result Verifier::verify(ProcessCancellation *cancellation) const
 {
@@ -31,11 +31,11 @@ Verifier::JavaVersionOutput Verifier::javaVersion(ProcessCancellation *cancellat
         const std::optional<ProcessResult> first = m_loginShell.run(kJavaVersionCommand, cancellation);
         if (!first) // stopped: there is no output worth showing
             return {QString(), -1, !cancellation || !cancellation->isCanceled()};
-        if (looksLikeAJava(first->exitCode, first->standardOutput))
+        if (javaRuns(first->exitCode, first->standardOutput))
             return {first->standardOutput, first->exitCode};
         // `java` may only be on the path that ~/.zshrc sets up (SDKMAN, Mise, jEnv).
         const std::optional<ProcessResult> interactive = m_loginShell.runInteractive(kJavaVersionCommand, cancellation);
-        if (interactive && looksLikeAJava(interactive->exitCode, interactive->standardOutput))
+        if (interactive && javaRuns(interactive->exitCode, interactive->standardOutput))
             return {interactive->standardOutput, interactive->exitCode};
         return {first->standardOutput, first->exitCode};
     } catch (const ProcessLaunchError &error) {

@@ -18,10 +18,16 @@ public:
         friend bool operator==(const Result &, const Result &) = default;
     };
 
+    /// Whether `java -version` ran: exit 0 and "version" in its output, in any case. A real java
+    /// starts with "openjdk version" or "java version", lower-case, so for one the case is moot;
+    /// ignoring it keeps the pass rule the verify screens state (it reads lower-cased text), and
+    /// the choice between the login and the interactive shell's answer follows the same rule.
+    [[nodiscard]] static bool javaRuns(std::int32_t exitCode, const QString &output);
+
     /// How the verify screens introduce the captured output.
     static constexpr const char *kOutputCaption = "Here's the actual output from a fresh `zsh -lc 'java -version'`.";
 
-    explicit Verifier(ShellRunner shell, std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit)
+    explicit Verifier(ProgramRunner shell, std::chrono::milliseconds shellTimeLimit = LoginShell::kTimeLimit)
         : m_loginShell(std::move(shell), shellTimeLimit)
     {
     }

@@ -3,7 +3,7 @@
 VerifyVerdict VerifyVerdict::judge(const Remediation &remediation, const Verifier::Result &result)
 {
     const bool homeSet = result.javaHomeValue && !result.javaHomeValue->isEmpty();
-    const bool javaRuns = result.javaVersionExitCode == 0 && result.javaVersionOutput.toLower().contains(QLatin1String("version"));
+    const bool javaRuns = Verifier::javaRuns(result.javaVersionExitCode, result.javaVersionOutput);
     VerifyVerdict verdict;
     verdict.passed = javaRuns && (!remediation.setsJavaHome() || homeSet);
     if (!verdict.passed) {

@@ -4,5 +4,5 @@
 
 std::optional<QString> XcodeCLTProbe::probe(ProcessCancellation *cancellation) const
 {
-    return trimmedAnswer(m_shell, QStringLiteral("/usr/bin/xcode-select"), {QStringLiteral("-p")}, cancellation);
+    return m_shell.trimmedAnswer(QStringLiteral("/usr/bin/xcode-select"), {QStringLiteral("-p")}, cancellation);
 }

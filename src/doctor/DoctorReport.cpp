@@ -22,7 +22,7 @@ QString architectureName(Architecture architecture)
     case Architecture::intel: return QStringLiteral("intel");
     case Architecture::unknown: return QStringLiteral("unknown");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString shellKind(const Shell &shell)
@@ -33,7 +33,7 @@ QString shellKind(const Shell &shell)
     case Shell::Kind::fish: return QStringLiteral("fish");
     case Shell::Kind::other: return QStringLiteral("other");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString shellName(const Shell &shell)
@@ -53,13 +53,22 @@ QJsonObject verifyJson(const Verifier::Result &result, const VerifyVerdict &verd
     };
 }
 
+QString outcomeName(FixSequence::Outcome::Kind kind)
+{
+    switch (kind) {
+    case FixSequence::Outcome::Kind::success: return QStringLiteral("success");
+    case FixSequence::Outcome::Kind::failure: return QStringLiteral("failure");
+    case FixSequence::Outcome::Kind::canceled: return QStringLiteral("canceled");
+    }
+    Q_UNREACHABLE();
+}
+
 QJsonValue fixJson(const FixRecord *fix)
 {
     if (!fix)
         return QJsonValue(QJsonValue::Null);
-    static const char *outcomes[] = {"success", "failure", "canceled"};
     QJsonObject json {
-        {QStringLiteral("outcome"), QString::fromLatin1(outcomes[static_cast<int>(fix->outcome.kind)])},
+        {QStringLiteral("outcome"), outcomeName(fix->outcome.kind)},
         {QStringLiteral("message"), fix->outcome.message},
         {QStringLiteral("lines"), QJsonArray::fromStringList(fix->lines)},
         {QStringLiteral("verify"), fix->verify ? QJsonValue(verifyJson(*fix->verify, VerifyVerdict::judge(fix->remediation, *fix->verify)))
@@ -86,7 +95,7 @@ QString marked(const Palette &palette, AuditRow::Mark mark, const QString &text)
     case AuditRow::Mark::missing: return palette.red() + QStringLiteral("✗ ") + palette.reset() + text;
     case AuditRow::Mark::suggestion: return palette.yellow() + QStringLiteral("→ ") + palette.reset() + text;
     }
-    return text;
+    Q_UNREACHABLE();
 }
 
 QString macName(const SystemProfile &profile)

@@ -32,17 +32,17 @@ QString describe(FileAppendWriter::WriteError::Kind kind, const QString &underly
         return QStringLiteral("%1 changed while the change was being reviewed, so nothing was written. Review the change again.")
             .arg(underlying);
     }
-    return underlying;
+    Q_UNREACHABLE();
 }
 
 } // namespace
 
 FileAppendWriter::WriteError::WriteError(Kind kind, const QString &underlying)
-    : std::runtime_error(underlying.toStdString()), m_kind(kind), m_message(describe(kind, underlying))
+    : Error(describe(kind, underlying)), m_kind(kind)
 {
 }
 
-FileAppendWriter::FileAppendWriter(QString target, std::shared_ptr<const FileSystemOperating> fs)
+FileAppendWriter::FileAppendWriter(QString target, std::shared_ptr<FileSystemOperating> fs)
     : m_target(std::move(target)), m_fs(std::move(fs))
 {
 }
@@ -54,6 +54,8 @@ QString FileAppendWriter::header(const QString &title, QDate date)
 
 QStringList FileAppendWriter::meaningfulLines(const QString &text)
 {
+    // Wider than splitLines, which reads program output: these are files people edit, and any
+    // break an editor shows as a new line counts as one here.
     static const QRegularExpression lineBreak(QStringLiteral("\r\n|[\n\v\f\r\u0085\u2028\u2029]"));
     QStringList lines;
     for (const QString &line : text.split(lineBreak)) {

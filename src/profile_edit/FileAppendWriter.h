@@ -1,12 +1,12 @@
 #pragma once
 
+#include "services/Error.h"
 #include "services/FileSystemOperating.h"
 
 #include <QDate>
 
 #include <functional>
 #include <memory>
-#include <stdexcept>
 
 /// Changes a shell start-up file the only way we ever do: by appending a dated, titled block at
 /// the end, after a preview the user can inspect, with a backup beside it. Nothing inside an
@@ -28,24 +28,22 @@ public:
         friend bool operator==(const DiffPreview &, const DiffPreview &) = default;
     };
 
-    class WriteError : public std::runtime_error {
+    /// message(): "Couldn't write backup file: …", "Couldn't write file: …", or that the file
+    /// changed while the change was being reviewed and nothing was written.
+    class WriteError : public Error {
     public:
         enum class Kind { backupFailed, writeFailed, changedSinceReview };
         /// For changedSinceReview, `underlying` is the file's path.
         WriteError(Kind kind, const QString &underlying);
         [[nodiscard]] Kind kind() const { return m_kind; }
-        /// "Couldn't write backup file: …", "Couldn't write file: …", or that the file changed
-        /// while the change was being reviewed and nothing was written.
-        [[nodiscard]] QString message() const { return m_message; }
 
     private:
         Kind m_kind;
-        QString m_message;
     };
 
     using PresenceTest = std::function<bool(const QString &existingText)>;
 
-    FileAppendWriter(QString target, std::shared_ptr<const FileSystemOperating> fs);
+    FileAppendWriter(QString target, std::shared_ptr<FileSystemOperating> fs);
 
     /// What appending `lines` under `title` would do; reads, never writes. The file counts as
     /// already set when it contains `presenceTest` anywhere (comments included). Throws
@@ -76,5 +74,5 @@ private:
     void removeAbandonedBackups(const DiffPreview &preview) const;
 
     QString m_target;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    std::shared_ptr<FileSystemOperating> m_fs;
 };

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-ZprofileWriter::ZprofileWriter(std::shared_ptr<const FileSystemOperating> fs)
+ZprofileWriter::ZprofileWriter(std::shared_ptr<FileSystemOperating> fs)
     : m_writer(fs->homeDirectory() + QStringLiteral("/.zprofile"), fs)
 {
 }

@@ -7,7 +7,7 @@ class ZprofileWriter {
 public:
     static constexpr const char *kTitle = "Java configuration";
 
-    explicit ZprofileWriter(std::shared_ptr<const FileSystemOperating> fs);
+    explicit ZprofileWriter(std::shared_ptr<FileSystemOperating> fs);
 
     /// The two export lines; already set when any line that is not a comment starts with
     /// "export JAVA_HOME=", whatever value follows.

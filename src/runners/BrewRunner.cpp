@@ -1,14 +1,12 @@
 #include "runners/BrewRunner.h"
 
+#include "diagnosis/Remediation.h"
+
+#include <QScopeGuard>
 
 namespace {
 
 const QString kJavaVirtualMachines = QStringLiteral("/Library/Java/JavaVirtualMachines");
-
-struct CleanupAtExit {
-    std::function<void()> cleanup;
-    ~CleanupAtExit() { cleanup(); }
-};
 
 bool isTemurin(const QString &cask)
 {
@@ -18,7 +16,7 @@ bool isTemurin(const QString &cask)
 } // namespace
 
 BrewRunner::BrewRunner(QString brewPath, std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                       std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
+                       std::shared_ptr<FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
     : m_brewPath(std::move(brewPath))
     , m_process(process)
     , m_fs(fs)
@@ -45,8 +43,7 @@ BrewRunner::Event BrewRunner::run(const QString &cask, const QString &prompt, Pr
         onProgress(Event::output(QStringLiteral("Failed to set up privileged executor: ") + error.message()));
         return Event::completed(-1);
     }
-    // Once, at the very end, whatever happens in between.
-    const CleanupAtExit cleanup {executor.cleanup};
+    // The private folder stays until this returns, whatever happens in between.
     const Environment environment = appEnvironmentWith(executor.environment);
     const BrewResult installed = runBrew(QStringLiteral("install"), cask, environment, cancellation, onProgress);
 
@@ -96,7 +93,7 @@ BrewRunner::Event BrewRunner::conclude(const QString &cask, const BrewResult &re
         onProgress(Event::output(QString()));
         onProgress(Event::output(QStringLiteral("Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…")));
         const QString major = caskMajor(cask);
-        return fallBack(major.isEmpty() ? QStringLiteral("25") : major, prompt, cancellation, onProgress);
+        return fallBack(major.isEmpty() ? QString::number(kFallbackTemurinMajor) : major, prompt, cancellation, onProgress);
     }
     if (result.said.saysPasswordRefused())
         return Event::canceled();
@@ -128,6 +125,10 @@ BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &
     const QString architecture = adoptiumArchitecture(m_architecture);
     onProgress(Event::output(QStringLiteral("Looking up Temurin %1 (%2) on Adoptium…").arg(majorText, architecture)));
     std::optional<QString> packagePath;
+    const auto removePackage = qScopeGuard([&] {
+        if (packagePath)
+            m_package.remove(*packagePath);
+    });
     Event outcome;
     try {
         bool isNumber = false;
@@ -172,7 +173,5 @@ BrewRunner::Event BrewRunner::fallBack(const QString &majorText, const QString &
             outcome = Event::completed(1);
         }
     }
-    if (packagePath)
-        m_package.remove(*packagePath);
     return outcome;
 }

@@ -30,7 +30,7 @@ public:
 
     /// `architecture` is the Mac's: the package the fall-back installs is built for it.
     BrewRunner(QString brewPath, std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-               std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture);
+               std::shared_ptr<FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture);
 
     /// `brew install --cask <cask>`; returns `completed` or `canceled`, after progress through
     /// `onProgress`.
@@ -54,7 +54,7 @@ private:
 
     QString m_brewPath;
     std::shared_ptr<const ProcessRunning> m_process;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    std::shared_ptr<FileSystemOperating> m_fs;
     PrivilegedExecutor m_executor;
     AdoptiumAPI m_adoptium;
     Architecture m_architecture;

@@ -9,7 +9,7 @@ DiagnoseFlow::DiagnoseFlow(AppServices services, SystemProfiler::Platform platfo
 
 SystemProfile DiagnoseFlow::profile(ProcessCancellation *cancellation) const
 {
-    return SystemProfiler(ShellRunner(m_services.processRunner), m_services.fs, m_platform).profile(cancellation);
+    return SystemProfiler(ProgramRunner(m_services.processRunner), m_services.fs, m_platform).profile(cancellation);
 }
 
 DiagnoseFlow::Diagnosed DiagnoseFlow::diagnose(const SystemProfile &profile, ProcessCancellation *cancellation) const
@@ -49,7 +49,7 @@ int DiagnoseFlow::latestLTSMajor(ProcessCancellation *cancellation) const
 
 Verifier::Result DiagnoseFlow::verify(ProcessCancellation *cancellation) const
 {
-    return Verifier(ShellRunner(m_services.processRunner)).verify(cancellation);
+    return Verifier(ProgramRunner(m_services.processRunner)).verify(cancellation);
 }
 
 DiagnoseFlow::JavaHomeFollowUp DiagnoseFlow::javaHomeFollowUp(ProcessCancellation *cancellation) const

@@ -35,9 +35,6 @@ public:
         std::optional<Diagnosed> fix;
     };
 
-    /// What an install gets when Adoptium can't say which release is the latest LTS.
-    static constexpr int kFallbackTemurinMajor = 25;
-
     DiagnoseFlow(AppServices services, SystemProfiler::Platform platform, QUrl adoptiumBaseURL);
 
     [[nodiscard]] SystemProfile profile(ProcessCancellation *cancellation = nullptr) const;

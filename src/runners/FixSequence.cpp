@@ -36,7 +36,7 @@ struct FixSequence::Run {
 
     const AppServices &services() const { return sequence.m_services; }
     QString home() const { return services().fs->homeDirectory(); }
-    ShellRunner shell() const { return ShellRunner(services().processRunner); }
+    ProgramRunner shell() const { return ProgramRunner(services().processRunner); }
     AdoptiumAPI adoptium() const { return AdoptiumAPI(services().http, sequence.m_configuration.adoptiumBaseURL); }
     // Asked as the profile asks it, so an Intel Mac gets an Intel build.
     Architecture architecture() const { return SystemProfiler::machineArchitecture(shell(), &cancellation); }
@@ -336,5 +336,5 @@ QString FixSequence::successMessage(const Remediation &remediation)
     case Kind::installWarpViaBrew: return QStringLiteral("Warp installed.");
     case Kind::installHomebrew: return QStringLiteral("Homebrew installed.");
     }
-    return {};
+    Q_UNREACHABLE();
 }

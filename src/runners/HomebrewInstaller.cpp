@@ -12,7 +12,7 @@ QUrl HomebrewInstaller::defaultScriptURL()
     return QUrl(configured.isEmpty() ? QStringLiteral("https://raw.githubusercontent.com/Homebrew/install/HEAD/install.sh") : configured);
 }
 
-HomebrewInstaller::HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const FileSystemOperating> fs,
+HomebrewInstaller::HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<FileSystemOperating> fs,
                                      QUrl scriptURL, ShellenvConsent shellenvConsent)
     : m_process(std::move(process))
     , m_fs(fs)
@@ -61,7 +61,7 @@ StreamEvent HomebrewInstaller::install(ProcessCancellation &cancellation, const 
         output(QStringLiteral("Failed to start Homebrew installer: ") + end.text);
     else
         status = end.code;
-    executor.cleanup();
+    executor.folder.remove(); // the scripts are of no use to the shellenv step that follows
 
     if (cancellation.isCanceled())
         return StreamEvent::canceled();
@@ -97,9 +97,7 @@ void HomebrewInstaller::appendShellenv(const OutputHandler &onOutput) const
         output(QStringLiteral("Appending brew shellenv to ~/.zprofile (so brew is fully integrated in new shells)."));
         writer.apply(preview);
         output(QStringLiteral("Appended. Backup at ") + preview.backupPath + QLatin1Char('.'));
-    } catch (const FileAppendWriter::WriteError &error) {
-        output(QStringLiteral("Couldn't append brew shellenv to ~/.zprofile: ") + error.message());
-    } catch (const FileSystemError &error) {
+    } catch (const Error &error) { // reading the profile or writing it
         output(QStringLiteral("Couldn't append brew shellenv to ~/.zprofile: ") + error.message());
     }
 }

@@ -20,7 +20,7 @@ public:
     /// Homebrew's install script, or TARNWICK_HOMEBREW_INSTALL_URL when set.
     [[nodiscard]] static QUrl defaultScriptURL();
 
-    HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const FileSystemOperating> fs,
+    HomebrewInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<FileSystemOperating> fs,
                       QUrl scriptURL = defaultScriptURL(), ShellenvConsent shellenvConsent = {});
 
     /// Output lines go to `onOutput`; returns `completed` or `canceled`.
@@ -34,7 +34,7 @@ private:
     void appendShellenv(const OutputHandler &onOutput) const;
 
     std::shared_ptr<const ProcessRunning> m_process;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    std::shared_ptr<FileSystemOperating> m_fs;
     PrivilegedExecutor m_executor;
     QUrl m_scriptURL;
     ShellenvConsent m_shellenvConsent;

@@ -21,9 +21,9 @@ QStringList JEnvRunner::missingHookLines() const
 }
 
 StreamEvent JEnvRunner::registerAndSelect(const QString &jdkPath, int majorVersion, ProcessCancellation &cancellation,
-                                          const ShellRunner::OutputHandler &onOutput) const
+                                          const ProgramRunner::OutputHandler &onOutput) const
 {
     // jenv lives in ~/.jenv/bin, which only the ~/.zshrc hooks put on PATH.
     const QString folder = m_jenvRoot.isEmpty() ? QString() : m_jenvRoot + QStringLiteral("/bin");
-    return streamInLoginShell(m_shell, script(jdkPath, majorVersion), folder, cancellation, onOutput);
+    return m_shell.streamInLoginShell(script(jdkPath, majorVersion), folder, cancellation, onOutput);
 }

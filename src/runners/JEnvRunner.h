@@ -1,19 +1,19 @@
 #pragma once
 
 #include "services/FileSystemOperating.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 /// Registers a JDK with jEnv and makes it the global Java, in the user's login shell.
 class JEnvRunner {
 public:
-    JEnvRunner(QString jenvRoot, ShellRunner shell, std::shared_ptr<const FileSystemOperating> fs)
+    JEnvRunner(QString jenvRoot, ProgramRunner shell, std::shared_ptr<FileSystemOperating> fs)
         : m_jenvRoot(std::move(jenvRoot)), m_shell(std::move(shell)), m_fs(std::move(fs))
     {
     }
 
     /// Enables the export plug-in, adds the JDK, rehashes and selects `majorVersion` globally.
     StreamEvent registerAndSelect(const QString &jdkPath, int majorVersion, ProcessCancellation &cancellation,
-                                  const ShellRunner::OutputHandler &onOutput) const;
+                                  const ProgramRunner::OutputHandler &onOutput) const;
 
     /// The five-line script; tolerates a plug-in already enabled and a JDK already added, and
     /// stops at any other failure.
@@ -25,6 +25,6 @@ public:
 
 private:
     QString m_jenvRoot;
-    ShellRunner m_shell;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    ProgramRunner m_shell;
+    std::shared_ptr<FileSystemOperating> m_fs;
 };

@@ -32,12 +32,12 @@ QString MiseRunner::folder() const
     return m_miseExecutable.isEmpty() ? QString() : QFileInfo(m_miseExecutable).path();
 }
 
-StreamEvent MiseRunner::install(const QString &version, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const
+StreamEvent MiseRunner::install(const QString &version, ProcessCancellation &cancellation, const ProgramRunner::OutputHandler &onOutput) const
 {
-    return streamInLoginShell(m_shell, installCommand(version), folder(), cancellation, onOutput);
+    return m_shell.streamInLoginShell(installCommand(version), folder(), cancellation, onOutput);
 }
 
-StreamEvent MiseRunner::select(const QString &version, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const
+StreamEvent MiseRunner::select(const QString &version, ProcessCancellation &cancellation, const ProgramRunner::OutputHandler &onOutput) const
 {
-    return streamInLoginShell(m_shell, selectCommand(version), folder(), cancellation, onOutput);
+    return m_shell.streamInLoginShell(selectCommand(version), folder(), cancellation, onOutput);
 }

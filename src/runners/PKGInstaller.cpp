@@ -2,10 +2,12 @@
 
 #include "services/Watchdog.h"
 
+#include <QScopeGuard>
+
 #include <mutex>
 
 PKGInstaller::PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                           std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture,
+                           std::shared_ptr<FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture,
                            Patience patience)
     : m_adoptium(std::move(adoptium))
     , m_architecture(architecture)
@@ -26,6 +28,10 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Pr
     const auto slow = [&] { report(Event::of(Event::Kind::slowResponse)); };
 
     std::optional<QString> packagePath;
+    const auto removePackage = qScopeGuard([&] {
+        if (packagePath)
+            m_package.remove(*packagePath);
+    });
     const auto failure = [&](const QString &description) {
         return Event::error(description + QStringLiteral(" (pkg: ") + packagePath.value_or(QStringLiteral("n.a")) + QLatin1Char(')'));
     };
@@ -69,7 +75,5 @@ PKGInstaller::Event PKGInstaller::install(int version, const QString &prompt, Pr
     // A cancel is never reported as a failure, unless the install had begun and ran to its end.
     if (cancellation.isCanceled() && outcome.kind != Event::Kind::completed && !outlivedCancel)
         outcome = Event::of(Event::Kind::canceled);
-    if (packagePath)
-        m_package.remove(*packagePath);
     return outcome;
 }

@@ -37,9 +37,9 @@ public:
 
     /// `architecture` is the Mac's, whose build is installed.
     PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture, Patience patience);
+                 std::shared_ptr<FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture, Patience patience);
     PKGInstaller(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                 std::shared_ptr<const FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
+                 std::shared_ptr<FileSystemOperating> fs, AdoptiumAPI adoptium, Architecture architecture)
         : PKGInstaller(std::move(process), std::move(http), std::move(fs), std::move(adoptium), architecture, Patience {})
     {
     }

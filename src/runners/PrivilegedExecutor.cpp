@@ -25,7 +25,8 @@ PrivilegedExecutor::Prepared PrivilegedExecutor::prepare(const QString &prompt) 
     const QString askpass = directory + QStringLiteral("/askpass.sh");
     const QString wrapper = directory + QStringLiteral("/sudo");
 
-    m_fs->createDirectory(directory, true);
+    m_fs->createDirectory(directory, Parents::create);
+    PrivateFolder folder(m_fs, directory); // from here on, a failure takes the folder with it
     m_fs->writeString(askpass, askpassScript(prompt));
     m_fs->setPosixPermissions(askpass, 0700);
     m_fs->writeString(wrapper, sudoWrapper());
@@ -34,22 +35,29 @@ PrivilegedExecutor::Prepared PrivilegedExecutor::prepare(const QString &prompt) 
     QString path = qEnvironmentVariable("PATH");
     if (path.isEmpty())
         path = QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin");
-    auto fs = m_fs;
     return Prepared {
         {{QStringLiteral("PATH"), directory + QLatin1Char(':') + path}, {QStringLiteral("SUDO_ASKPASS"), askpass}},
-        [fs, directory] {
-            try {
-                fs->removeItem(directory);
-            } catch (const FileSystemError &) {
-                // Already gone: fine.
-            }
-        },
+        std::move(folder),
     };
 }
 
-Environment appEnvironmentWith(const Environment &overlay)
+PrivilegedExecutor::PrivateFolder &PrivilegedExecutor::PrivateFolder::operator=(PrivateFolder &&other) noexcept
 {
-    Environment environment = appEnvironment();
-    environment.insert(overlay);
-    return environment;
+    if (this != &other) {
+        remove();
+        m_fs = std::move(other.m_fs);
+        m_path = std::exchange(other.m_path, QString());
+    }
+    return *this;
+}
+
+void PrivilegedExecutor::PrivateFolder::remove() noexcept
+{
+    if (m_path.isEmpty())
+        return;
+    try {
+        m_fs->removeItem(std::exchange(m_path, QString()));
+    } catch (const FileSystemError &) {
+        // Already gone: fine.
+    }
 }

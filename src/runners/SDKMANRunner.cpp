@@ -4,19 +4,6 @@
 
 #include <QRegularExpression>
 
-StreamEvent streamInLoginShell(const ShellRunner &shell, const QString &commandLine, const QString &pathPrefix,
-                               ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput)
-{
-    std::optional<Environment> environment;
-    if (!pathPrefix.isEmpty()) {
-        environment = appEnvironment();
-        const QString path = environment->value(QStringLiteral("PATH"));
-        environment->insert(QStringLiteral("PATH"), path.isEmpty() ? pathPrefix : pathPrefix + QLatin1Char(':') + path);
-    }
-    return shell.stream(ShellRunner::loginShell(), ShellRunner::loginShellArguments(commandLine), environment, cancellation,
-                        onOutput);
-}
-
 QString SDKMANRunner::candidateArgument(const QString &candidate)
 {
     // Versions come from JDKs on disk; one that is not plain must not run as code.
@@ -31,15 +18,15 @@ QString SDKMANRunner::command(const QString &subcommand) const
 }
 
 StreamEvent SDKMANRunner::install(const QString &candidate, ProcessCancellation &cancellation,
-                                  const ShellRunner::OutputHandler &onOutput) const
+                                  const ProgramRunner::OutputHandler &onOutput) const
 {
-    return streamInLoginShell(m_shell, command(QStringLiteral("install java ") + candidateArgument(candidate)), QString(),
-                              cancellation, onOutput);
+    return m_shell.streamInLoginShell(command(QStringLiteral("install java ") + candidateArgument(candidate)), QString(),
+                                      cancellation, onOutput);
 }
 
 StreamEvent SDKMANRunner::makeDefault(const QString &candidate, ProcessCancellation &cancellation,
-                                      const ShellRunner::OutputHandler &onOutput) const
+                                      const ProgramRunner::OutputHandler &onOutput) const
 {
-    return streamInLoginShell(m_shell, command(QStringLiteral("default java ") + candidateArgument(candidate)), QString(),
-                              cancellation, onOutput);
+    return m_shell.streamInLoginShell(command(QStringLiteral("default java ") + candidateArgument(candidate)), QString(),
+                                      cancellation, onOutput);
 }

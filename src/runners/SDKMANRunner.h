@@ -1,17 +1,17 @@
 #pragma once
 
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 /// Installs or selects Java through SDKMAN, in the user's login shell.
 class SDKMANRunner {
 public:
-    SDKMANRunner(QString sdkmanRoot, ShellRunner shell) : m_sdkmanRoot(std::move(sdkmanRoot)), m_shell(std::move(shell)) {}
+    SDKMANRunner(QString sdkmanRoot, ProgramRunner shell) : m_sdkmanRoot(std::move(sdkmanRoot)), m_shell(std::move(shell)) {}
 
     /// `sdk install java <candidate>`, e.g. candidate "21-tem".
-    StreamEvent install(const QString &candidate, ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput) const;
+    StreamEvent install(const QString &candidate, ProcessCancellation &cancellation, const ProgramRunner::OutputHandler &onOutput) const;
     /// `sdk default java <candidate>`.
     StreamEvent makeDefault(const QString &candidate, ProcessCancellation &cancellation,
-                            const ShellRunner::OutputHandler &onOutput) const;
+                            const ProgramRunner::OutputHandler &onOutput) const;
 
     /// `source "<root>/bin/sdkman-init.sh" && sdk <subcommand>`.
     [[nodiscard]] QString command(const QString &subcommand) const;
@@ -20,9 +20,5 @@ public:
 
 private:
     QString m_sdkmanRoot;
-    ShellRunner m_shell;
+    ProgramRunner m_shell;
 };
-
-/// Runs `commandLine` in a fresh login zsh with `pathPrefix` (if any) put first on PATH.
-StreamEvent streamInLoginShell(const ShellRunner &shell, const QString &commandLine, const QString &pathPrefix,
-                               ProcessCancellation &cancellation, const ShellRunner::OutputHandler &onOutput);

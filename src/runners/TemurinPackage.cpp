@@ -97,7 +97,7 @@ private:
 } // namespace
 
 TemurinPackage::TemurinPackage(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                               std::shared_ptr<const FileSystemOperating> fs, QString errorDomain)
+                               std::shared_ptr<FileSystemOperating> fs, QString errorDomain)
     : m_process(std::move(process)), m_http(std::move(http)), m_fs(std::move(fs)), m_errorDomain(std::move(errorDomain))
 {
 }
@@ -105,7 +105,7 @@ TemurinPackage::TemurinPackage(std::shared_ptr<const ProcessRunning> process, st
 QString TemurinPackage::preparePath(int major, const QString &releaseName) const
 {
     const QString parent = cachesFolder(*m_fs);
-    m_fs->createDirectory(parent, true);
+    m_fs->createDirectory(parent, Parents::create);
     removeStaleDownloads(parent);
     // Created without intermediates, so a name that is already taken (by anything, a link
     // included) fails instead of being reused.
@@ -113,7 +113,7 @@ QString TemurinPackage::preparePath(int major, const QString &releaseName) const
     for (int attempt = 0;; ++attempt) {
         folder = parent + QLatin1Char('/') + kPrivateFolderPrefix + QString::number(QRandomGenerator::system()->generate64(), 36);
         try {
-            m_fs->createDirectory(folder, false);
+            m_fs->createDirectory(folder, Parents::mustExist);
             break;
         } catch (const FileSystemError &) {
             if (attempt == 3)

@@ -33,7 +33,7 @@ public:
     };
 
     TemurinPackage(std::shared_ptr<const ProcessRunning> process, std::shared_ptr<const HTTPFetching> http,
-                   std::shared_ptr<const FileSystemOperating> fs, QString errorDomain);
+                   std::shared_ptr<FileSystemOperating> fs, QString errorDomain);
 
     /// <caches>/Tarnwick/<fresh private folder>/temurin-<major>-<release name>.pkg. The folder is
     /// new for every run and only this user may enter it, so nothing left at a known path (a
@@ -78,6 +78,6 @@ private:
 
     std::shared_ptr<const ProcessRunning> m_process;
     std::shared_ptr<const HTTPFetching> m_http;
-    std::shared_ptr<const FileSystemOperating> m_fs;
+    std::shared_ptr<FileSystemOperating> m_fs;
     QString m_errorDomain;
 };

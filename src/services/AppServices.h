@@ -12,8 +12,8 @@
 struct AppServices {
     std::shared_ptr<const ProcessRunning> processRunner;
     std::shared_ptr<const HTTPFetching> http;
-    std::shared_ptr<const FileSystemOperating> fs;
-    std::shared_ptr<const KeyValueStoring> store;
+    std::shared_ptr<FileSystemOperating> fs;
+    std::shared_ptr<KeyValueStoring> store;
     /// True when the services are doubles (a simulated Mac). For display only: no logic may
     /// branch on it.
     bool isFixtureMode = false;

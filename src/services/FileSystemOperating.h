@@ -58,7 +58,12 @@ struct FileExistence {
     bool isDirectory = false;
 };
 
-/// File-system access. Paths are absolute. Safe to call from any thread.
+/// Whether `createDirectory` makes the missing folders above the one asked for.
+enum class Parents { mustExist, create };
+
+/// File-system access. Paths are absolute. Every method is safe to call from any thread, writes
+/// included; each call stands alone, so two calls are never one step (another thread or program
+/// may act in between). The writes are not const: code handed a const one can only read.
 class FileSystemOperating {
 public:
     virtual ~FileSystemOperating() = default;
@@ -79,19 +84,20 @@ public:
 
     /// Entry names (not paths), unsorted, without "." and "..". Throws FileSystemError.
     [[nodiscard]] virtual QStringList contentsOfDirectory(const QString &path) const = 0;
-    /// With intermediates, an existing directory is fine; without, it is an error. Throws.
-    virtual void createDirectory(const QString &path, bool withIntermediateDirectories) const = 0;
+    /// With Parents::create, missing ancestors are made and an existing directory is fine; with
+    /// Parents::mustExist, a missing parent or an existing entry is an error. Throws.
+    virtual void createDirectory(const QString &path, Parents parents) = 0;
     /// Removes a file, a link (not its target) or a whole directory tree. Throws, also when
     /// nothing is there.
-    virtual void removeItem(const QString &path) const = 0;
+    virtual void removeItem(const QString &path) = 0;
     /// Fails when something already exists at `destination`. Throws.
-    virtual void moveItem(const QString &source, const QString &destination) const = 0;
+    virtual void moveItem(const QString &source, const QString &destination) = 0;
     /// Describes `path` itself: a symbolic link is reported as a link. Throws.
     [[nodiscard]] virtual FileAttributes attributesOfItem(const QString &path) const = 0;
     /// Describes what `path` leads to, following symbolic links. Throws.
     [[nodiscard]] virtual FileAttributes attributesOfDestination(const QString &path) const = 0;
     /// Sets permission bits (e.g. 0700) of `path`, following a symbolic link. Throws.
-    virtual void setPosixPermissions(const QString &path, unsigned permissions) const = 0;
+    virtual void setPosixPermissions(const QString &path, unsigned permissions) = 0;
 
     /// The file's text. Throws, also when the file is not valid UTF-8.
     [[nodiscard]] virtual QString readString(const QString &path) const = 0;
@@ -103,17 +109,17 @@ public:
     /// Replaces the file's contents atomically with `text` as UTF-8: readers see the old text or
     /// the new, never a mix. A symbolic link stays a link and its target gets the text; an
     /// existing file keeps its permission bits. Throws, e.g. when the directory does not exist.
-    virtual void writeString(const QString &path, const QString &text) const = 0;
+    virtual void writeString(const QString &path, const QString &text) = 0;
     /// writeString for bytes: atomic, through a symbolic link, keeping permission bits. Throws.
-    virtual void writeData(const QString &path, const QByteArray &bytes) const = 0;
+    virtual void writeData(const QString &path, const QByteArray &bytes) = 0;
     /// Adds `bytes` at the end of an existing file in place, so every hard link to it sees them.
     /// Not atomic: a reader may see part of them. Throws, also when there is no file.
-    virtual void appendData(const QString &path, const QByteArray &bytes) const = 0;
+    virtual void appendData(const QString &path, const QByteArray &bytes) = 0;
     /// Creates a new file in the folder of `neighbour`, named after it plus a unique suffix,
     /// holding `bytes`; `permissions` are set before any byte is in it. Returns its path. Meant to
     /// be put in place with replaceItem. Throws, leaving nothing behind.
-    [[nodiscard]] virtual QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const = 0;
+    [[nodiscard]] virtual QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) = 0;
     /// Renames the file `source` to `destination` in one step, replacing a file or a symbolic link there
     /// (the link itself, never what it points to). A folder at `destination` is an error. Throws.
-    virtual void replaceItem(const QString &source, const QString &destination) const = 0;
+    virtual void replaceItem(const QString &source, const QString &destination) = 0;
 };

@@ -1,5 +1,7 @@
 #include "services/LineSplitter.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 void LineSplitter::feed(const char *data, qsizetype size)
@@ -46,4 +48,10 @@ void LineSplitter::emitOverlongPieces()
         m_emit(m_partial.left(cut));
         m_partial.remove(0, cut);
     }
+}
+
+QStringList splitLines(const QString &text, Qt::SplitBehavior behavior)
+{
+    static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
+    return text.split(lineBreak, behavior);
 }

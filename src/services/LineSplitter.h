@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QStringList>
 
 #include <functional>
 #include <utility>
@@ -28,3 +29,7 @@ private:
     QByteArray m_partial;
     bool m_afterCarriageReturn = false;
 };
+
+/// Text already read whole, cut at the same terminators as LineSplitter: "\r\n", a lone "\r" and
+/// "\n", so a transcript splits the same way whether it was streamed or captured.
+[[nodiscard]] QStringList splitLines(const QString &text, Qt::SplitBehavior behavior = Qt::KeepEmptyParts);

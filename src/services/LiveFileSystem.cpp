@@ -124,9 +124,9 @@ QStringList LiveFileSystem::contentsOfDirectory(const QString &path) const
     return entryNames(path, "list");
 }
 
-void LiveFileSystem::createDirectory(const QString &path, bool withIntermediateDirectories) const
+void LiveFileSystem::createDirectory(const QString &path, Parents parents)
 {
-    if (!withIntermediateDirectories) {
+    if (parents == Parents::mustExist) {
         if (::mkdir(native(path).constData(), 0755) != 0)
             fail("create the folder", path, errno);
         return;
@@ -147,12 +147,12 @@ void LiveFileSystem::createDirectory(const QString &path, bool withIntermediateD
     }
 }
 
-void LiveFileSystem::removeItem(const QString &path) const
+void LiveFileSystem::removeItem(const QString &path)
 {
     removeTree(path);
 }
 
-void LiveFileSystem::moveItem(const QString &source, const QString &destination) const
+void LiveFileSystem::moveItem(const QString &source, const QString &destination)
 {
     struct stat info {};
     if (::lstat(native(destination).constData(), &info) == 0)
@@ -223,7 +223,7 @@ QString LiveFileSystem::sha256Hex(const QString &path) const
     }
 }
 
-void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissions) const
+void LiveFileSystem::setPosixPermissions(const QString &path, unsigned permissions)
 {
     if (::chmod(native(path).constData(), static_cast<mode_t>(permissions)) != 0)
         fail("change the permissions of", path, errno);
@@ -261,12 +261,12 @@ QString LiveFileSystem::readString(const QString &path) const
     return *text;
 }
 
-void LiveFileSystem::writeString(const QString &path, const QString &text) const
+void LiveFileSystem::writeString(const QString &path, const QString &text)
 {
     writeData(path, text.toUtf8());
 }
 
-void LiveFileSystem::writeData(const QString &path, const QByteArray &bytes) const
+void LiveFileSystem::writeData(const QString &path, const QByteArray &bytes)
 {
     // QSaveFile writes a temporary file beside the target and renames it over the target; for a
     // symbolic link it does that beside the link's target, and it keeps the target's permissions.
@@ -300,7 +300,7 @@ int writeAll(int fd, const QByteArray &bytes)
 
 } // namespace
 
-void LiveFileSystem::appendData(const QString &path, const QByteArray &bytes) const
+void LiveFileSystem::appendData(const QString &path, const QByteArray &bytes)
 {
     const int fd = ::open(native(path).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
     if (fd < 0)
@@ -311,7 +311,7 @@ void LiveFileSystem::appendData(const QString &path, const QByteArray &bytes) co
         failAccess("write", path, error, homeDirectory());
 }
 
-QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const
+QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions)
 {
     QByteArray name = native(neighbour + QStringLiteral(".tarnwick-XXXXXX"));
     // mkostemp creates the file 0600; the wanted bits follow before the first byte.
@@ -332,7 +332,7 @@ QString LiveFileSystem::writeStagedFile(const QString &neighbour, const QByteArr
     return QFile::decodeName(name);
 }
 
-void LiveFileSystem::replaceItem(const QString &source, const QString &destination) const
+void LiveFileSystem::replaceItem(const QString &source, const QString &destination)
 {
     struct stat info {};
     // rename(2) would put a folder over an empty folder; someone's folder is never replaced.

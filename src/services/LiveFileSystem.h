@@ -28,21 +28,21 @@ public:
     [[nodiscard]] bool isExecutableFile(const QString &path) const override;
 
     [[nodiscard]] QStringList contentsOfDirectory(const QString &path) const override;
-    void createDirectory(const QString &path, bool withIntermediateDirectories) const override;
-    void removeItem(const QString &path) const override;
-    void moveItem(const QString &source, const QString &destination) const override;
+    void createDirectory(const QString &path, Parents parents) override;
+    void removeItem(const QString &path) override;
+    void moveItem(const QString &source, const QString &destination) override;
     [[nodiscard]] FileAttributes attributesOfItem(const QString &path) const override;
     [[nodiscard]] FileAttributes attributesOfDestination(const QString &path) const override;
-    void setPosixPermissions(const QString &path, unsigned permissions) const override;
+    void setPosixPermissions(const QString &path, unsigned permissions) override;
 
     [[nodiscard]] QString sha256Hex(const QString &path) const override;
     [[nodiscard]] QString readString(const QString &path) const override;
-    void writeString(const QString &path, const QString &text) const override;
+    void writeString(const QString &path, const QString &text) override;
     [[nodiscard]] QByteArray readData(const QString &path) const override;
-    void writeData(const QString &path, const QByteArray &bytes) const override;
-    void appendData(const QString &path, const QByteArray &bytes) const override;
-    [[nodiscard]] QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) const override;
-    void replaceItem(const QString &source, const QString &destination) const override;
+    void writeData(const QString &path, const QByteArray &bytes) override;
+    void appendData(const QString &path, const QByteArray &bytes) override;
+    [[nodiscard]] QString writeStagedFile(const QString &neighbour, const QByteArray &bytes, unsigned permissions) override;
+    void replaceItem(const QString &source, const QString &destination) override;
 
 private:
     Folders m_folders;

@@ -48,14 +48,14 @@ bool LiveKeyValueStore::boolValue(const QString &key) const
     return text == QLatin1String("true") || text == QLatin1String("1");
 }
 
-void LiveKeyValueStore::setString(const QString &key, const QString &value) const
+void LiveKeyValueStore::setString(const QString &key, const QString &value)
 {
     auto settings = open();
     settings->setValue(settingsKey(key), value);
     settings->sync();
 }
 
-void LiveKeyValueStore::setBool(const QString &key, bool value) const
+void LiveKeyValueStore::setBool(const QString &key, bool value)
 {
     auto settings = open();
     settings->setValue(settingsKey(key), value);

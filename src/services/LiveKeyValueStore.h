@@ -16,8 +16,8 @@ public:
 
     [[nodiscard]] std::optional<QString> stringValue(const QString &key) const override;
     [[nodiscard]] bool boolValue(const QString &key) const override;
-    void setString(const QString &key, const QString &value) const override;
-    void setBool(const QString &key, bool value) const override;
+    void setString(const QString &key, const QString &value) override;
+    void setBool(const QString &key, bool value) override;
 
 private:
     std::unique_ptr<QSettings> open() const;

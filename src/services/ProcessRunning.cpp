@@ -10,3 +10,10 @@ Environment appEnvironment()
         environment.insert(name, system.value(name));
     return environment;
 }
+
+Environment appEnvironmentWith(const Environment &overlay)
+{
+    Environment environment = appEnvironment();
+    environment.insert(overlay);
+    return environment;
+}

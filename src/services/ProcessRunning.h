@@ -17,6 +17,8 @@ using Environment = QMap<QString, QString>;
 
 /// This process's own environment, for a child that should see it with a change or two.
 [[nodiscard]] Environment appEnvironment();
+/// The app's environment with `overlay` laid over it (its keys win).
+[[nodiscard]] Environment appEnvironmentWith(const Environment &overlay);
 
 /// Everything a child printed, and how it ended. A child killed by a signal reports 128 + the
 /// signal number, as a shell's `$?` does (SIGTERM gives 143).

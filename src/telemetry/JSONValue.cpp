@@ -21,7 +21,7 @@ QJsonValue JSONValue::toJson() const
     case Kind::object: return ::toJson(std::get<JSONObject>(m_value));
     case Kind::null: return QJsonValue(QJsonValue::Null);
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 JSONObject JSONValue::toObject() const

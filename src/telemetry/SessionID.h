@@ -13,7 +13,7 @@ class SessionID {
 public:
     static constexpr const char *kKey = "ferrowood.tarnwick.session_id";
 
-    explicit SessionID(std::shared_ptr<const KeyValueStoring> store) : m_store(std::move(store)) {}
+    explicit SessionID(std::shared_ptr<KeyValueStoring> store) : m_store(std::move(store)) {}
 
     /// The stored identity; a new one (stored at once) when there is none or it doesn't parse.
     [[nodiscard]] QUuid identity() const;
@@ -24,5 +24,5 @@ public:
     [[nodiscard]] static std::optional<QUuid> parse(const QString &text);
 
 private:
-    std::shared_ptr<const KeyValueStoring> m_store;
+    std::shared_ptr<KeyValueStoring> m_store;
 };

@@ -1,6 +1,7 @@
 #include "telemetry/TelemetryEvents.h"
 
-#include <QRegularExpression>
+#include "services/LineSplitter.h"
+
 #include <QTextBoundaryFinder>
 
 namespace TelemetryEvents {
@@ -33,13 +34,12 @@ std::pair<QString, QString> diagnosisCode(const Diagnosis &diagnosis)
     case Diagnosis::Kind::noErrorsFound: return {diagnosis.code(), QStringLiteral("JDK installed, JAVA_HOME set")};
     case Diagnosis::Kind::unknown: return {diagnosis.code(), truncatedToCharacters(diagnosis.reason(), 120)};
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString javaVersionExcerpt(const QString &output)
 {
-    static const QRegularExpression lineBreak(QStringLiteral("\r\n|\r|\n"));
-    const QStringList lines = output.split(lineBreak, Qt::SkipEmptyParts);
+    const QStringList lines = splitLines(output, Qt::SkipEmptyParts);
     QString excerpt = lines.value(0);
     for (const QString &line : lines) {
         if (line.contains(QLatin1String("version \""))) {
@@ -65,7 +65,7 @@ QString outcomeText(StageOutcome outcome)
     case StageOutcome::skippedAlreadyOk: return QStringLiteral("skipped_already_ok");
     case StageOutcome::skippedMissingBlocked: return QStringLiteral("skipped_missing_blocked");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 TelemetryEvent appLaunched() { return event("app_launched"); }

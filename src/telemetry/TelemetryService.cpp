@@ -309,7 +309,7 @@ void TelemetryService::persist(const QList<Event> &events) const
 {
     const QString &path = m_configuration.pendingFilePath;
     try {
-        m_configuration.fs->createDirectory(QFileInfo(path).absolutePath(), true);
+        m_configuration.fs->createDirectory(QFileInfo(path).absolutePath(), Parents::create);
         if (events.isEmpty()) {
             if (m_configuration.fs->fileExists(path)) {
                 try {

@@ -24,8 +24,8 @@ public:
         /// Sent with every event, e.g. "1.4 (27)".
         QString appVersion;
         std::shared_ptr<const HTTPFetching> http;
-        std::shared_ptr<const KeyValueStoring> kvStore;
-        std::shared_ptr<const FileSystemOperating> fs;
+        std::shared_ptr<KeyValueStoring> kvStore;
+        std::shared_ptr<FileSystemOperating> fs;
         QString pendingFilePath;
         /// Where diagnostics go; the system log unless a test listens.
         std::function<void(const QString &line)> log;

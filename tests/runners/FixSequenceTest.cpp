@@ -150,7 +150,7 @@ TEST(FixSequence, MapsThePackageInstallToLines)
     finishing.fixture.processRunner->script(QStringLiteral("/usr/bin/osascript"), [&finishing](const QStringList &arguments, const auto &) {
         static const QRegularExpression rootFolder(QStringLiteral("/tmp/tarnwick-install\\.run-[0-9a-z]+\\."));
         const QString folder = rootFolder.match(arguments.value(1)).captured() + QStringLiteral("Ab12Cd");
-        finishing.fixture.fs->createDirectory(folder, true);
+        finishing.fixture.fs->createDirectory(folder, Parents::create);
         finishing.fixture.fs->setPosixPermissions(folder, 0711);
         finishing.cancellation.cancel();
         return ProcessResult {0, {}, {}};

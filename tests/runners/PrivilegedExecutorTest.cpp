@@ -23,7 +23,7 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
 {
     QTemporaryDir temporary;
     auto fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {{}, temporary.path(), {}, {}});
-    const PrivilegedExecutor::Prepared prepared =
+    PrivilegedExecutor::Prepared prepared =
         PrivilegedExecutor(fs).prepare(QStringLiteral("Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/"));
 
     const QStringList folders = QDir(temporary.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
@@ -46,21 +46,21 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
     EXPECT_EQ(prepared.environment.value("SUDO_ASKPASS"), folder + QStringLiteral("/askpass.sh"));
     EXPECT_EQ(prepared.environment.value("PATH"), folder + QLatin1Char(':') + qEnvironmentVariable("PATH"));
 
-    prepared.cleanup();
+    prepared.folder.remove();
     EXPECT_FALSE(QFileInfo::exists(folder));
-    prepared.cleanup(); // twice: harmless
 
     // Two preparations never share a folder; without a PATH the system's default follows ours.
     const QByteArray path = qgetenv("PATH");
     qunsetenv("PATH");
-    const PrivilegedExecutor::Prepared first = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
-    const PrivilegedExecutor::Prepared second = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
-    qputenv("PATH", path);
-    EXPECT_NE(first.environment.value("SUDO_ASKPASS"), second.environment.value("SUDO_ASKPASS"));
-    EXPECT_TRUE(first.environment.value("PATH").endsWith(QStringLiteral(":/usr/bin:/bin:/usr/sbin:/sbin")));
-    first.cleanup();
-    second.cleanup();
-    EXPECT_TRUE(QDir(temporary.path()).isEmpty());
+    {
+        const PrivilegedExecutor::Prepared first = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
+        const PrivilegedExecutor::Prepared second = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
+        qputenv("PATH", path);
+        EXPECT_NE(first.environment.value("SUDO_ASKPASS"), second.environment.value("SUDO_ASKPASS"));
+        EXPECT_TRUE(first.environment.value("PATH").endsWith(QStringLiteral(":/usr/bin:/bin:/usr/sbin:/sbin")));
+        EXPECT_EQ(QDir(temporary.path()).count(), 4u); // "." and ".." too
+    }
+    EXPECT_TRUE(QDir(temporary.path()).isEmpty()); // each folder went with its owner
 }
 
 TEST(PrivilegedExecutor, AnyPromptShowsLiterallyAndRunsNothing)

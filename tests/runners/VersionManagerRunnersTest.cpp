@@ -80,7 +80,7 @@ TEST(Quoting, EscapesEverythingDoubleQuotesStillInterpret)
 
 TEST(VersionManagerRunners, BuildTheCommandsAsWritten)
 {
-    const SDKMANRunner sdkman(QStringLiteral("/Users/ada/.sdkman"), ShellRunner(std::make_shared<LiveProcessRunner>()));
+    const SDKMANRunner sdkman(QStringLiteral("/Users/ada/.sdkman"), ProgramRunner(std::make_shared<LiveProcessRunner>()));
     EXPECT_EQ(sdkman.command(QStringLiteral("install java 21-tem")),
               QStringLiteral("source \"/Users/ada/.sdkman/bin/sdkman-init.sh\" && sdk install java 21-tem"));
     EXPECT_EQ(MiseRunner::installCommand(QStringLiteral("temurin-21")),
@@ -98,7 +98,7 @@ TEST(VersionManagerRunners, BuildTheCommandsAsWritten)
 TEST(VersionManagerRunners, RunTheirToolsInARealLoginShell)
 {
     ToolHome home;
-    const ShellRunner shell = home.mac.shell();
+    const ProgramRunner shell = home.mac.shell();
     const SDKMANRunner sdkman(home.dir.filePath(QStringLiteral(".sdkman")), shell);
     auto [sdkOutput, sdkEnd] = home.lines([&](auto &c, auto on) { return sdkman.install(QStringLiteral("21-tem"), c, on); });
     EXPECT_EQ(sdkOutput, (QStringList {"sdk:install", "sdk:java", "sdk:21-tem"}));
@@ -125,7 +125,7 @@ TEST(VersionManagerRunners, HostilePathsReachTheToolUnchangedAndNeverRun)
 {
     ToolHome home;
     const QString canary = home.dir.filePath(QStringLiteral("canary"));
-    const ShellRunner shell = home.mac.shell();
+    const ProgramRunner shell = home.mac.shell();
     const JEnvRunner jenv(home.dir.filePath(QStringLiteral(".jenv")), shell, std::make_shared<InMemoryFileSystem>());
     const MiseRunner mise(home.dir.filePath(QStringLiteral("mise/bin/mise")), shell, std::make_shared<InMemoryFileSystem>());
     for (const QString &path : hostilePaths(canary)) {
@@ -208,7 +208,7 @@ TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
         auto fs = std::make_shared<InMemoryFileSystem>();
         if (c.zshrc)
             fs->addFile(fs->homeDirectory() + QStringLiteral("/.zshrc"), *c.zshrc);
-        const ShellRunner shell(std::make_shared<LiveProcessRunner>());
+        const ProgramRunner shell(std::make_shared<LiveProcessRunner>());
         EXPECT_EQ(MiseRunner(QString(), shell, fs).missingHookLines(), c.missingMise) << c.name;
         EXPECT_EQ(JEnvRunner(QString(), shell, fs).missingHookLines(), c.missingJenv) << c.name;
     }

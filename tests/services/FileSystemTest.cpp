@@ -65,7 +65,7 @@ class FileSystemContract : public testing::TestWithParam<Subject (*)()> {
 protected:
     void SetUp() override { subject = GetParam()(); }
     QString at(const QString &relative) const { return subject.root + QLatin1Char('/') + relative; }
-    const FileSystemOperating &fs() const { return *subject.fs; }
+    FileSystemOperating &fs() const { return *subject.fs; }
     Subject subject;
 };
 
@@ -85,7 +85,7 @@ TEST_P(FileSystemContract, MissingThingsAreErrorsThatNameThePath)
         {"read", [&] { (void)fs().readString(missing); }, QStringLiteral("Couldn't read “%1”: No such file or directory").arg(missing)},
         {"remove", [&] { fs().removeItem(missing); }, QStringLiteral("Couldn't remove “%1”: No such file or directory").arg(missing)},
         {"attributes", [&] { (void)fs().attributesOfItem(missing); }, QStringLiteral("Couldn't read the attributes of “%1”: No such file or directory").arg(missing)},
-        {"create without parents", [&] { fs().createDirectory(missing + QStringLiteral("/sub"), false); },
+        {"create without parents", [&] { fs().createDirectory(missing + QStringLiteral("/sub"), Parents::mustExist); },
          QStringLiteral("Couldn't create the folder “%1/sub”: No such file or directory").arg(missing)},
     };
     for (const auto &c : cases)
@@ -97,9 +97,9 @@ TEST_P(FileSystemContract, MissingThingsAreErrorsThatNameThePath)
 TEST_P(FileSystemContract, CreatesListsMovesAndRemovesFolders)
 {
     const QString jdk = at(QStringLiteral("JavaVirtualMachines/temurin-21.jdk/Contents/Home"));
-    fs().createDirectory(jdk, true);
-    fs().createDirectory(jdk, true); // already there: fine with intermediates
-    EXPECT_FALSE(failureOf([&] { fs().createDirectory(jdk, false); }).startsWith(QStringLiteral("(no error)")));
+    fs().createDirectory(jdk, Parents::create);
+    fs().createDirectory(jdk, Parents::create); // already there: fine with intermediates
+    EXPECT_FALSE(failureOf([&] { fs().createDirectory(jdk, Parents::mustExist); }).startsWith(QStringLiteral("(no error)")));
     EXPECT_EQ(fs().fileExistence(jdk).isDirectory, true);
     EXPECT_FALSE(fs().isExecutableFile(jdk)); // a folder is not a program
     subject.plant(jdk + QStringLiteral("/java"), "#!/bin/sh\n");
@@ -108,7 +108,7 @@ TEST_P(FileSystemContract, CreatesListsMovesAndRemovesFolders)
 
     subject.plant(jdk + QStringLiteral("/release"), "JAVA_VERSION=\"21.0.2\"\n");
     EXPECT_FALSE(fs().isExecutableFile(jdk + QStringLiteral("/release")));
-    fs().createDirectory(at(QStringLiteral("JavaVirtualMachines/zulu-17.jdk")), false);
+    fs().createDirectory(at(QStringLiteral("JavaVirtualMachines/zulu-17.jdk")), Parents::mustExist);
     EXPECT_EQ(sorted(fs().contentsOfDirectory(at(QStringLiteral("JavaVirtualMachines")))),
               (QStringList {"temurin-21.jdk", "zulu-17.jdk"}));
 
@@ -175,7 +175,7 @@ TEST_P(FileSystemContract, StagesAFileThenPutsItInPlace)
 
     // A folder is never replaced; what was staged stays for the caller to remove.
     const QString folder = at(QStringLiteral("folder"));
-    fs().createDirectory(folder + QStringLiteral("/keep"), true);
+    fs().createDirectory(folder + QStringLiteral("/keep"), Parents::create);
     const QString another = fs().writeStagedFile(backup, "x", 0600);
     EXPECT_EQ(failureOf([&] { fs().replaceItem(another, folder); }), QStringLiteral("Couldn't replace “%1”: Is a directory").arg(folder));
     EXPECT_TRUE(fs().fileExistence(folder + QStringLiteral("/keep")).isDirectory);

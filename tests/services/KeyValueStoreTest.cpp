@@ -27,7 +27,7 @@ TEST(LiveKeyValueStore, ValuesSurviveIntoAnotherProcess)
     // Written by another process, read here.
     tool({ini, QStringLiteral("set-bool"), consented, QStringLiteral("true")});
     tool({ini, QStringLiteral("set-string"), session, QStringLiteral("0F7C2D5E-1A2B-4C3D-8E9F-001122334455")});
-    const LiveKeyValueStore store(ini);
+    LiveKeyValueStore store(ini);
     EXPECT_TRUE(store.boolValue(consented));
     EXPECT_EQ(store.stringValue(session), QStringLiteral("0F7C2D5E-1A2B-4C3D-8E9F-001122334455"));
 
@@ -42,9 +42,9 @@ TEST(LiveKeyValueStore, ValuesSurviveIntoAnotherProcess)
 TEST(KeyValueStores, UnsetKeysReadAsAbsentAndFalse)
 {
     QTemporaryDir dir;
-    const LiveKeyValueStore live(dir.filePath(QStringLiteral("settings.ini")));
-    const InMemoryKeyValueStore memory;
-    for (const KeyValueStoring *store : {static_cast<const KeyValueStoring *>(&live), static_cast<const KeyValueStoring *>(&memory)}) {
+    LiveKeyValueStore live(dir.filePath(QStringLiteral("settings.ini")));
+    InMemoryKeyValueStore memory;
+    for (KeyValueStoring *store : {static_cast<KeyValueStoring *>(&live), static_cast<KeyValueStoring *>(&memory)}) {
         EXPECT_EQ(store->stringValue(QStringLiteral("ferrowood.tarnwick.session_id")), std::nullopt);
         EXPECT_FALSE(store->boolValue(QStringLiteral("ferrowood.tarnwick.consented")));
         store->setString(QStringLiteral("ferrowood.tarnwick.session_id"), QStringLiteral("not a boolean"));

@@ -3,7 +3,7 @@
 #include "ScriptFolder.h"
 #include "fixtures/MappedProcessRunner.h"
 #include "services/LiveProcessRunner.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 /// Stand-in programs for tools that exist only on a Mac, run for real by the live process runner
 /// in place of the absolute paths the code uses.
@@ -23,7 +23,7 @@ public:
     /// Every child sees these variables (a throw-away HOME, say).
     void setEnvironment(Environment overlay) { m_runner->setEnvironmentOverlay(std::move(overlay)); }
 
-    [[nodiscard]] ShellRunner shell() const { return ShellRunner(m_runner); }
+    [[nodiscard]] ProgramRunner shell() const { return ProgramRunner(m_runner); }
     [[nodiscard]] std::shared_ptr<const ProcessRunning> runner() const { return m_runner; }
     [[nodiscard]] QString folder(const QString &name) const { return m_scripts.path(name); }
 

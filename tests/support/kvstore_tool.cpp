@@ -13,7 +13,7 @@ int main(int argc, char *argv[])
     const QStringList args = app.arguments();
     if (args.size() < 4)
         return 2;
-    const LiveKeyValueStore store(args[1]);
+    LiveKeyValueStore store(args[1]);
     const QString &command = args[2];
     const QString &key = args[3];
     QTextStream out(stdout);

@@ -2,7 +2,7 @@
 
 #include "diagnosis/SystemProfiler.h"
 #include "runners/AdoptiumAPI.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 #include "ui/app/TarnwickAppModel.h"
 
 #include <QSignalSpy>
@@ -150,7 +150,7 @@ TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
     ASSERT_TRUE(app.hasProfile());
     EXPECT_FALSE(gated->m_ranOnMainThread);
     EXPECT_EQ(world.sink.names(), QStringList{QStringLiteral("app_launched")});
-    const SystemProfile direct = SystemProfiler(ShellRunner(world.mac->services().processRunner), context.services.fs,
+    const SystemProfile direct = SystemProfiler(ProgramRunner(world.mac->services().processRunner), context.services.fs,
                                                 context.platform).profile();
     EXPECT_TRUE(*app.profile() == direct) << "the profile shown is the one of the Mac's services";
 }

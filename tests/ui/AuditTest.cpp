@@ -2,7 +2,7 @@
 
 #include "diagnosis/SystemProfiler.h"
 #include "runners/HomebrewInstaller.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 #include "ui/audit/SimplifiedCompletionModel.h"
 #include "ui/audit/StagedAuditFlowModel.h"
 
@@ -51,7 +51,7 @@ QStringList texts(const QVariantList &rows, const char *key = "text")
 
 SystemProfile profileOf(const SimulatedMac &simulated)
 {
-    return SystemProfiler(ShellRunner(simulated.services().processRunner), simulated.services().fs, simulated.platform()).profile();
+    return SystemProfiler(ProgramRunner(simulated.services().processRunner), simulated.services().fs, simulated.platform()).profile();
 }
 
 bool waitFor(const std::function<bool()> &done) { return QTest::qWaitFor(done, 20000); }

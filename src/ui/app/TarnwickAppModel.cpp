@@ -3,7 +3,7 @@
 #include "diagnosis/SystemProfiler.h"
 #include "runners/AdoptiumAPI.h"
 #include "runners/DiagnoseFlow.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 #include "telemetry/TelemetryEvents.h"
 #include "ui/app/ConsentViewModel.h"
 #include "ui/app/WelcomeViewModel.h"
@@ -44,7 +44,7 @@ void TarnwickAppModel::start()
     QPointer<TarnwickAppModel> guard(this);
     m_startUp = QtConcurrent::run([guard, context = m_context, cancellation = &m_startUpCancellation] {
         context.telemetry->track(TelemetryEvents::appLaunched());
-        const SystemProfiler profiler(ShellRunner(context.services.processRunner), context.services.fs, context.platform);
+        const SystemProfiler profiler(ProgramRunner(context.services.processRunner), context.services.fs, context.platform);
         const SystemProfile profile = profiler.profile(cancellation);
         // A cancelled profile is incomplete; the model is going away and must not see it.
         if (cancellation->isCanceled())

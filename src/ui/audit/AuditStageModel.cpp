@@ -16,7 +16,7 @@ QString markText(AuditRow::Mark mark)
     case AuditRow::Mark::missing: return QStringLiteral("✗");
     case AuditRow::Mark::suggestion: return QStringLiteral("→");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString markName(AuditRow::Mark mark)
@@ -26,7 +26,7 @@ QString markName(AuditRow::Mark mark)
     case AuditRow::Mark::missing: return QStringLiteral("missing");
     case AuditRow::Mark::suggestion: return QStringLiteral("suggestion");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 } // namespace

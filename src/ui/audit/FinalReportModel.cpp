@@ -2,7 +2,7 @@
 
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/SystemProfiler.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 #include "telemetry/TelemetryEvents.h"
 #include "ui/audit/AuditStageModel.h"
 
@@ -34,7 +34,7 @@ void FinalReportModel::start()
     m_busy = true;
     emit changed();
     QPointer<FinalReportModel> guard(this);
-    const SystemProfiler profiler(ShellRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
+    const SystemProfiler profiler(ProgramRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
     m_work = QtConcurrent::run([guard, profiler, cancellation = &m_cancellation] {
         const SystemProfile profile = profiler.profile(cancellation);
         // A cancelled profile is incomplete; the model is going away and must not see it.

@@ -2,7 +2,7 @@
 
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/SystemProfiler.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <QPointer>
 #include <QtConcurrent>
@@ -103,7 +103,7 @@ void StagedAuditFlowModel::advance()
 void StagedAuditFlowModel::reprofile(std::function<void()> then)
 {
     QPointer<StagedAuditFlowModel> guard(this);
-    const SystemProfiler profiler(ShellRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
+    const SystemProfiler profiler(ProgramRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
     m_work.waitForFinished();
     m_work = QtConcurrent::run([guard, profiler, then = std::move(then), cancellation = &m_cancellation] {
         const SystemProfile profile = profiler.profile(cancellation);

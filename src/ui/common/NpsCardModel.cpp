@@ -2,7 +2,7 @@
 
 #include "telemetry/TelemetryEvents.h"
 
-NpsCardModel::NpsCardModel(std::shared_ptr<const KeyValueStoring> store, TelemetrySink *telemetry, QObject *parent)
+NpsCardModel::NpsCardModel(std::shared_ptr<KeyValueStoring> store, TelemetrySink *telemetry, QObject *parent)
     : QObject(parent), m_store(std::move(store)), m_telemetry(telemetry), m_wanted(!wasSubmitted(*m_store))
 {
 }

@@ -34,7 +34,7 @@ public:
     static constexpr int kLowestScore = 0;
     static constexpr int kHighestScore = 10;
 
-    NpsCardModel(std::shared_ptr<const KeyValueStoring> store, TelemetrySink *telemetry, QObject *parent = nullptr);
+    NpsCardModel(std::shared_ptr<KeyValueStoring> store, TelemetrySink *telemetry, QObject *parent = nullptr);
 
     /// Whether a score was ever sent from this Mac (then no screen shows the card).
     [[nodiscard]] static bool wasSubmitted(const KeyValueStoring &store);
@@ -80,7 +80,7 @@ signals:
     void dismissed();
 
 private:
-    std::shared_ptr<const KeyValueStoring> m_store;
+    std::shared_ptr<KeyValueStoring> m_store;
     TelemetrySink *m_telemetry;
     Phase m_phase = Phase::NotYet;
     int m_score = 0;

@@ -345,7 +345,7 @@ QString DiagnoseViewModel::title() const
     case State::Completed: return m_message;
     case State::Error: return QStringLiteral("Something went wrong");
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString DiagnoseViewModel::titleObjectName() const
@@ -372,7 +372,7 @@ QString DiagnoseViewModel::detail() const
     // colour; the link is a control of its own (messageLinkText).
     case State::Error: return QString(m_message).replace(markdownLink(), QStringLiteral("\\1"));
     }
-    return {};
+    Q_UNREACHABLE();
 }
 
 QString DiagnoseViewModel::detailObjectName() const

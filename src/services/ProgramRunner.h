@@ -5,14 +5,14 @@
 
 #include <memory>
 
-/// The layer through which probes and runners execute programs. Commands that must see the
-/// user's shell configuration go through a fresh login zsh (`loginShell`); plain tools are run
-/// directly by absolute path.
-class ShellRunner {
+/// The layer through which probes and runners execute programs. Plain tools are run directly by
+/// absolute path; no shell stands between us and them. Commands that must see the user's shell
+/// configuration go through a fresh login zsh (`streamInLoginShell`, `loginShell`).
+class ProgramRunner {
 public:
     using OutputHandler = std::function<void(const StreamEvent &output)>;
 
-    explicit ShellRunner(std::shared_ptr<const ProcessRunning> process) : m_process(std::move(process)) {}
+    explicit ProgramRunner(std::shared_ptr<const ProcessRunning> process) : m_process(std::move(process)) {}
 
     /// Runs to completion. Throws ProcessLaunchError when the program cannot be started.
     [[nodiscard]] ProcessResult run(const QString &executable, const QStringList &arguments,
@@ -28,6 +28,15 @@ public:
                                      const std::optional<Environment> &environment,
                                      ProcessCancellation &cancellation,
                                      const OutputHandler &onOutput) const;
+
+    /// Runs a plain tool and returns its trimmed stdout when it exited 0 and said something; a tool
+    /// that cannot start, fails, or is cancelled gives nothing.
+    [[nodiscard]] std::optional<QString> trimmedAnswer(const QString &executable, const QStringList &arguments,
+                                                       ProcessCancellation *cancellation = nullptr) const;
+
+    /// Runs `commandLine` in a fresh login zsh with `pathPrefix` (if any) put first on PATH.
+    [[nodiscard]] StreamEvent streamInLoginShell(const QString &commandLine, const QString &pathPrefix,
+                                                 ProcessCancellation &cancellation, const OutputHandler &onOutput) const;
 
     /// "/bin/zsh": a login zsh reads the user's ~/.zprofile, as a new Terminal window does.
     static QString loginShell();

@@ -1,14 +1,14 @@
 #include "ScriptFolder.h"
 #include "services/LiveProcessRunner.h"
-#include "services/ShellRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-ShellRunner liveShell()
+ProgramRunner liveShell()
 {
-    return ShellRunner(std::make_shared<LiveProcessRunner>());
+    return ProgramRunner(std::make_shared<LiveProcessRunner>());
 }
 
 struct Streamed {
@@ -16,7 +16,7 @@ struct Streamed {
     StreamEvent end;
 };
 
-Streamed stream(const ShellRunner &shell, const QString &executable, const QStringList &arguments,
+Streamed stream(const ProgramRunner &shell, const QString &executable, const QStringList &arguments,
                 ProcessCancellation &cancellation, const std::optional<Environment> &environment = std::nullopt)
 {
     Streamed result;
@@ -27,7 +27,7 @@ Streamed stream(const ShellRunner &shell, const QString &executable, const QStri
 
 } // namespace
 
-TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
+TEST(ProgramRunner, ReportsAProgramThatCannotStartInBand)
 {
     ProcessCancellation cancellation;
     const Streamed streamed = stream(liveShell(), QStringLiteral("/nonexistent/brew"), {QStringLiteral("install")}, cancellation);
@@ -38,7 +38,7 @@ TEST(ShellRunner, ReportsAProgramThatCannotStartInBand)
     EXPECT_THROW((void)liveShell().run(QStringLiteral("/nonexistent/brew"), {}), ProcessLaunchError);
 }
 
-TEST(ShellRunner, MapsTheExitToCompletedAndACancelToCanceled)
+TEST(ProgramRunner, MapsTheExitToCompletedAndACancelToCanceled)
 {
     ProcessCancellation finished;
     const Streamed completed = stream(liveShell(), QStringLiteral("/bin/sh"),
@@ -48,13 +48,13 @@ TEST(ShellRunner, MapsTheExitToCompletedAndACancelToCanceled)
 
     // A cancelled run is never a failure, even though the child died of a signal.
     ProcessCancellation cancellation;
-    const ShellRunner shell = liveShell();
+    const ProgramRunner shell = liveShell();
     const StreamEvent end = shell.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("echo started; sleep 300")},
                                          std::nullopt, cancellation, [&](const StreamEvent &) { cancellation.cancel(); });
     EXPECT_EQ(end, StreamEvent::canceled());
 }
 
-TEST(ShellRunner, StartsNothingOnceCancelled)
+TEST(ProgramRunner, StartsNothingOnceCancelled)
 {
     ScriptFolder folder;
     const QString marker = folder.path(QStringLiteral("ran"));
@@ -66,4 +66,3 @@ TEST(ShellRunner, StartsNothingOnceCancelled)
     EXPECT_TRUE(streamed.outputs.isEmpty());
     EXPECT_FALSE(QFile::exists(marker));
 }
-
