@@ -15,19 +15,12 @@ class RecordingFrontEnd final : public FixSequence::FrontEnd {
 public:
     void line(const QString &text) override { lines.append(text); }
     void progress(const QString &text) override { progress_.append(text); }
-    bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override
+    bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override { return ask(preview.path); }
+    bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override { return ask(preview.path); }
+    bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override { return ask(QStringLiteral("shellenv ") + preview.path); }
+    bool ask(const QString &what)
     {
-        asked.append(preview.path);
-        return answer;
-    }
-    bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override
-    {
-        asked.append(preview.path);
-        return answer;
-    }
-    bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override
-    {
-        asked.append(QStringLiteral("shellenv ") + preview.path);
+        asked.append(what);
         return answer;
     }
     QStringList lines, progress_, asked;
@@ -54,6 +47,15 @@ struct Harness {
                                     QUrl(QStringLiteral("https://ferrowood.test/java/unable-to-locate"))},
                                    &sink);
         return sequence.run(remediation, cancellation, frontEnd);
+    }
+    // Adoptium lists `package` for Java 25 and serves it.
+    void servesPackage(const QByteArray &package)
+    {
+        fixture.http->respond(QUrl(QStringLiteral("https://api.adoptium.test/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
+                              HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \""
+                                                         + QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex()
+                                                         + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
+        fixture.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse {200, {}, package});
     }
     void brewAnswers(int status, const QString &output = QStringLiteral("==> Installing"))
     {
@@ -112,13 +114,9 @@ TEST(FixSequence, HomebrewThenTemurinStopsWhenHomebrewFails)
 
 TEST(FixSequence, MapsThePackageInstallToLines)
 {
-    Harness harness;
     const QByteArray package(3 * 1048576 + 104858, 'p'); // 3.1 MB
-    const QByteArray checksum = QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex();
-    harness.fixture.http->respond(QUrl(QStringLiteral("https://api.adoptium.test/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
-                                  HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
-                                                             + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
-    harness.fixture.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse {200, {}, package});
+    Harness harness;
+    harness.servesPackage(package);
     harness.fixture.processRunner->script(QStringLiteral("/usr/bin/osascript"), [](const QStringList &, const auto &) {
         return ProcessResult {0, QStringLiteral("installer: The install was successful."), {}};
     });
@@ -131,10 +129,7 @@ TEST(FixSequence, MapsThePackageInstallToLines)
 
     // jEnv afterwards, but no JDK to be found: its own exit code 1.
     Harness jenv;
-    jenv.fixture.http->respond(QUrl(QStringLiteral("https://api.adoptium.test/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
-                               HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
-                                                          + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
-    jenv.fixture.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse {200, {}, package});
+    jenv.servesPackage(package);
     jenv.fixture.processRunner->script(QStringLiteral("/usr/bin/osascript"), [](const QStringList &, const auto &) { return ProcessResult {0, {}, {}}; });
     EXPECT_EQ(jenv.run(Remediation::installViaPKGThenJEnv(25)), FixSequence::Outcome::failure(kFailure.arg(1)));
     EXPECT_EQ(jenv.frontEnd.lines.mid(4), (QStringList {"Locating installed Temurin…",
@@ -143,10 +138,7 @@ TEST(FixSequence, MapsThePackageInstallToLines)
 
     // A cancel once root has opened its checked copy to install it: the install ends as it ends.
     Harness finishing;
-    finishing.fixture.http->respond(QUrl(QStringLiteral("https://api.adoptium.test/v3/assets/latest/25/hotspot?architecture=aarch64&image_type=jdk&os=mac")),
-                                    HTTPResponse {200, {}, "[{\"binary\": {\"installer\": {\"link\": \"https://downloads.test/t.pkg\", \"checksum\": \"" + checksum
-                                                               + "\", \"name\": \"t.pkg\"}}, \"release_name\": \"jdk-25.0.1+8\"}]"});
-    finishing.fixture.http->respond(QUrl(QStringLiteral("https://downloads.test/t.pkg")), HTTPResponse {200, {}, package});
+    finishing.servesPackage(package);
     finishing.fixture.processRunner->script(QStringLiteral("/usr/bin/osascript"), [&finishing](const QStringList &arguments, const auto &) {
         static const QRegularExpression rootFolder(QStringLiteral("/tmp/tarnwick-install\\.run-[0-9a-z]+\\."));
         const QString folder = rootFolder.match(arguments.value(1)).captured() + QStringLiteral("Ab12Cd");
@@ -270,7 +262,6 @@ TEST(VerifyVerdict, PassesAndOffersTheJavaHomeStep)
         EXPECT_EQ(verdict.headline, QString::fromUtf8(c.headline)) << c.name;
     }
     EXPECT_EQ(VerifyVerdict::shownOutput(QString()), QStringLiteral("(no output)"));
-    EXPECT_EQ(VerifyVerdict::shownJavaHome(std::nullopt), QStringLiteral("(unset)"));
 }
 
 TEST(AuditStages, ReadyTestsAndRows)

@@ -182,40 +182,33 @@ TEST(PKGInstaller, ClearsWhatCrashedRunsLeftAndNothingElse)
     EXPECT_TRUE(QFileInfo::exists(elsewhere + QStringLiteral("/temurin-21-jdk-21.0.5+11.pkg")));
 }
 
-TEST(PKGInstaller, RefusesAPackageThatIsNotThePublishedOne)
+TEST(PKGInstaller, SaysWhyAndWhereItStoppedAndKeepsNothing)
 {
-    PackageHarness harness;
-    const QByteArray published = harness.checksum;
-    harness.package[100] = 'X'; // one byte differs from what Adoptium published
-    const PKGInstaller::Event end = harness.install();
-    EXPECT_EQ(end.kind, Kind::error);
-    EXPECT_TRUE(end.message.startsWith(QStringLiteral("Checksum mismatch (expected ") + QString::fromLatin1(published) + QStringLiteral(", got ")))
-        << end.message.toStdString();
-    EXPECT_TRUE(harness.mentionsPackagePath(end.message)) << end.message.toStdString();
-    EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty());
-    EXPECT_FALSE(QFile::exists(harness.installedRecord())); // the installer never ran
-}
-
-TEST(PKGInstaller, SaysWhereADownloadFailed)
-{
-    PackageHarness harness;
-    harness.packageStatus = 404;
-    const PKGInstaller::Event missing = harness.install();
-    EXPECT_TRUE(missing.message.startsWith(QStringLiteral("Adoptium download HTTP error (pkg: "))) << missing.message.toStdString();
-    EXPECT_TRUE(harness.mentionsPackagePath(missing.message)) << missing.message.toStdString();
-
-    // More bytes than Adoptium listed: stopped there, nothing kept.
-    PackageHarness oversized;
-    oversized.listedSize = 1;
-    const PKGInstaller::Event tooLarge = oversized.install();
-    EXPECT_TRUE(tooLarge.message.startsWith(QStringLiteral("The package is larger than the 1 bytes Adoptium listed; the download was stopped (pkg: ")))
-        << tooLarge.message.toStdString();
-    EXPECT_TRUE(oversized.mentionsPackagePath(tooLarge.message)) << tooLarge.message.toStdString();
-    EXPECT_TRUE(QDir(oversized.cacheFolder()).isEmpty());
-
-    PackageHarness noAsset;
-    noAsset.server.route("/v3/assets/latest/21/hotspot", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "[]"}; });
-    EXPECT_EQ(noAsset.install(), PKGInstaller::Event::error(QStringLiteral("No installer asset for Java 21 on aarch64 (pkg: n.a)")));
+    const struct {
+        const char *name;
+        std::function<void(PackageHarness &)> arrange;
+        QString start; // with the published checksum for <published>
+        bool namesThePackage;
+    } cases[] = {
+        {"one byte differs from what Adoptium published", [](auto &h) { h.package[100] = 'X'; }, "Checksum mismatch (expected <published>, got ", true},
+        {"download missing", [](auto &h) { h.packageStatus = 404; }, "Adoptium download HTTP error (pkg: ", true},
+        {"more bytes than listed", [](auto &h) { h.listedSize = 1; },
+         "The package is larger than the 1 bytes Adoptium listed; the download was stopped (pkg: ", true},
+        {"no asset",
+         [](auto &h) { h.server.route("/v3/assets/latest/21/hotspot", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "[]"}; }); },
+         "No installer asset for Java 21 on aarch64 (pkg: n.a)", false},
+    };
+    for (const auto &c : cases) {
+        PackageHarness harness;
+        c.arrange(harness);
+        const PKGInstaller::Event end = harness.install();
+        EXPECT_EQ(end.kind, Kind::error) << c.name;
+        EXPECT_TRUE(end.message.startsWith(QString(c.start).replace(QStringLiteral("<published>"), QString::fromLatin1(harness.checksum))))
+            << c.name << ": " << end.message.toStdString();
+        EXPECT_EQ(harness.mentionsPackagePath(end.message), c.namesThePackage) << c.name;
+        EXPECT_TRUE(QDir(harness.cacheFolder()).isEmpty()) << c.name;
+        EXPECT_FALSE(QFile::exists(harness.installedRecord())) << c.name; // the installer never ran
+    }
 }
 
 TEST(PKGInstaller, TellsTheUserWhenAdoptiumIsSlow)

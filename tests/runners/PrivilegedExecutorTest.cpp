@@ -34,10 +34,7 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
         << folders[0].toStdString();
     const QString folder = temporary.filePath(folders[0]);
 
-    EXPECT_EQ(contents(folder + QStringLiteral("/askpass.sh")),
-              QByteArray("#!/bin/bash\nosascript <<'EOF'\ndisplay dialog \"Enter Mac password to install Temurin to "
-                         "/Library/Java/JavaVirtualMachines/\" default answer \"\" with hidden answer with title \"Tarnwick\" "
-                         "with icon caution\nreturn text returned of result\nEOF"));
+    EXPECT_EQ(contents(folder + QStringLiteral("/askpass.sh")), PrivilegedExecutor::askpassScript(QStringLiteral("Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/")).toUtf8());
     EXPECT_EQ(contents(folder + QStringLiteral("/sudo")), QByteArray("#!/bin/bash\nexec /usr/bin/sudo -A \"$@\""));
     for (const char *script : {"/askpass.sh", "/sudo"})
         EXPECT_EQ(fs->attributesOfItem(folder + QLatin1String(script)).posixPermissions, 0700u) << script;
