@@ -3,8 +3,8 @@
 // machine: about 1 when the probes run concurrently, about 10 when they run one after another.
 #include "diagnosis/SystemProfiler.h"
 #include "diagnosis/Verifier.h"
-#include "fixtures/InMemoryFileSystem.h"
-#include "fixtures/MappedProcessRunner.h"
+#include "simulated/InMemoryFileSystem.h"
+#include "MappedProcessRunner.h"
 #include "services/LiveProcessRunner.h"
 
 #include <QCoreApplication>

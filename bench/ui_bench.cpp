@@ -6,8 +6,8 @@
 //     timer's longest gap) and how much the process grew.
 // Run by hand: QT_QPA_PLATFORM=offscreen build/default/bench/ui_bench
 
-#include "fixtures/InMemoryKeyValueStore.h"
-#include "fixtures/SimulatedMac.h"
+#include "simulated/InMemoryKeyValueStore.h"
+#include "simulated/SimulatedMac.h"
 #include "services/LiveProcessRunner.h"
 #include "telemetry/TelemetrySink.h"
 #include "ui/app/AppWindow.h"

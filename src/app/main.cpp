@@ -2,7 +2,7 @@
 #include "WindowCapture.h"
 
 #include "BuildConfig.h"
-#include "fixtures/ServiceSelection.h"
+#include "simulated/ServiceSelection.h"
 #include "services/BlockingCallGuard.h"
 #include "services/LiveKeyValueStore.h"
 #include "telemetry/TelemetryService.h"

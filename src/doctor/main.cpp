@@ -1,7 +1,7 @@
 #include "BuildConfig.h"
 #include "doctor/Doctor.h"
-#include "fixtures/ServiceSelection.h"
-#include "fixtures/SimulatedMac.h"
+#include "simulated/ServiceSelection.h"
+#include "simulated/SimulatedMac.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,5 +1,6 @@
 #include "runners/UiQuestion.h"
 
+#include "runners/Logging.h"
 #include "services/BlockingCallGuard.h"
 
 #include <QCoreApplication>
@@ -54,7 +55,7 @@ bool UiQuestion::ask(const ProfileQuestion &question, ProcessCancellation &cance
         return false;
     if (QThread::currentThread() == application->thread()) {
         assertMayBlock("UiQuestion::ask");
-        qWarning("UiQuestion::ask was called on the thread that must answer it; answering no");
+        qCWarning(lcRunners) << "UiQuestion::ask was called on the thread that must answer it; answering no";
         return false;
     }
 

@@ -2,6 +2,7 @@
 
 #include "BuildConfig.h"
 #include "services/JSONDecoding.h"
+#include "telemetry/Logging.h"
 #include "telemetry/SessionID.h"
 
 #include <QDateTime>
@@ -16,7 +17,7 @@ namespace {
 
 void systemLog(const QString &line)
 {
-    qWarning("%s", qUtf8Printable(line));
+    qCWarning(lcTelemetry).noquote() << line;
 }
 
 QString eventsToJson(const QList<TelemetryService::Event> &events)

@@ -1,7 +1,7 @@
 #include "StandIns.h"
 #include "diagnosis/LoginShell.h"
 #include "diagnosis/Probes.h"
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/InMemoryFileSystem.h"
 
 #include <QElapsedTimer>
 #include <QScopeGuard>

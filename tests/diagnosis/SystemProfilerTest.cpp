@@ -2,7 +2,7 @@
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/Remediation.h"
 #include "diagnosis/SystemProfiler.h"
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/InMemoryFileSystem.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "LocalHTTPServer.h"
-#include "fixtures/FixtureHTTPFetcher.h"
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/FixtureHTTPFetcher.h"
+#include "simulated/InMemoryFileSystem.h"
 #include "runners/AdoptiumAPI.h"
 #include "services/JSONDecoding.h"
 #include "services/LiveHTTPFetcher.h"

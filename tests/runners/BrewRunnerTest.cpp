@@ -1,6 +1,6 @@
 #include "StandIns.h"
-#include "fixtures/FixtureHTTPFetcher.h"
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/FixtureHTTPFetcher.h"
+#include "simulated/InMemoryFileSystem.h"
 #include "runners/BrewRunner.h"
 #include "runners/PKGInstaller.h"
 #include "services/LiveFileSystem.h"

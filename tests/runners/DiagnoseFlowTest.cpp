@@ -1,4 +1,4 @@
-#include "fixtures/SimulatedMac.h"
+#include "simulated/SimulatedMac.h"
 #include "runners/DiagnoseFlow.h"
 #include "runners/FixSequence.h"
 

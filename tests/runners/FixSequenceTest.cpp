@@ -1,6 +1,6 @@
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/VerifyVerdict.h"
-#include "fixtures/FixtureServices.h"
+#include "FixtureServices.h"
 #include "runners/FixSequence.h"
 
 #include <QCryptographicHash>

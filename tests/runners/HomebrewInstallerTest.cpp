@@ -1,5 +1,5 @@
 #include "LocalHTTPServer.h"
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/InMemoryFileSystem.h"
 #include "runners/HomebrewInstaller.h"
 #include "services/LiveProcessRunner.h"
 

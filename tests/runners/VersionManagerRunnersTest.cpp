@@ -2,8 +2,8 @@
 #include "runners/MiseRunner.h"
 #include "runners/SDKMANRunner.h"
 #include "runners/TemurinPackage.h"
-#include "fixtures/InMemoryFileSystem.h"
-#include "fixtures/MappedProcessRunner.h"
+#include "simulated/InMemoryFileSystem.h"
+#include "MappedProcessRunner.h"
 #include "services/LiveProcessRunner.h"
 #include "StandIns.h"
 

@@ -1,4 +1,4 @@
-#include "fixtures/SimulatedMac.h"
+#include "simulated/SimulatedMac.h"
 #include "services/BlockingCallGuard.h"
 #include "services/LiveFileSystem.h"
 #include "services/LiveHTTPFetcher.h"

@@ -1,4 +1,4 @@
-#include "fixtures/InMemoryFileSystem.h"
+#include "simulated/InMemoryFileSystem.h"
 #include "services/LiveFileSystem.h"
 
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "fixtures/InMemoryKeyValueStore.h"
+#include "simulated/InMemoryKeyValueStore.h"
 #include "services/LiveKeyValueStore.h"
 #include "services/LiveProcessRunner.h"
 

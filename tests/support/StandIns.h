@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ScriptFolder.h"
-#include "fixtures/MappedProcessRunner.h"
+#include "MappedProcessRunner.h"
 #include "services/LiveProcessRunner.h"
 #include "services/ProgramRunner.h"
 

@@ -1,4 +1,4 @@
-#include "fixtures/InMemoryKeyValueStore.h"
+#include "simulated/InMemoryKeyValueStore.h"
 #include "services/JSONDecoding.h"
 #include "telemetry/SessionID.h"
 #include "telemetry/TelemetryEvents.h"

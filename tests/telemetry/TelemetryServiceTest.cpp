@@ -1,6 +1,6 @@
 #include "LocalHTTPServer.h"
-#include "fixtures/InMemoryKeyValueStore.h"
-#include "fixtures/SimulatedMac.h"
+#include "simulated/InMemoryKeyValueStore.h"
+#include "simulated/SimulatedMac.h"
 #include "services/JSONDecoding.h"
 #include "services/LiveFileSystem.h"
 #include "services/LiveHTTPFetcher.h"

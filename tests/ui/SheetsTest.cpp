@@ -1,7 +1,7 @@
 #include "UiTestSupport.h"
 
 #include "StandIns.h"
-#include "fixtures/FixtureServices.h"
+#include "FixtureServices.h"
 #include "services/LiveFileSystem.h"
 #include "ui/diagnose/RemediationSheetModel.h"
 #include "ui/diagnose/ZprofileDiffSheetModel.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "fixtures/InMemoryKeyValueStore.h"
-#include "fixtures/SimulatedMac.h"
+#include "simulated/InMemoryKeyValueStore.h"
+#include "simulated/SimulatedMac.h"
 #include "telemetry/TelemetrySink.h"
 #include "ui/common/ScreenContext.h"
 

@@ -1,0 +1,3 @@
+#include "runners/Logging.h"
+
+Q_LOGGING_CATEGORY(lcRunners, "tarnwick.runners")

@@ -1,0 +1,3 @@
+#include "telemetry/Logging.h"
+
+Q_LOGGING_CATEGORY(lcTelemetry, "tarnwick.telemetry")
