@@ -11,6 +11,7 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString kHome = QStringLiteral("/Users/ada");
+const QString kZulu = QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home");
 
 // The programs every profile asks, answering as the Mac described.
 void addTools(StandIns &mac, const QByteArray &machine, const QByteArray &whichAnswers)
@@ -18,9 +19,8 @@ void addTools(StandIns &mac, const QByteArray &machine, const QByteArray &whichA
     mac.add(QStringLiteral("/usr/bin/uname"), "[ \"$1\" = -m ] && echo " + machine);
     mac.add(QStringLiteral("/usr/bin/xcode-select"), "echo /Library/Developer/CommandLineTools");
     mac.add(QStringLiteral("/usr/bin/which"), "case \"$1\" in\n" + whichAnswers + "\n*) exit 1;;\nesac");
-    mac.add(QStringLiteral("/usr/libexec/java_home"),
-            "echo '    17.0.10 (x86_64) \"Azul Systems, Inc.\" - \"Zulu 17\" /Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home' >&2");
-    mac.add(QStringLiteral("/bin/zsh"), "echo '__TWK_JAVA_HOME__:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home'");
+    mac.add(QStringLiteral("/usr/libexec/java_home"), "echo '    17.0.10 (x86_64) \"Azul Systems, Inc.\" - \"Zulu 17\" " + kZulu.toUtf8() + "' >&2");
+    mac.add(QStringLiteral("/bin/zsh"), "echo '__TWK_JAVA_HOME__:" + kZulu.toUtf8() + "'");
 }
 
 MacOSVersion sequoia()
@@ -43,15 +43,14 @@ private:
 
 } // namespace
 
-TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
+TEST_F(SystemProfilerTest, ReadsADevelopersMac)
 {
     StandIns mac;
-    addTools(mac, "arm64", "claude) echo /Users/ada/.local/bin/claude;;\ncodex) echo /nowhere/codex;;");
+    addTools(mac, "arm64", "claude) echo /Users/ada/.local/bin/claude;;\ncodex) echo /nowhere/codex;;\nmise) echo /Users/ada/bin/mise;;");
     auto fs = std::make_shared<InMemoryFileSystem>(kHome);
-    fs->addFile(QStringLiteral("/opt/homebrew/bin/brew"), "#!/bin/bash\n", 0755);
-    fs->addFile(QStringLiteral("/opt/homebrew/bin/mise"), "", 0755);
-    fs->addFile(kHome + QStringLiteral("/.local/bin/claude"), "", 0755);
-    fs->addFile(QStringLiteral("/usr/local/bin/aider"), "", 0755); // where `which` on launchd's PATH never looks
+    for (const QString &program : {QStringLiteral("/opt/homebrew/bin/brew"), kHome + QStringLiteral("/bin/mise"), kHome + QStringLiteral("/.local/bin/claude"),
+                                   QStringLiteral("/usr/local/bin/aider")}) // aider: where `which` on launchd's PATH never looks
+        fs->addFile(program, "", 0755);
     fs->addFile(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh"), "");
     fs->addDirectory(kHome + QStringLiteral("/.jenv"));
     fs->addDirectory(kHome + QStringLiteral("/.asdf"));
@@ -61,41 +60,25 @@ TEST_F(SystemProfilerTest, ReadsADevelopersAppleSiliconMac)
         fs->addDirectory(QString::fromUtf8(app));
     fs->addFile(QStringLiteral("/Applications/Zed.app"), "not a bundle"); // a file is not an app
 
-    const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile();
+    SystemProfile expected;
+    expected.architecture = Architecture::appleSilicon;
+    expected.macosVersion = sequoia();
+    expected.shell = Shell::fish();
+    expected.brewExecutable = QStringLiteral("/opt/homebrew/bin/brew");
+    expected.sdkmanRoot = kHome + QStringLiteral("/.sdkman");
+    expected.miseExecutable = kHome + QStringLiteral("/bin/mise"); // found through `which`
+    expected.jenvRoot = kHome + QStringLiteral("/.jenv");
+    expected.asdfRoot = kHome + QStringLiteral("/.asdf");
+    expected.xcodeCommandLineToolsPath = QStringLiteral("/Library/Developer/CommandLineTools");
+    expected.javaState.installedJDKs = {{"17.0.10", "Azul Systems, Inc.", "x86_64", kZulu}};
+    expected.javaState.jvmDirContents = {QStringLiteral("zulu-17.jdk")};
+    expected.javaState.javaHomeInActiveShell = kZulu;
+    expected.aiTooling.cursor = expected.aiTooling.warpApp = expected.aiTooling.intellij = expected.aiTooling.claudeCodeCLI = expected.aiTooling.aider = true;
+    expected.terminals.warp = expected.terminals.iterm = expected.terminals.kitty = true;
+    EXPECT_EQ(SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile(), expected);
 
-    EXPECT_EQ(profile.architecture, Architecture::appleSilicon);
-    EXPECT_EQ(profile.macosVersion, (MacOSVersion {15, 2, 1}));
-    EXPECT_EQ(profile.shell, Shell::fish());
-    EXPECT_EQ(profile.brewExecutable, QStringLiteral("/opt/homebrew/bin/brew"));
-    EXPECT_EQ(profile.sdkmanRoot, kHome + QStringLiteral("/.sdkman"));
-    EXPECT_EQ(profile.miseExecutable, QStringLiteral("/opt/homebrew/bin/mise"));
-    EXPECT_EQ(profile.jenvRoot, kHome + QStringLiteral("/.jenv"));
-    EXPECT_EQ(profile.asdfRoot, kHome + QStringLiteral("/.asdf"));
-    EXPECT_EQ(profile.xcodeCommandLineToolsPath, QStringLiteral("/Library/Developer/CommandLineTools"));
-    EXPECT_EQ(profile.javaState.installedJDKs.size(), 1);
-    EXPECT_EQ(profile.javaState.javaHomeInActiveShell, QStringLiteral("/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home"));
-
-    AITooling ai;
-    ai.cursor = ai.warpApp = ai.intellij = ai.claudeCodeCLI = ai.aider = true; // codex's answer is no program
-    EXPECT_EQ(profile.aiTooling, ai);
-    Terminals terminals;
-    terminals.warp = terminals.iterm = terminals.kitty = true;
-    EXPECT_EQ(profile.terminals, terminals);
-    EXPECT_TRUE(profile.likelyDeveloper());
-}
-
-TEST_F(SystemProfilerTest, FindsMiseThroughWhichAndSDKMANOnlyByItsInitScript)
-{
-    StandIns mac;
-    addTools(mac, "x86_64", "mise) echo /Users/ada/bin/mise;;");
-    auto fs = std::make_shared<InMemoryFileSystem>(kHome);
-    fs->addFile(QStringLiteral("/usr/local/bin/brew"), "", 0755);
-    fs->addFile(kHome + QStringLiteral("/bin/mise"), "", 0755);
-    fs->addDirectory(kHome + QStringLiteral("/.sdkman")); // without its init script it is not SDKMAN
-
-    const SystemProfile profile = SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile();
-    EXPECT_EQ(profile.miseExecutable, kHome + QStringLiteral("/bin/mise"));
-    EXPECT_EQ(profile.sdkmanRoot, std::nullopt);
+    fs->removeItem(kHome + QStringLiteral("/.sdkman/bin/sdkman-init.sh")); // without its init script it is not SDKMAN
+    EXPECT_EQ(SystemProfiler(mac.shell(), fs, 1s, &sequoia).profile().sdkmanRoot, std::nullopt);
 }
 
 // What a real Mac tells us, and what follows from it: which build Adoptium is asked for, which
@@ -170,15 +153,9 @@ TEST_F(SystemProfilerTest, AFailingProbeNeverFailsTheProfile)
 
 TEST(SystemProfilerParts, NamesShells)
 {
-    const struct {
-        std::optional<QString> path;
-        Shell expected;
-    } shells[] = {
-        {QStringLiteral("/bin/zsh"), Shell::zsh()},
-        {QStringLiteral("/bin/bash"), Shell::bash()},
-        {QStringLiteral("/opt/homebrew/bin/fish"), Shell::fish()},
-        {QStringLiteral("/bin/tcsh"), Shell::other(QStringLiteral("tcsh"))},
-        {std::nullopt, Shell::other(QStringLiteral("unknown"))},
-    };
-    for (const auto &c : shells)
-        EXPECT_EQ(SystemProfiler::shellFromPath(c.path), c.expected) << c.path.value_or(QStringLiteral("(unset)")).toStdString();}
+    const std::pair<std::optional<QString>, Shell> shells[] = {
+        {QStringLiteral("/bin/zsh"), Shell::zsh()}, {QStringLiteral("/bin/bash"), Shell::bash()}, {QStringLiteral("/opt/homebrew/bin/fish"), Shell::fish()},
+        {QStringLiteral("/bin/tcsh"), Shell::other(QStringLiteral("tcsh"))}, {std::nullopt, Shell::other(QStringLiteral("unknown"))}};
+    for (const auto &[path, expected] : shells)
+        EXPECT_EQ(SystemProfiler::shellFromPath(path), expected) << path.value_or(QStringLiteral("(unset)")).toStdString();
+}

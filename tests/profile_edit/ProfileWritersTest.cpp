@@ -41,73 +41,56 @@ public:
 
 TEST(ZprofileWriter, PreviewsTheBlockAfterOneBlankLine)
 {
-    const struct {
-        const char *name;
-        std::optional<QByteArray> existing;
-        bool alreadySet;
-        QString proposed;
-    } cases[] = {
-        {"no file yet", std::nullopt, false, kHeader + "\n" + kExports},
-        {"no final newline", "alias ll='ls -l'", false, "alias ll='ls -l'\n\n" + kHeader + "\n" + kExports},
-        {"one final newline", "alias ll='ls -l'\n", false, "alias ll='ls -l'\n\n" + kHeader + "\n" + kExports},
-        {"already a blank line", "alias ll='ls -l'\n\n", false, "alias ll='ls -l'\n\n" + kHeader + "\n" + kExports},
-        {"a commented export does not count", "# export JAVA_HOME=/old\n", false, "# export JAVA_HOME=/old\n\n" + kHeader + "\n" + kExports},
-        {"an indented export counts", "  export JAVA_HOME=/Library/Java/JavaVirtualMachines/x/Contents/Home\n", true,
-         "  export JAVA_HOME=/Library/Java/JavaVirtualMachines/x/Contents/Home\n"},
+    const QString block = kHeader + "\n" + kExports;
+    const std::tuple<const char *, std::optional<QByteArray>, bool, QString> cases[] = {
+        {"no file yet", std::nullopt, false, block},
+        {"no final newline", "alias ll='ls -l'", false, "alias ll='ls -l'\n\n" + block},
+        {"one final newline", "alias ll='ls -l'\n", false, "alias ll='ls -l'\n\n" + block},
+        {"already a blank line", "alias ll='ls -l'\n\n", false, "alias ll='ls -l'\n\n" + block},
+        {"a commented export does not count", "# export JAVA_HOME=/old\n", false, "# export JAVA_HOME=/old\n\n" + block},
+        {"JAVA_HOME used but not exported", "echo $JAVA_HOME\n", false, "echo $JAVA_HOME\n\n" + block},
+        {"an indented export counts", "  export JAVA_HOME=/x\n", true, "  export JAVA_HOME=/x\n"},
         {"an export after a carriage return counts", "alias a=b\rexport JAVA_HOME=/x", true, "alias a=b\rexport JAVA_HOME=/x"},
-        {"JAVA_HOME used but not exported", "echo $JAVA_HOME\n", false, "echo $JAVA_HOME\n\n" + kHeader + "\n" + kExports},
-        {"Latin-1, shown with a replacement character", "export NAME=Jos\xe9\n", false, "export NAME=Jos\uFFFD\n\n" + kHeader + "\n" + kExports},
-        {"a byte-order mark, not shown", "\xef\xbb\xbf" "alias ll='ls -l'", false, "alias ll='ls -l'\n\n" + kHeader + "\n" + kExports},
+        {"Latin-1, shown with a replacement character", "export NAME=Jos\xe9\n", false, "export NAME=Jos\uFFFD\n\n" + block},
+        {"a byte-order mark, not shown", "\xef\xbb\xbf" "alias ll='ls -l'", false, "alias ll='ls -l'\n\n" + block},
     };
-    for (const auto &c : cases) {
+    for (const auto &[name, existing, alreadySet, proposed] : cases) {
         Home home;
-        if (c.existing)
-            home.write(QStringLiteral(".zprofile"), *c.existing);
+        if (existing)
+            home.write(QStringLiteral(".zprofile"), *existing);
         const FileAppendWriter::DiffPreview preview = ZprofileWriter(home.fs).preview(kDay);
-        EXPECT_EQ(preview.alreadySet, c.alreadySet) << c.name;
-        EXPECT_EQ(preview.wasCreated, !c.existing) << c.name;
-        EXPECT_EQ(preview.proposedContents, c.proposed) << c.name;
-        EXPECT_EQ(preview.backupPath, home.path(QStringLiteral(".zprofile.bak"))) << c.name;
-        EXPECT_EQ(preview.linesAdded.isEmpty(), c.alreadySet) << c.name;
-        if (!c.alreadySet) {
-            EXPECT_EQ(preview.linesAdded, (QStringList {kHeader, ZprofileWriter::lines()[0], ZprofileWriter::lines()[1]})) << c.name;
-        }
+        EXPECT_EQ(preview.alreadySet, alreadySet) << name;
+        EXPECT_EQ(preview.wasCreated, !existing) << name;
+        EXPECT_EQ(preview.proposedContents, proposed) << name;
+        EXPECT_EQ(preview.backupPath, home.path(QStringLiteral(".zprofile.bak"))) << name;
+        const QStringList added {kHeader, ZprofileWriter::lines()[0], ZprofileWriter::lines()[1]};
+        EXPECT_EQ(preview.linesAdded, alreadySet ? QStringList() : added) << name;
     }
-}
-
-TEST(FileAppendWriter, AnyMentionOfThePresenceTextCounts)
-{
+    // Any mention of the presence text counts, and then nothing is written, not even a backup.
     Home home;
     home.write(QStringLiteral(".zprofile"), "# brew shellenv is set up by my dotfiles\n");
     const FileAppendWriter writer(home.path(QStringLiteral(".zprofile")), home.fs);
-    const FileAppendWriter::DiffPreview preview =
-        writer.preview({QStringLiteral("eval \"$(/opt/homebrew/bin/brew shellenv)\"")}, QStringLiteral("Homebrew shellenv"),
-                       QStringLiteral("brew shellenv"), kDay);
+    const auto preview = writer.preview({QStringLiteral("eval \"$(/opt/homebrew/bin/brew shellenv)\"")}, QStringLiteral("Homebrew shellenv"),
+                                        QStringLiteral("brew shellenv"), kDay);
     EXPECT_TRUE(preview.alreadySet);
-    writer.apply(preview); // writes nothing, not even a backup
-    EXPECT_FALSE(QFile::exists(home.path(QStringLiteral(".zprofile.bak"))));
-    EXPECT_EQ(FileAppendWriter::header(QStringLiteral("Homebrew shellenv"), kDay), QStringLiteral("# 2026-03-14 Tarnwick — Homebrew shellenv"));
-}
-
-TEST(FileAppendWriter, AMissingFileIsCreatedWithAnEmptyBackup)
-{
-    Home home;
-    const ZprofileWriter writer(home.fs);
-    writer.apply(writer.preview(kDay));
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile")), (kHeader + "\n" + kExports).toUtf8());
-    EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), QByteArray());
+    writer.apply(preview);
+    EXPECT_EQ(home.read(QStringLiteral(".zprofile.bak")), QByteArray("(missing)"));
 }
 
 TEST(FileAppendWriter, AppliesOnceWithACompleteBackupInTheOriginalsMode)
 {
+    Home fresh; // no profile yet: created, with an empty backup
+    const ZprofileWriter created(fresh.fs);
+    created.apply(created.preview(kDay));
+    EXPECT_EQ(fresh.read(QStringLiteral(".zprofile")), (kHeader + "\n" + kExports).toUtf8());
+    EXPECT_EQ(fresh.read(QStringLiteral(".zprofile.bak")), QByteArray());
+
     const QByteArray profile = "export GITHUB_TOKEN=secret\n";
     const QByteArray expected = profile + "\n" + (kHeader + "\n" + kExports).toUtf8();
     const struct {
         const char *name;
         std::function<void(const Home &)> scene;
     } cases[] = {
-        {"no backup yet", [](const Home &) {}},
-        {"an old backup", [](const Home &home) { home.write(QStringLiteral(".zprofile.bak"), "old backup\n"); }},
         {"a link at the backup's place", [](const Home &home) {
              home.write(QStringLiteral("elsewhere"), "not a backup\n");
              ASSERT_TRUE(QFile::link(QStringLiteral("elsewhere"), home.path(QStringLiteral(".zprofile.bak"))));
@@ -163,41 +146,37 @@ TEST(FileAppendWriter, RefusesWithoutLosingAnything)
         }
         return QStringLiteral("(written)");
     };
+    const auto nothing = [](const Home &) {};
     const struct {
-        const char *name;
-        std::function<void(const Home &)> scene, meanwhile;
+        const char *folder; // made before the preview; the profile is then removed if it is the folder
+        std::function<void(const Home &)> meanwhile;
         QString error;
-        std::optional<QByteArray> after; // the profile afterwards; none: still a folder
+        QByteArray after; // the profile afterwards; empty: still a folder
     } cases[] = {
-        {"a folder where the backup goes", [](const Home &home) { QDir(home.dir.path()).mkpath(QStringLiteral(".zprofile.bak/keep")); }, [](const Home &) {},
-         QStringLiteral("Couldn't write backup file: Couldn't replace “%1”: Is a directory"), profile},
-        {"a line added while the change is reviewed", [](const Home &) {},
+        {".zprofile.bak/keep", nothing, QStringLiteral("Couldn't write backup file: Couldn't replace “%1.bak”: Is a directory"), profile},
+        {nullptr,
          [](const Home &home) {
              QFile file(home.path(QStringLiteral(".zprofile")));
              ASSERT_TRUE(file.open(QIODevice::Append));
              file.write("alias k=kubectl\n");
          },
-         QStringLiteral("%1 changed while the change was being reviewed, so nothing was written. Review the change again."),
-         profile + "alias k=kubectl\n"},
-        {"a folder where the profile is",
-         [](const Home &home) {
-             QFile::remove(home.path(QStringLiteral(".zprofile")));
-             QDir(home.dir.path()).mkpath(QStringLiteral(".zprofile"));
-         },
-         [](const Home &) {}, QStringLiteral("preview: Couldn't read “%1”: Is a directory"), std::nullopt},
+         QStringLiteral("%1 changed while the change was being reviewed, so nothing was written. Review the change again."), profile + "alias k=kubectl\n"},
+        {".zprofile", nothing, QStringLiteral("preview: Couldn't read “%1”: Is a directory"), {}},
     };
     for (const auto &c : cases) {
         Home home;
         home.write(QStringLiteral(".zprofile"), profile);
-        c.scene(home);
-        const QString path = home.path(c.error.contains(QStringLiteral("backup")) ? QStringLiteral(".zprofile.bak") : QStringLiteral(".zprofile"));
-        EXPECT_EQ(apply(home, [&] { c.meanwhile(home); }), c.error.arg(path)) << c.name;
-        if (c.after) {
-            EXPECT_EQ(home.read(QStringLiteral(".zprofile")), *c.after) << c.name;
-        } else {
-            EXPECT_TRUE(QFileInfo(home.path(QStringLiteral(".zprofile"))).isDir()) << c.name;
+        if (c.folder) {
+            QFile::remove(home.path(QString::fromLatin1(c.folder)));
+            QDir(home.dir.path()).mkpath(QString::fromLatin1(c.folder));
         }
-        EXPECT_FALSE(QFileInfo(home.path(QStringLiteral(".zprofile.bak"))).isFile()) << c.name;
+        EXPECT_EQ(apply(home, [&] { c.meanwhile(home); }), c.error.arg(home.path(QStringLiteral(".zprofile")))) << c.error.toStdString();
+        if (!c.after.isEmpty()) {
+            EXPECT_EQ(home.read(QStringLiteral(".zprofile")), c.after);
+        } else {
+            EXPECT_TRUE(QFileInfo(home.path(QStringLiteral(".zprofile"))).isDir());
+        }
+        EXPECT_FALSE(QFileInfo(home.path(QStringLiteral(".zprofile.bak"))).isFile());
     }
     // With no home folder (HOME empty or "/") there is no profile to edit, and "//.zprofile" is not one.
     const ZprofileWriter homeless(std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {QStringLiteral("/"), {}, {}, {}}));

@@ -10,8 +10,6 @@
 
 #include <future>
 
-namespace {
-
 // Once the app names its UI thread, every blocking service stops the process there, naming the
 // call; a worker thread may still block, and quick file operations are not checked.
 TEST(BlockingCallGuard, ABlockingCallOnTheUIThreadStopsTheApp)
@@ -19,17 +17,12 @@ TEST(BlockingCallGuard, ABlockingCallOnTheUIThreadStopsTheApp)
     if (!blockingCallsAreChecked())
         GTEST_SKIP() << "compiled out with NDEBUG; the Debug (sanitizer) build runs this";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-
     const LiveProcessRunner processes;
     const LiveHTTPFetcher http;
     const AppServices simulated = SimulatedMac::create(QStringLiteral("developer-no-java"))->services();
-    HTTPRequest request;
-    request.url = QUrl(QStringLiteral("http://127.0.0.1:9/"));
+    const HTTPRequest request = HTTPRequest::get(QUrl(QStringLiteral("http://127.0.0.1:9/")));
     ProcessCancellation cancellation;
-    const struct {
-        const char *call;
-        std::function<void()> make;
-    } calls[] = {
+    const std::pair<const char *, std::function<void()>> calls[] = {
         {"LiveProcessRunner::run", [&] { (void)processes.run(QStringLiteral("/bin/true"), {}, std::nullopt); }},
         {"LiveProcessRunner::stream", [&] { (void)processes.stream(QStringLiteral("/bin/true"), {}, std::nullopt, cancellation, [](const QString &) {}); }},
         {"LiveHTTPFetcher::fetch", [&] { (void)http.fetch(request, nullptr); }},
@@ -37,15 +30,8 @@ TEST(BlockingCallGuard, ABlockingCallOnTheUIThreadStopsTheApp)
         {"SimulatedProcessRunner::run", [&] { (void)simulated.processRunner->run(QStringLiteral("/usr/bin/uname"), {}, std::nullopt); }},
         {"FixtureHTTPFetcher::fetch", [&] { (void)simulated.http->fetch(request, nullptr); }},
     };
-    for (const auto &blocking : calls) {
-        SCOPED_TRACE(blocking.call);
-        EXPECT_DEATH(
-            {
-                forbidBlockingCallsOn(QThread::currentThread());
-                blocking.make();
-            },
-            std::string(blocking.call) + " blocks, and was called on the UI thread");
-    }
+    for (const auto &[call, make] : calls)
+        EXPECT_DEATH({ forbidBlockingCallsOn(QThread::currentThread()); make(); }, std::string(call) + " blocks, and was called on the UI thread");
 
     forbidBlockingCallsOn(QThread::currentThread());
     const bool exists = LiveFileSystem().fileExists(QStringLiteral("/bin/true"));
@@ -54,5 +40,3 @@ TEST(BlockingCallGuard, ABlockingCallOnTheUIThreadStopsTheApp)
     EXPECT_TRUE(exists);
     EXPECT_EQ(exitCode, 0);
 }
-
-} // namespace

@@ -14,6 +14,7 @@
 #include <thread>
 
 using namespace std::chrono_literals;
+using Reply = LocalHTTPServer::Reply;
 
 namespace {
 
@@ -44,17 +45,27 @@ QByteArray patternedBody(qsizetype size)
     return body;
 }
 
+Reply slowly(qsizetype size, qsizetype chunk, int pause, qsizetype stallAfter = -1)
+{
+    Reply reply {200, {}, patternedBody(size)};
+    reply.chunkSize = chunk;
+    reply.pauseMilliseconds = pause;
+    reply.stallAfter = stallAfter;
+    return reply;
+}
+
 } // namespace
 
-TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBody)
+TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBodyFromAnyThread)
 {
     LocalHTTPServer server;
     server.route("/v3/info", [](const LocalHTTPServer::Request &request) {
-        return LocalHTTPServer::Reply {200, {{"Content-Type", "application/json"}, {"X-Echo", request.method}}, "{\"ok\":true}"};
+        return Reply {200, {{"Content-Type", "application/json"}, {"X-Echo", request.method}}, "{\"ok\":true}"};
     });
+    server.route("/echo", [](const LocalHTTPServer::Request &request) { return Reply {200, {}, request.target.split('=').last()}; });
     HTTPRequest request = get(server.url(QStringLiteral("/v3/info?architecture=aarch64&os=mac")));
     request.method = "POST";
-    request.headers = {{"Authorization", "Bearer anon"}, {"Content-Type", "application/json"}};
+    request.headers = {{"Authorization", "Bearer anon"}};
     request.body = QByteArray("[{\"event_name\":\"app_launched\"}]");
 
     const HTTPResponse response = http.fetch(request, nullptr);
@@ -62,62 +73,60 @@ TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBody)
     EXPECT_EQ(response.body, QByteArray("{\"ok\":true}"));
     EXPECT_EQ(response.header("content-type"), QByteArray("application/json"));
     EXPECT_EQ(response.header("X-ECHO"), QByteArray("POST"));
-
     const auto received = server.requests();
     ASSERT_EQ(received.size(), 1);
     EXPECT_EQ(received[0].target, QByteArray("/v3/info?architecture=aarch64&os=mac"));
     EXPECT_EQ(received[0].body, *request.body);
-    bool sawKey = false;
-    for (const auto &[name, value] : received[0].headers)
-        sawKey = sawKey || (name.compare("authorization", Qt::CaseInsensitive) == 0 && value == "Bearer anon");
-    EXPECT_TRUE(sawKey);
-}
+    EXPECT_TRUE(std::any_of(received[0].headers.cbegin(), received[0].headers.cend(), [](const auto &header) {
+        return header.first.compare("authorization", Qt::CaseInsensitive) == 0 && header.second == "Bearer anon";
+    }));
 
-TEST(LiveHTTPFetcher, AnyThreadMayFetch)
-{
     // Worker threads with no event loop of their own, several at once.
-    LocalHTTPServer server;
-    server.route("/echo", [](const LocalHTTPServer::Request &request) {
-        return LocalHTTPServer::Reply {200, {}, request.target.split('=').last()};
-    });
     std::vector<std::future<QByteArray>> fetches;
-    for (int i = 0; i < 6; ++i) {
-        fetches.push_back(std::async(std::launch::async, [&server, i] {
-            return http.fetch(get(server.url(QStringLiteral("/echo?n=%1").arg(i))), nullptr).body;
-        }));
-    }
+    for (int i = 0; i < 6; ++i)
+        fetches.push_back(std::async(std::launch::async, [&server, i] { return http.fetch(get(server.url(QStringLiteral("/echo?n=%1").arg(i))), nullptr).body; }));
     for (int i = 0; i < 6; ++i)
         EXPECT_EQ(fetches[i].get(), QByteArray::number(i));
 }
 
-TEST(LiveHTTPFetcher, ErrorStatusesComeBackAsResponses)
+TEST(LiveHTTPFetcher, ErrorStatusesAreResponsesAndBrokenAnswersAreErrors)
 {
-    LocalHTTPServer server;
-    server.route("/final", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "arrived"}; });
-    server.route("/moved", [&](const auto &) {
-        return LocalHTTPServer::Reply {302, {{"Location", server.url(QStringLiteral("/final")).toEncoded()}}, {}};
-    });
-    server.route("/broken", [](const auto &) { return LocalHTTPServer::Reply {500, {}, "upstream failed"}; });
-    const struct {
-        const char *path;
-        int status;
-        QByteArray body;
-    } cases[] = {
-        {"/absent", 404, "no route for /absent"},
-        {"/broken", 500, "upstream failed"},
-        {"/moved", 200, "arrived"},
-    };
-    for (const auto &c : cases) {
-        const HTTPResponse response = http.fetch(get(server.url(QString::fromLatin1(c.path))), nullptr);
-        EXPECT_EQ(response.status, c.status) << c.path;
-        EXPECT_EQ(response.body, c.body) << c.path;
+    QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("local.json")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    quint16 closedPort = 0;
+    {
+        LocalHTTPServer gone; // leaves a port nobody listens on
+        closedPort = static_cast<quint16>(gone.url(QStringLiteral("/")).port());
     }
+    LocalHTTPServer server;
+    server.route("/final", [](const auto &) { return Reply {200, {}, "arrived"}; });
+    server.route("/moved", [&](const auto &) { return Reply {302, {{"Location", server.url(QStringLiteral("/final")).toEncoded()}}, {}}; });
+    server.route("/broken", [](const auto &) { return Reply {500, {}, "upstream failed"}; });
+    // An answer bigger than any JSON we ask for is cut off, not held in memory.
+    server.route("/huge.json", [](const auto &) { return Reply {200, {}, patternedBody(HTTPRequest::kFetchBodyLimit + 1)}; });
+    const std::tuple<const char *, int, QByteArray> statuses[] = {
+        {"/absent", 404, "no route for /absent"}, {"/broken", 500, "upstream failed"}, {"/moved", 200, "arrived"}};
+    for (const auto &[path, status, body] : statuses) {
+        const HTTPResponse response = http.fetch(get(server.url(QString::fromLatin1(path))), nullptr);
+        EXPECT_EQ(response.status, status) << path;
+        EXPECT_EQ(response.body, body) << path;
+    }
+    const std::pair<QUrl, HTTPError::Kind> errors[] = {
+        {QUrl::fromLocalFile(file.fileName()), HTTPError::Kind::notHTTPResponse},
+        {server.url(QStringLiteral("/huge.json")), HTTPError::Kind::tooLarge},
+        {QUrl(QStringLiteral("gopher://127.0.0.1/")), HTTPError::Kind::transport},
+        {QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort)), HTTPError::Kind::transport},
+    };
+    for (const auto &[url, kind] : errors)
+        EXPECT_EQ(fetchErrorKind(get(url)), kind) << url.toString().toStdString();
 }
 
 TEST(LiveHTTPFetcher, TellsATimeOutFromACancel)
 {
     LocalHTTPServer server;
-    server.route("/hang", [](const auto &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
+    server.route("/hang", [](const auto &) { Reply reply; reply.hang = true; return reply; });
     QElapsedTimer timer;
     timer.start();
     EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 500ms)), HTTPError::Kind::timedOut);
@@ -135,53 +144,16 @@ TEST(LiveHTTPFetcher, TellsATimeOutFromACancel)
     EXPECT_EQ(server.requests().size(), 2);
 }
 
-TEST(LiveHTTPFetcher, ReportsAnswersThatAreNotHTTPAndUnreachableHosts)
-{
-    QTemporaryDir dir;
-    QFile file(dir.filePath(QStringLiteral("local.json")));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("{}");
-    file.close();
-    quint16 closedPort = 0;
-    {
-        LocalHTTPServer server; // gone at the end of the block, leaving a port nobody listens on
-        closedPort = static_cast<quint16>(server.url(QStringLiteral("/")).port());
-    }
-    // An answer bigger than any JSON we ask for is cut off, not held in memory.
-    LocalHTTPServer server;
-    server.route("/huge.json", [](const auto &) { return LocalHTTPServer::Reply {200, {}, patternedBody(HTTPRequest::kFetchBodyLimit + 1)}; });
-    const struct {
-        QUrl url;
-        HTTPError::Kind kind;
-    } cases[] = {
-        {QUrl::fromLocalFile(file.fileName()), HTTPError::Kind::notHTTPResponse},
-        {server.url(QStringLiteral("/huge.json")), HTTPError::Kind::tooLarge},
-        {QUrl(QStringLiteral("gopher://127.0.0.1/")), HTTPError::Kind::transport},
-        {QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort)), HTTPError::Kind::transport},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(fetchErrorKind(get(c.url)), c.kind) << c.url.toString().toStdString();
-}
-
 TEST(LiveHTTPFetcher, DownloadsALargeBodyToAFileWithProgress)
 {
-    const QByteArray body = patternedBody(6 * 1024 * 1024);
     LocalHTTPServer server;
-    server.route("/temurin.pkg", [&](const auto &) {
-        LocalHTTPServer::Reply reply {200, {}, body};
-        reply.chunkSize = 512 * 1024;
-        reply.pauseMilliseconds = 60; // Qt reports progress at most ten times a second
-
-        return reply;
-    });
+    server.route("/temurin.pkg", [&](const auto &) { return slowly(6 * 1024 * 1024, 512 * 1024, 60); }); // progress comes at most 10/s
     QTemporaryDir dir;
     const QString destination = dir.filePath(QStringLiteral("temurin-21.pkg"));
     QList<std::pair<qint64, std::optional<qint64>>> progress;
     const HTTPResponse response = http.download(get(server.url(QStringLiteral("/temurin.pkg"))), destination,
-                                                [&](qint64 received, std::optional<qint64> total) {
-                                                    progress.append({received, total});
-                                                },
-                                                nullptr);
+                                                [&](qint64 received, std::optional<qint64> total) { progress.append({received, total}); }, nullptr);
+    const QByteArray body = patternedBody(6 * 1024 * 1024);
     EXPECT_EQ(response.status, 200);
     EXPECT_TRUE(response.body.isEmpty()); // the body went to the file
     QFile file(destination);
@@ -189,31 +161,18 @@ TEST(LiveHTTPFetcher, DownloadsALargeBodyToAFileWithProgress)
     EXPECT_TRUE(file.readAll() == body);
     EXPECT_EQ(response.bodySHA256, QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex()));
     ASSERT_GT(progress.size(), 1);
-    EXPECT_EQ(progress.last().first, body.size());
-    EXPECT_EQ(progress.last().second, std::optional<qint64>(body.size()));
+    EXPECT_EQ(progress.last(), (std::pair<qint64, std::optional<qint64>> {body.size(), body.size()}));
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {"temurin-21.pkg"});
 }
 
 TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
 {
     LocalHTTPServer server;
-    server.route("/stalls", [](const auto &) {
-        LocalHTTPServer::Reply reply {200, {}, patternedBody(4 * 1024 * 1024)};
-        reply.stallAfter = 1024 * 1024;
-        reply.chunkSize = 64 * 1024;
-        reply.pauseMilliseconds = 20;
-        return reply;
-    });
-    server.route("/missing.pkg", [](const auto &) { return LocalHTTPServer::Reply {404, {}, "Not here"}; });
+    server.route("/stalls", [](const auto &) { return slowly(4 * 1024 * 1024, 64 * 1024, 20, 1024 * 1024); });
+    server.route("/trickles", [](const auto &) { return slowly(1000, 1, 50); });
+    server.route("/missing.pkg", [](const auto &) { return Reply {404, {}, "Not here"}; });
     QTemporaryDir dir;
     const QString destination = dir.filePath(QStringLiteral("temurin.pkg"));
-
-    server.route("/trickles", [](const auto &) {
-        LocalHTTPServer::Reply reply {200, {}, patternedBody(1000)};
-        reply.chunkSize = 1;
-        reply.pauseMilliseconds = 50;
-        return reply;
-    });
     // Cancelled once part of the body has arrived; stalled past the time limit between bytes;
     // more than the listed size; a trickle past the overall limit: stopped, nothing kept.
     ProcessCancellation cancellation;
@@ -226,39 +185,32 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     listedAsOneByte.bodyLimit = 1;
     HTTPRequest trickle = get(server.url(QStringLiteral("/trickles")), 5s);
     trickle.overallLimit = 600ms;
-    const struct {
-        HTTPRequest request;
-        HTTPFetching::ProgressHandler progress;
-        HTTPError::Kind kind;
-    } cases[] = {
+    const std::tuple<HTTPRequest, HTTPFetching::ProgressHandler, HTTPError::Kind> cases[] = {
         {get(server.url(QStringLiteral("/stalls"))), cancelOnProgress, HTTPError::Kind::cancelled},
         {get(server.url(QStringLiteral("/stalls")), 400ms), {}, HTTPError::Kind::timedOut},
         {listedAsOneByte, {}, HTTPError::Kind::tooLarge},
         {trickle, {}, HTTPError::Kind::tooSlow},
     };
-    for (const auto &c : cases) {
+    for (const auto &[request, progress, kind] : cases) {
         QElapsedTimer timer;
         timer.start();
         try {
-            (void)http.download(c.request, destination, c.progress, c.progress ? &cancellation : nullptr);
-            ADD_FAILURE() << "the download finished: " << c.request.url.toString().toStdString();
+            (void)http.download(request, destination, progress, progress ? &cancellation : nullptr);
+            ADD_FAILURE() << "the download finished: " << request.url.toString().toStdString();
         } catch (const HTTPError &error) {
-            EXPECT_EQ(error.kind(), c.kind) << error.message().toStdString();
+            EXPECT_EQ(error.kind(), kind) << error.message().toStdString();
         }
         EXPECT_LT(timer.elapsed(), 3000);
         EXPECT_TRUE(QDir(dir.path()).isEmpty()) << QDir(dir.path()).entryList().join(u' ').toStdString();
     }
     EXPECT_GT(receivedWhenCancelled, 0);
 
-    // An error status: the response says so and no file appears.
     const HTTPResponse missing = http.download(get(server.url(QStringLiteral("/missing.pkg"))), destination, {}, nullptr);
     EXPECT_EQ(missing.status, 404);
     EXPECT_EQ(missing.body, QByteArray("Not here"));
     EXPECT_TRUE(QDir(dir.path()).isEmpty());
-
     // Nowhere to write: a file-system error before anything is fetched.
-    EXPECT_THROW((void)http.download(get(server.url(QStringLiteral("/missing.pkg"))),
-                                     dir.filePath(QStringLiteral("no/such/folder/temurin.pkg")), {}, nullptr),
+    EXPECT_THROW((void)http.download(get(server.url(QStringLiteral("/missing.pkg"))), dir.filePath(QStringLiteral("no/such/temurin.pkg")), {}, nullptr),
                  FileSystemError);
     EXPECT_EQ(server.requests().size(), 5);
 }

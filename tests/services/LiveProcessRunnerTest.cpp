@@ -1,10 +1,10 @@
 #include "ScriptFolder.h"
 #include "services/LineSplitter.h"
 #include "services/LiveProcessRunner.h"
+#include "services/ProgramRunner.h"
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -27,41 +27,31 @@ struct Streamed {
     ProcessStreamEvent end;
 };
 
-Streamed streamSh(const QString &script, ProcessCancellation &cancellation,
-                  const std::function<void(const QString &)> &alsoOnLine = {})
+Streamed streamSh(const QString &script, ProcessCancellation &cancellation, const std::function<void(const QString &)> &onLine = {})
 {
     Streamed result;
-    result.end = runner.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script}, std::nullopt,
-                               cancellation, [&](const QString &line) {
-                                   result.lines.append(line);
-                                   if (alsoOnLine)
-                                       alsoOnLine(line);
-                               });
+    result.end = runner.stream(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script}, std::nullopt, cancellation, [&](const QString &line) {
+        result.lines.append(line);
+        if (onLine)
+            onLine(line);
+    });
     return result;
 }
 
-// The state letter of /proc/<pid>/stat: R, S, T (stopped), Z (exited, not yet reaped)…
+// The state letter of /proc/<pid>/stat: T is stopped, Z exited but not yet reaped (counts as gone).
 QByteArray processState(pid_t pid)
 {
     QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return {};
-    const QByteArray fields = stat.readAll();
+    const QByteArray fields = stat.open(QIODevice::ReadOnly) ? stat.readAll() : QByteArray();
     const qsizetype close = fields.lastIndexOf(')');
     return close < 0 ? QByteArray() : fields.mid(close + 2, 1);
-}
-
-// A process that has exited but not yet been reaped by its new parent counts as gone.
-bool isAlive(pid_t pid)
-{
-    return ::kill(pid, 0) == 0 && processState(pid) != "Z";
 }
 
 bool goneWithin(pid_t pid, int milliseconds)
 {
     QElapsedTimer timer;
     timer.start();
-    while (isAlive(pid)) {
+    while (::kill(pid, 0) == 0 && processState(pid) != "Z") {
         if (timer.elapsed() > milliseconds)
             return false;
         QThread::msleep(20);
@@ -73,16 +63,14 @@ bool goneWithin(pid_t pid, int milliseconds)
 
 TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlockOrEndlessGrowth)
 {
-    // 2 MB on stderr before a single byte on stdout: a reader that waits on stdout first would
-    // leave the child blocked on a full stderr pipe forever. Then more on stdout than we keep.
+    // 2 MB on stderr before a byte on stdout: reading stdout first would block the child forever.
     const qsizetype kept = LiveProcessRunner::kKeptOutputBytes;
     const ProcessResult result = sh(QStringLiteral("head -c 2000000 /dev/zero | tr '\\0' e >&2; echo out;"
                                                    " head -c %1 /dev/zero | tr '\\0' o; echo end >&2").arg(3 * kept));
-    EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.standardOutput.size(), kept);
     EXPECT_TRUE(result.standardOutput.startsWith(QStringLiteral("out\nooo")));
     EXPECT_EQ(result.standardError.size(), 2000000 + 4);
-    EXPECT_TRUE(result.standardError.startsWith(QStringLiteral("eeee")) && result.standardError.endsWith(QStringLiteral("eend\n")));
+    EXPECT_TRUE(result.standardError.endsWith(QStringLiteral("eend\n")));
 
     // A line that never ends arrives in bounded pieces, none of it lost, no character split.
     ProcessCancellation cancellation;
@@ -90,56 +78,43 @@ TEST(LiveProcessRunner, KeepsStreamsApartAndDrainsBothWithoutDeadlockOrEndlessGr
                                                       " echo; echo after").arg(LineSplitter::kLongestLine), cancellation);
     ASSERT_GE(streamed.lines.size(), 3);
     EXPECT_EQ(streamed.lines.last(), QStringLiteral("after"));
-    const QString whole = streamed.lines.mid(0, streamed.lines.size() - 1).join(QString());
-    EXPECT_EQ(whole, QLatin1Char('l') + QString(LineSplitter::kLongestLine, QChar(0xE9)));
+    EXPECT_EQ(streamed.lines.mid(0, streamed.lines.size() - 1).join(QString()), QLatin1Char('l') + QString(LineSplitter::kLongestLine, QChar(0xE9)));
     for (const QString &piece : streamed.lines)
         EXPECT_LE(piece.toUtf8().size(), LineSplitter::kLongestLine);
 }
 
-TEST(LiveProcessRunner, ReportsExitCodesAndSignals)
+TEST(LiveProcessRunner, ReportsExitsLinesAndBadBytesAlikeWhenRunAndStreamed)
 {
     const struct {
         const char *script;
-        std::int32_t expected;
+        std::int32_t code;
+        QString out;         // what run() keeps of stdout
+        QStringList streamed; // stdout and stderr merged in write order
     } cases[] = {
-        {"exit 0", 0},
-        {"exit 3", 3},
-        {"exit 255", 255},
-        {"kill -TERM $$", 128 + SIGTERM},
-        {"kill -KILL $$", 128 + SIGKILL},
+        {"exit 3", 3, {}, {}},
+        {"exit 255", 255, {}, {}},
+        {"kill -TERM $$", 128 + SIGTERM, {}, {}},
+        {"kill -KILL $$", 128 + SIGKILL, {}, {}},
+        {"printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2", 0, QStringLiteral("caf\uFFFD\n"), {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}},
+        {"echo one; echo two >&2; echo three; printf 'five\\r\\nsix\\rseven\\n\\nlast'", 0, "one\nthree\nfive\r\nsix\rseven\n\nlast",
+         {"one", "two", "three", "five", "six", "seven", "", "last"}},
+        {"if read answer; then echo read; else echo eof; fi", 0, "eof\n", {"eof"}}, // no input to wait for
     };
     for (const auto &c : cases) {
-        EXPECT_EQ(sh(QString::fromLatin1(c.script)).exitCode, c.expected) << c.script;
+        const ProcessResult result = sh(QString::fromLatin1(c.script));
+        EXPECT_EQ(result.exitCode, c.code) << c.script;
+        EXPECT_EQ(result.standardOutput, c.out) << c.script;
         ProcessCancellation cancellation;
-        EXPECT_EQ(streamSh(QString::fromLatin1(c.script), cancellation).end, ProcessStreamEvent::exited(c.expected))
-            << c.script;
+        const Streamed streamed = streamSh(QString::fromLatin1(c.script), cancellation);
+        EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(c.code)) << c.script;
+        EXPECT_EQ(streamed.lines, c.streamed) << c.script;
     }
-}
-
-TEST(LiveProcessRunner, ABadByteCostsOnlyItself)
-{
-    const ProcessResult result = sh(QStringLiteral("printf 'caf\\351\\n'; printf 'caf\\303\\251\\n' >&2"));
-    EXPECT_EQ(result.standardOutput, QStringLiteral("caf\uFFFD\n"));
-    EXPECT_EQ(result.standardError, QStringLiteral("café\n"));
-
-    ProcessCancellation cancellation;
-    const Streamed streamed = streamSh(QStringLiteral("printf 'caf\\351\\ncaf\\303\\251\\n'"), cancellation);
-    EXPECT_EQ(streamed.lines, (QStringList {QStringLiteral("caf\uFFFD"), QStringLiteral("café")}));
-}
-
-TEST(LiveProcessRunner, GivesTheChildItsEnvironmentAndNoInput)
-{
-    const ProcessResult replaced = runner.run(QStringLiteral("/usr/bin/env"), {},
-                                              Environment {{QStringLiteral("ONLY"), QStringLiteral("this one")}});
-    EXPECT_EQ(replaced.standardOutput, QStringLiteral("ONLY=this one\n"));
-
-    qputenv("TARNWICK_INHERITED", "from the parent");
+    EXPECT_EQ(runner.run(QStringLiteral("/usr/bin/env"), {}, Environment {{QStringLiteral("ONLY"), QStringLiteral("this")}}).standardOutput,
+              QStringLiteral("ONLY=this\n"));
+    qputenv("TARNWICK_INHERITED", "yes");
     const ProcessResult inherited = runner.run(QStringLiteral("/usr/bin/env"), {}, std::nullopt);
     qunsetenv("TARNWICK_INHERITED");
-    EXPECT_TRUE(inherited.standardOutput.contains(QStringLiteral("TARNWICK_INHERITED=from the parent\n")));
-
-    // A profile that prompts must not wait forever for an answer nobody can type.
-    EXPECT_EQ(sh(QStringLiteral("if read answer; then echo read:$answer; else echo eof; fi")).standardOutput, QStringLiteral("eof\n"));
+    EXPECT_TRUE(inherited.standardOutput.contains(QStringLiteral("TARNWICK_INHERITED=yes\n")));
 }
 
 TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
@@ -147,175 +122,101 @@ TEST(LiveProcessRunner, ReportsProgramsThatCannotStart)
     ScriptFolder folder;
     const QString notExecutable = folder.write(QStringLiteral("plain"), "echo never");
     QFile::setPermissions(notExecutable, QFile::ReadOwner | QFile::WriteOwner);
-    const struct {
-        QString executable;
-        QString message;
-    } cases[] = {
-        {QStringLiteral("/nonexistent/bin/tool"), QStringLiteral("No such file or directory")},
-        {QDir::tempPath(), QStringLiteral("Is a directory")},
-        {notExecutable, QStringLiteral("Permission denied")},
-    };
-    for (const auto &c : cases) {
+    const std::pair<QString, QString> cases[] = {{QStringLiteral("/nonexistent/bin/tool"), QStringLiteral("No such file or directory")},
+                                                 {QDir::tempPath(), QStringLiteral("Is a directory")},
+                                                 {notExecutable, QStringLiteral("Permission denied")}};
+    for (const auto &[executable, message] : cases) {
         try {
-            (void)runner.run(c.executable, {}, std::nullopt);
-            ADD_FAILURE() << "run started " << c.executable.toStdString();
+            (void)runner.run(executable, {}, std::nullopt);
+            ADD_FAILURE() << "run started " << executable.toStdString();
         } catch (const ProcessLaunchError &error) {
-            EXPECT_EQ(error.executable(), c.executable);
-            EXPECT_EQ(error.message(), c.message);
+            EXPECT_EQ(error.executable(), executable);
+            EXPECT_EQ(error.message(), message);
         }
         ProcessCancellation cancellation;
-        int lines = 0;
-        const ProcessStreamEvent end
-            = runner.stream(c.executable, {}, std::nullopt, cancellation, [&](const QString &) { ++lines; });
-        EXPECT_EQ(end, ProcessStreamEvent::failedToStart(c.message));
-        EXPECT_EQ(lines, 0);
+        EXPECT_EQ(runner.stream(executable, {}, std::nullopt, cancellation, [](const QString &) { ADD_FAILURE(); }),
+                  ProcessStreamEvent::failedToStart(message));
     }
 }
 
-TEST(LiveProcessRunner, StreamsMergedOutputInWriteOrder)
+TEST(LiveProcessRunner, DeliversEachLineWhileTheChildRunsAndReturnsAtItsExit)
 {
-    ProcessCancellation cancellation;
-    const Streamed streamed = streamSh(
-        QStringLiteral("echo one; echo two >&2; echo three; echo four >&2; printf 'five\\r\\nsix\\rseven\\n\\nlast'"),
-        cancellation);
-    EXPECT_EQ(streamed.lines, (QStringList {"one", "two", "three", "four", "five", "six", "seven", "", "last"}));
-    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(0));
-}
-
-TEST(LiveProcessRunner, DeliversEachLineWhileTheChildRuns)
-{
-    // The child waits for a file that we create only on seeing its first line: if lines were held
-    // back until the exit, it would give up and say so.
+    // The child waits for a file we create only on seeing its first line; a background sleep
+    // keeps the output pipe open after the child's exit, and must neither be waited for nor killed.
     QTemporaryDir dir;
     const QString flag = dir.filePath(QStringLiteral("go"));
     ProcessCancellation cancellation;
-    const Streamed streamed = streamSh(
-        QStringLiteral("echo ready; i=0; while [ ! -e '%1' ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done;"
-                       " [ -e '%1' ] && echo released || echo 'gave up'")
-            .arg(flag),
-        cancellation, [&](const QString &line) {
-            if (line == QLatin1String("ready"))
-                QFile(flag).open(QIODevice::WriteOnly);
-        });
-    EXPECT_EQ(streamed.lines, (QStringList {"ready", "released"}));
-}
-
-TEST(LiveProcessRunner, ReturnsWhenTheChildExitsThoughABackgroundGrandchildHoldsItsOutput)
-{
     QElapsedTimer timer;
     timer.start();
-    const ProcessResult result = sh(QStringLiteral("sleep 30 & echo $!"));
+    const Streamed streamed = streamSh(
+        QStringLiteral("sleep 30 & echo $!; i=0; while [ ! -e '%1' ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i+1)); done;"
+                       " [ -e '%1' ] && echo released || echo 'gave up'").arg(flag),
+        cancellation, [&](const QString &) { QFile(flag).open(QIODevice::WriteOnly); });
     EXPECT_LT(timer.elapsed(), 10000);
-    const pid_t sleeper = result.standardOutput.trimmed().toInt();
-    ASSERT_GT(sleeper, 0);
-    EXPECT_TRUE(isAlive(sleeper)); // finishing the run does not kill what the child left running
+    EXPECT_EQ(streamed.lines.value(1), QStringLiteral("released"));
+    const pid_t sleeper = streamed.lines.value(0).toInt();
+    EXPECT_FALSE(goneWithin(sleeper, 0));
     ::kill(sleeper, SIGKILL);
 
-    ProcessCancellation cancellation;
     timer.restart();
-    const Streamed streamed = streamSh(QStringLiteral("sleep 30 & echo $!; echo done"), cancellation);
+    const pid_t other = sh(QStringLiteral("sleep 30 & echo $!")).standardOutput.trimmed().toInt();
     EXPECT_LT(timer.elapsed(), 10000);
-    EXPECT_EQ(streamed.lines.value(1), QStringLiteral("done"));
-    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(0));
-    ::kill(streamed.lines.value(0).toInt(), SIGKILL);
+    EXPECT_FALSE(goneWithin(other, 0));
+    ::kill(other, SIGKILL);
 }
 
-TEST(LiveProcessRunner, CancellingEndsTheWholeProcessTree)
+TEST(LiveProcessRunner, CancellingEndsTheWholeTreeAtOnceEvenWhenStoppedOrDeafToTerm)
 {
-    // A login zsh starts a background sleep and waits for it; we cancel once both have told us
-    // their pid.
+    // A login zsh waiting on a background sleep; a shell that ignores SIGTERM; a group that has
+    // stopped itself (continued instead of cancelled, it must still finish); cancelled up front.
     QTemporaryDir home;
     const Environment environment {{QStringLiteral("HOME"), home.path()}, {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin")}};
-    ProcessCancellation cancellation;
-    QList<pid_t> pids;
-    const ProcessStreamEvent end = runner.stream(
-        QStringLiteral("/bin/zsh"), {QStringLiteral("-lc"), QStringLiteral("sleep 300 & echo $!; echo $$; wait")},
-        environment, cancellation, [&](const QString &line) {
-            pids.append(line.toInt());
-            if (pids.size() == 2)
-                cancellation.cancel();
-        });
-    ASSERT_EQ(pids.size(), 2);
-    EXPECT_EQ(end, ProcessStreamEvent::exited(128 + SIGTERM));
-    for (pid_t pid : pids)
-        EXPECT_TRUE(goneWithin(pid, 5000)) << "pid " << pid << " is still running";
-
-    cancellation.cancel(); // twice, and after the exit: nothing happens
-    EXPECT_TRUE(cancellation.isCanceled());
-}
-
-TEST(LiveProcessRunner, KillsWhatIgnoresTheTerminateSignal)
-{
-    ProcessCancellation cancellation;
-    QElapsedTimer timer;
-    const Streamed streamed = streamSh(QStringLiteral("trap '' TERM; echo ready; sleep 300; echo woke"), cancellation,
-                                       [&](const QString &line) {
-                                           if (line == QLatin1String("ready")) {
-                                               timer.start();
-                                               cancellation.cancel();
-                                           }
-                                       });
-    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(128 + SIGKILL));
-    EXPECT_EQ(streamed.lines, QStringList {"ready"});
-    EXPECT_LT(timer.elapsed(), 10000);
-}
-
-TEST(LiveProcessRunner, AStoppedChildIsNeitherFinishedNorBeyondACancel)
-{
-    // The shell stops its whole group (itself and a background sleep). Once it is stopped, and
-    // well past any interval at which the runner looks for an exit, the test either continues the
-    // group, after which the shell still has lines to write and its own exit code, or cancels.
     const struct {
-        bool cancel;
-        QStringList lines;
+        QString executable, script;
+        bool cancelUpFront, stopFirst, cancel;
+        QStringList after; // lines after the one with the pids
         ProcessStreamEvent end;
     } cases[] = {
-        {false, {"before", "after"}, ProcessStreamEvent::exited(7)},
-        {true, {"before"}, ProcessStreamEvent::exited(128 + SIGTERM)},
+        {"/bin/zsh", "sleep 300 & echo $$ $!; wait", false, false, true, {}, ProcessStreamEvent::exited(128 + SIGTERM)},
+        {"/bin/sh", "trap '' TERM; echo $$; sleep 300; echo woke", false, false, true, {}, ProcessStreamEvent::exited(128 + SIGKILL)},
+        {"/bin/sh", "sleep 300 & echo $$ $!; kill -STOP 0; echo after; kill $!; exit 7", false, true, false, {"after"}, ProcessStreamEvent::exited(7)},
+        {"/bin/sh", "sleep 300 & echo $$ $!; kill -STOP 0; echo after; kill $!; exit 7", false, true, true, {}, ProcessStreamEvent::exited(128 + SIGTERM)},
+        {"/bin/sh", "sleep 300", true, false, false, {}, ProcessStreamEvent::exited(128 + SIGTERM)},
     };
     for (const auto &c : cases) {
+        SCOPED_TRACE(c.script.toStdString());
         ProcessCancellation cancellation;
-        std::future<void> wakeOrCancel;
+        if (c.cancelUpFront)
+            cancellation.cancel();
+        std::future<void> act;
         QElapsedTimer sinceCancel;
+        sinceCancel.start();
         QList<pid_t> pids;
-        const Streamed streamed = streamSh(
-            QStringLiteral("sleep 300 & echo $$ $!; echo before; kill -STOP 0; echo after; kill $!; exit 7"), cancellation,
-            [&](const QString &line) {
+        QStringList lines;
+        const ProcessStreamEvent end = runner.stream(
+            c.executable, {c.executable.endsWith(QLatin1String("zsh")) ? QStringLiteral("-lc") : QStringLiteral("-c"), c.script}, environment, cancellation, [&](const QString &line) {
                 if (!pids.isEmpty())
-                    return;
+                    return lines.append(line);
                 for (const QString &pid : line.split(QLatin1Char(' ')))
                     pids.append(pid.toInt());
-                wakeOrCancel = std::async(std::launch::async, [&, shell = pids.value(0)] {
-                    for (int i = 0; i < 500 && processState(shell) != "T"; ++i)
-                        QThread::msleep(10);
-                    QThread::msleep(200);
-                    sinceCancel.start();
-                    if (c.cancel)
-                        cancellation.cancel();
-                    else
-                        ::kill(-shell, SIGCONT);
+                act = std::async(std::launch::async, [&, shell = pids.value(0)] {
+                    if (c.stopFirst) { // and well past any interval at which the runner looks for an exit
+                        for (int i = 0; i < 500 && processState(shell) != "T"; ++i)
+                            QThread::msleep(10);
+                        QThread::msleep(200);
+                    }
+                    sinceCancel.restart();
+                    c.cancel ? cancellation.cancel() : (void)::kill(-shell, SIGCONT);
                 });
             });
-        wakeOrCancel.wait();
-        EXPECT_EQ(streamed.lines.mid(1), c.lines) << "cancel " << c.cancel;
-        EXPECT_EQ(streamed.end, c.end) << "cancel " << c.cancel;
-        if (c.cancel) {
-            EXPECT_LT(sinceCancel.elapsed(), 1500); // no waiting out the grace before SIGKILL
-        }
+        if (act.valid())
+            act.wait();
+        EXPECT_EQ(end, c.end);
+        EXPECT_EQ(lines, c.after);
+        EXPECT_LT(sinceCancel.elapsed(), c.stopFirst && c.cancel ? 1500 : 10000); // a stopped tree: no grace before SIGKILL
         for (pid_t pid : pids)
             EXPECT_TRUE(goneWithin(pid, 5000)) << "pid " << pid << " is still running";
     }
-}
-
-TEST(LiveProcessRunner, CancelledBeforeTheStartEndsTheChildAtOnce)
-{
-    ProcessCancellation cancellation;
-    cancellation.cancel();
-    QElapsedTimer timer;
-    timer.start();
-    const Streamed streamed = streamSh(QStringLiteral("sleep 300"), cancellation);
-    EXPECT_EQ(streamed.end, ProcessStreamEvent::exited(128 + SIGTERM));
-    EXPECT_LT(timer.elapsed(), 10000);
 }
 
 TEST(LiveProcessRunner, CancelRacingTheExitStillEndsTheRunOnce)
@@ -328,18 +229,47 @@ TEST(LiveProcessRunner, CancelRacingTheExitStillEndsTheRunOnce)
         });
         const Streamed streamed = streamSh(QStringLiteral("echo x"), cancellation);
         canceller.wait();
-        ASSERT_EQ(streamed.end.kind, ProcessStreamEvent::Kind::exited) << "round " << round;
-        const bool ranToTheEnd = streamed.end.code == 0 && streamed.lines == QStringList {"x"};
-        const bool wasTerminated = streamed.end.code == 128 + SIGTERM;
-        EXPECT_TRUE(ranToTheEnd || wasTerminated) << "round " << round << " code " << streamed.end.code;
+        const bool ranToTheEnd = streamed.end == ProcessStreamEvent::exited(0) && streamed.lines == QStringList {"x"};
+        EXPECT_TRUE(ranToTheEnd || streamed.end == ProcessStreamEvent::exited(128 + SIGTERM)) << "round " << round << " code " << streamed.end.code;
     }
-}
-
-TEST(LiveProcessRunner, RunsFromManyThreadsAtOnce)
-{
     std::vector<std::future<ProcessResult>> runs;
     for (int i = 0; i < 8; ++i)
         runs.push_back(std::async(std::launch::async, [i] { return sh(QStringLiteral("sleep 0.2; echo %1").arg(i)); }));
     for (int i = 0; i < 8; ++i)
         EXPECT_EQ(runs[i].get().standardOutput, QStringLiteral("%1\n").arg(i));
+}
+
+TEST(ProgramRunner, MapsExitsCancelsAndLaunchFailuresToStreamEvents)
+{
+    const ProgramRunner shell(std::make_shared<LiveProcessRunner>());
+    ScriptFolder folder;
+    const QString marker = folder.path(QStringLiteral("ran"));
+    const QString touches = folder.write(QStringLiteral("step"), QByteArray("touch '") + marker.toUtf8() + "'; echo started; sleep 300");
+    const struct {
+        QString executable;
+        QStringList arguments;
+        bool cancelUpFront;
+        QList<StreamEvent> outputs;
+        StreamEvent end;
+    } cases[] = {
+        {"/bin/sh", {"-c", "echo working; exit 7"}, false, {StreamEvent::output(QStringLiteral("working"))}, StreamEvent::completed(7)},
+        {"/nonexistent/brew", {}, false, {StreamEvent::output(QStringLiteral("Failed to start /nonexistent/brew: No such file or directory"))},
+         StreamEvent::completed(-1)},
+        {touches, {}, true, {}, StreamEvent::canceled()},
+        {touches, {}, false, {StreamEvent::output(QStringLiteral("started"))}, StreamEvent::canceled()}, // a signal, yet no failure
+    };
+    for (const auto &c : cases) {
+        ProcessCancellation cancellation;
+        if (c.cancelUpFront)
+            cancellation.cancel();
+        QList<StreamEvent> outputs;
+        EXPECT_EQ(shell.stream(c.executable, c.arguments, std::nullopt, cancellation, [&](const StreamEvent &event) {
+            outputs.append(event);
+            if (c.executable == touches)
+                cancellation.cancel();
+        }), c.end) << c.executable.toStdString();
+        EXPECT_EQ(outputs, c.outputs) << c.executable.toStdString();
+        EXPECT_EQ(QFile::exists(marker), c.executable == touches && !c.cancelUpFront);
+    }
+    EXPECT_THROW((void)shell.run(QStringLiteral("/nonexistent/brew"), {}), ProcessLaunchError);
 }

@@ -27,8 +27,7 @@ QByteArray queued(const QByteArray &name)
 }
 
 // A telemetry service wired to a local endpoint, real files and a log the test can read.
-class Harness {
-public:
+struct Harness {
     Harness()
     {
         server.route("/api/database/records/tarnwick_events", [this](const LocalHTTPServer::Request &request) {
@@ -36,14 +35,15 @@ public:
         });
         store->setString(QStringLiteral("ferrowood.tarnwick.session_id"), kSession);
     }
-
-    std::unique_ptr<TelemetryService> start()
+    std::unique_ptr<TelemetryService> start(bool withEndpoint = true)
     {
         TelemetryService::Configuration configuration;
-        configuration.endpointURL = server.url(QStringLiteral("/api/database/records/tarnwick_events"));
-        configuration.anonKey = QStringLiteral("anon.key.jwt");
-        configuration.appVersion = QStringLiteral("1.4 (27)");
-        configuration.http = std::make_shared<LiveHTTPFetcher>();
+        if (withEndpoint) {
+            configuration.endpointURL = server.url(QStringLiteral("/api/database/records/tarnwick_events"));
+            configuration.anonKey = QStringLiteral("anon.key.jwt");
+            configuration.appVersion = QStringLiteral("1.4 (27)");
+            configuration.http = std::make_shared<LiveHTTPFetcher>();
+        }
         configuration.kvStore = store;
         configuration.fs = std::make_shared<LiveFileSystem>();
         configuration.pendingFilePath = queueFile();
@@ -53,8 +53,7 @@ public:
         };
         return std::make_unique<TelemetryService>(configuration);
     }
-
-    [[nodiscard]] QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
+    QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
     void writeQueueFile(const QByteArray &text) const
     {
         QDir(dir.path()).mkpath(QStringLiteral("Tarnwick"));
@@ -62,29 +61,28 @@ public:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(text);
     }
-    [[nodiscard]] QByteArray queueFileText() const
+    QByteArray queueFileText() const
     {
         QFile file(queueFile());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
     }
     // The records the server received, in order, whatever the batches.
-    [[nodiscard]] QList<QJsonObject> records() const
+    QList<QJsonObject> records() const
     {
         QList<QJsonObject> records;
-        for (const auto &request : server.requests()) {
+        for (const auto &request : server.requests())
             for (const QJsonValue &record : json::parse(request.body).array())
                 records.append(record.toObject());
-        }
         return records;
     }
-    [[nodiscard]] QStringList received() const
+    QStringList received() const
     {
         QStringList names;
         for (const QJsonObject &record : records())
             names.append(record.value(QStringLiteral("event_name")).toString());
         return names;
     }
-    [[nodiscard]] QStringList log() const
+    QStringList log() const
     {
         std::lock_guard lock(logMutex);
         return logLines;
@@ -116,10 +114,8 @@ TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
         headers.insert(name.toLower(), value);
     EXPECT_EQ(headers.value("content-type"), QByteArray("application/json"));
     EXPECT_EQ(headers.value("authorization"), QByteArray("Bearer anon.key.jwt"));
-
-    const QJsonArray body = json::parse(requests[0].body).array();
-    ASSERT_EQ(body.size(), 1);
-    const QJsonObject record = body.at(0).toObject();
+    ASSERT_EQ(harness.records().size(), 1);
+    const QJsonObject record = harness.records().at(0);
     EXPECT_EQ(record.keys(), (QStringList {"app_id", "app_version", "client_timestamp", "event_data", "event_name", "session_id"}));
     EXPECT_EQ(record.value("session_id").toString(), kSession.toLower());
     EXPECT_EQ(record.value("app_id").toString(), QStringLiteral("java"));
@@ -257,17 +253,11 @@ TEST(TelemetryService, SurvivesQueueFilesItCannotRead)
 TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
 {
     Harness harness;
-    TelemetryService::Configuration configuration;
-    configuration.fs = std::make_shared<LiveFileSystem>();
-    configuration.kvStore = harness.store;
-    configuration.pendingFilePath = harness.queueFile();
-    QStringList log;
-    configuration.log = [&log](const QString &line) { log.append(line); };
-    TelemetryService telemetry(configuration);
-    telemetry.track(QStringLiteral("app_launched"), {});
-    telemetry.waitUntilIdle();
-    EXPECT_FALSE(telemetry.isEnabled());
-    EXPECT_EQ(log, QStringList {"Telemetry: off (no endpoint configured)"});
+    auto telemetry = harness.start(false);
+    telemetry->track(QStringLiteral("app_launched"), {});
+    telemetry->waitUntilIdle();
+    EXPECT_FALSE(telemetry->isEnabled());
+    EXPECT_EQ(harness.log(), QStringList {"Telemetry: off (no endpoint configured)"});
     EXPECT_FALSE(QFile::exists(harness.queueFile()));
     EXPECT_TRUE(harness.server.requests().isEmpty());
 }
