@@ -2,7 +2,6 @@
 #include "services/FileSystemOperating.h"
 #include "services/LiveHTTPFetcher.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -55,39 +54,6 @@ Reply slowly(qsizetype size, qsizetype chunk, int pause, qsizetype stallAfter = 
 }
 
 } // namespace
-
-TEST(LiveHTTPFetcher, SendsTheRequestAndReturnsStatusHeadersAndBodyFromAnyThread)
-{
-    LocalHTTPServer server;
-    server.route("/v3/info", [](const LocalHTTPServer::Request &request) {
-        return Reply {200, {{"Content-Type", "application/json"}, {"X-Echo", request.method}}, "{\"ok\":true}"};
-    });
-    server.route("/echo", [](const LocalHTTPServer::Request &request) { return Reply {200, {}, request.target.split('=').last()}; });
-    HTTPRequest request = get(server.url(QStringLiteral("/v3/info?architecture=aarch64&os=mac")));
-    request.method = "POST";
-    request.headers = {{"Authorization", "Bearer anon"}};
-    request.body = QByteArray("[{\"event_name\":\"app_launched\"}]");
-
-    const HTTPResponse response = http.fetch(request, nullptr);
-    EXPECT_EQ(response.status, 200);
-    EXPECT_EQ(response.body, QByteArray("{\"ok\":true}"));
-    EXPECT_EQ(response.header("content-type"), QByteArray("application/json"));
-    EXPECT_EQ(response.header("X-ECHO"), QByteArray("POST"));
-    const auto received = server.requests();
-    ASSERT_EQ(received.size(), 1);
-    EXPECT_EQ(received[0].target, QByteArray("/v3/info?architecture=aarch64&os=mac"));
-    EXPECT_EQ(received[0].body, *request.body);
-    EXPECT_TRUE(std::any_of(received[0].headers.cbegin(), received[0].headers.cend(), [](const auto &header) {
-        return header.first.compare("authorization", Qt::CaseInsensitive) == 0 && header.second == "Bearer anon";
-    }));
-
-    // Worker threads with no event loop of their own, several at once.
-    std::vector<std::future<QByteArray>> fetches;
-    for (int i = 0; i < 6; ++i)
-        fetches.push_back(std::async(std::launch::async, [&server, i] { return http.fetch(get(server.url(QStringLiteral("/echo?n=%1").arg(i))), nullptr).body; }));
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(fetches[i].get(), QByteArray::number(i));
-}
 
 TEST(LiveHTTPFetcher, ErrorStatusesAreResponsesAndBrokenAnswersAreErrors)
 {
@@ -142,27 +108,6 @@ TEST(LiveHTTPFetcher, TellsATimeOutFromACancel)
     canceller.wait();
     EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang"))), &cancellation), HTTPError::Kind::cancelled); // nothing sent
     EXPECT_EQ(server.requests().size(), 2);
-}
-
-TEST(LiveHTTPFetcher, DownloadsALargeBodyToAFileWithProgress)
-{
-    LocalHTTPServer server;
-    server.route("/temurin.pkg", [&](const auto &) { return slowly(6 * 1024 * 1024, 512 * 1024, 60); }); // progress comes at most 10/s
-    QTemporaryDir dir;
-    const QString destination = dir.filePath(QStringLiteral("temurin-21.pkg"));
-    QList<std::pair<qint64, std::optional<qint64>>> progress;
-    const HTTPResponse response = http.download(get(server.url(QStringLiteral("/temurin.pkg"))), destination,
-                                                [&](qint64 received, std::optional<qint64> total) { progress.append({received, total}); }, nullptr);
-    const QByteArray body = patternedBody(6 * 1024 * 1024);
-    EXPECT_EQ(response.status, 200);
-    EXPECT_TRUE(response.body.isEmpty()); // the body went to the file
-    QFile file(destination);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll() == body);
-    EXPECT_EQ(response.bodySHA256, QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex()));
-    ASSERT_GT(progress.size(), 1);
-    EXPECT_EQ(progress.last(), (std::pair<qint64, std::optional<qint64>> {body.size(), body.size()}));
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList {"temurin-21.pkg"});
 }
 
 TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
