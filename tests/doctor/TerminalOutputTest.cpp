@@ -23,17 +23,14 @@ const QString kHostile = QStringLiteral("temurin\x1b]0;owned\x07-21\x1b[2J\rfine
 
 TEST(TerminalOutput, ControlCharactersAreShownNotObeyed)
 {
-    const struct {
-        QString text;
-        QString shown;
-    } cases[] = {
+    const std::pair<QString, QString> cases[] = {
         {QStringLiteral("plain – “text” ✓"), QStringLiteral("plain – “text” ✓")},
         {kHostile, QStringLiteral("temurin^[]0;owned^G-21^[[2J^Mfine\\x9b31m^?\tend")},
         {QStringLiteral("a\nb"), QStringLiteral("a^Jb")},
         {QString(QChar(0)) + QChar(0x1f) + QChar(0x80) + QChar(0x9f) + QChar(0xa0), QStringLiteral("^@^_\\x80\\x9f\u00a0")},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(visibleText(c.text), c.shown) << c.text.toStdString();
+    for (const auto &[text, shown] : cases)
+        EXPECT_EQ(visibleText(text), shown) << text.toStdString();
 
     // Every way the doctor prints outside text: a fix's lines, its preview, the findings, the check.
     QString printed;
@@ -65,8 +62,7 @@ TEST(TerminalOutput, ControlCharactersAreShownNotObeyed)
 TEST(TerminalOutput, EndlessOutputIsPrintedWholeButKeptToItsEnds)
 {
     const struct {
-        int lines;
-        int progressUpdates; // redraws of the last line, which replace it
+        int lines, progressUpdates; // redraws of the last line, which replace it
     } cases[] = {{1, 0}, {1000, 3}, {1001, 0}, {5000, 2}};
     for (const auto &c : cases) {
         QString printed;

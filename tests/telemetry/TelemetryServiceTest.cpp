@@ -130,42 +130,59 @@ TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
     EXPECT_FALSE(QFile::exists(harness.queueFile())); // delivered: no queue left
 }
 
-TEST(TelemetryService, DropsWhatTheServerRefusesAfterOneAttemptAndDeliversTheRest)
+TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOrTheServerRefuses)
 {
-    for (int status : {404, 422}) {
-        Harness harness;
-        harness.answer = [status](const LocalHTTPServer::Request &request) {
-            return request.body.contains("nps_shown") ? LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}
-                                                      : LocalHTTPServer::Reply {201, {}, {}};
-        };
-        // One batch of two, refused for one of them: each is then tried alone. Both wait in the
-        // queue from the start, so they always travel together.
-        harness.writeQueueFile("[" + queued("app_launched") + "," + queued("nps_shown") + "]");
-        auto telemetry = harness.start();
-        telemetry->waitUntilIdle();
-        EXPECT_EQ(harness.received(), (QStringList {"app_launched", "nps_shown", "app_launched", "nps_shown"})) << status;
-        EXPECT_EQ(harness.log(), QStringList {QStringLiteral("Telemetry: dropping event after %1 (likely event_name or schema mismatch)").arg(status)});
-        EXPECT_FALSE(QFile::exists(harness.queueFile()));
-    }
-}
-
-TEST(TelemetryService, DeliversALongQueueInBatchesKeepingTheNewest)
-{
-    Harness harness;
-    QByteArrayList events;
-    for (int i = 0; i < 2500; ++i)
-        events.append(queued("e" + QByteArray::number(i)));
-    harness.writeQueueFile("[" + events.join(',') + "]");
-    auto telemetry = harness.start();
-    telemetry->waitUntilIdle();
-
+    const QByteArray valid = queued("nps_shown");
+    QByteArrayList many;
     QStringList newest;
-    for (int i = 1500; i < 2500; ++i)
-        newest.append(QStringLiteral("e%1").arg(i));
-    EXPECT_EQ(harness.received(), newest);
-    EXPECT_EQ(harness.server.requests().size(), 10);
-    EXPECT_EQ(harness.log(), QStringList {"Telemetry: queue full, dropped the 1500 oldest events (at most 1000 are kept)"});
-    EXPECT_FALSE(QFile::exists(harness.queueFile()));
+    for (int i = 0; i < 2500; ++i) {
+        many.append(queued("e" + QByteArray::number(i)));
+        if (i >= 1500)
+            newest.append(QStringLiteral("e%1").arg(i));
+    }
+    const QString unreadable = QStringLiteral("Telemetry: couldn't load pending events: ");
+    const struct {
+        const char *name;
+        QByteArray file;
+        int refusal; // the status nps_shown gets; 0: accepted and app_launched tracked meanwhile; -1: accepted
+        QStringList delivered;
+        QStringList log; // each line's start
+        int requests = -1;
+    } cases[] = {
+        // A batch refused for one of its events: each is then tried alone, the refused one once.
+        {"404", "[" + queued("app_launched") + "," + valid + "]", 404, {"app_launched", "nps_shown", "app_launched", "nps_shown"},
+         {"Telemetry: dropping event after 404 (likely event_name or schema mismatch)"}},
+        {"422", "[" + queued("app_launched") + "," + valid + "]", 422, {"app_launched", "nps_shown", "app_launched", "nps_shown"},
+         {"Telemetry: dropping event after 422 (likely event_name or schema mismatch)"}},
+        {"a long queue, in batches, the newest kept", "[" + many.join(',') + "]", -1, newest,
+         {"Telemetry: queue full, dropped the 1500 oldest events (at most 1000 are kept)"}, 10},
+        {"empty array", "[]", 0, {"app_launched"}, {}},
+        {"not JSON", "{{{ corrupt", 0, {"app_launched"}, {unreadable}},
+        {"truncated", "[" + valid.left(40), 0, {"app_launched"}, {unreadable}},
+        {"an object, not an array", valid, 0, {"app_launched"}, {unreadable}},
+        {"one bad entry among good ones", "[" + valid + ", {\"eventName\": 3}, " + valid + "]", 0, {"nps_shown", "nps_shown", "app_launched"}, {unreadable}},
+    };
+    for (const auto &c : cases) {
+        Harness harness;
+        harness.answer = [status = c.refusal](const LocalHTTPServer::Request &request) {
+            return status > 0 && request.body.contains("nps_shown") ? LocalHTTPServer::Reply {status, {}, "{\"message\":\"unknown column\"}"}
+                                                                : LocalHTTPServer::Reply {201, {}, {}};
+        };
+        harness.writeQueueFile(c.file);
+        auto telemetry = harness.start();
+        if (c.refusal == 0)
+            telemetry->track(QStringLiteral("app_launched"), {});
+        telemetry->waitUntilIdle();
+        EXPECT_EQ(harness.received(), c.delivered) << c.name;
+        const QStringList log = harness.log();
+        EXPECT_EQ(log.size(), c.log.size()) << c.name << ": " << log.join(u'|').toStdString();
+        for (qsizetype i = 0; i < std::min(log.size(), c.log.size()); ++i)
+            EXPECT_TRUE(log[i].startsWith(c.log[i])) << c.name << ": " << log[i].toStdString();
+        if (c.requests >= 0) {
+            EXPECT_EQ(harness.server.requests().size(), c.requests) << c.name;
+        }
+        EXPECT_FALSE(QFile::exists(harness.queueFile())) << c.name;
+    }
 }
 
 TEST(TelemetryService, RetriesTwiceThenKeepsTheEventForTheNextRun)
@@ -220,34 +237,6 @@ TEST(TelemetryService, ARunningFlushDeliversWhatIsTrackedMeanwhile)
     telemetry->waitUntilIdle();
     // A second loop would have sent the first event again.
     EXPECT_EQ(harness.received(), (QStringList {"consent_given", "app_launched"}));
-}
-
-TEST(TelemetryService, SurvivesQueueFilesItCannotRead)
-{
-    const QByteArray valid = queued("nps_shown");
-    const struct {
-        const char *name;
-        QByteArray file;
-        QStringList delivered;
-        int logLines;
-    } cases[] = {
-        {"empty array", "[]", {"app_launched"}, 0},
-        {"not JSON", "{{{ corrupt", {"app_launched"}, 1},
-        {"truncated", "[" + valid.left(40), {"app_launched"}, 1},
-        {"an object, not an array", valid, {"app_launched"}, 1},
-        {"one bad entry among good ones", "[" + valid + ", {\"eventName\": 3}, " + valid + "]", {"nps_shown", "nps_shown", "app_launched"}, 1},
-    };
-    for (const auto &c : cases) {
-        Harness harness;
-        harness.writeQueueFile(c.file);
-        auto telemetry = harness.start();
-        telemetry->track(QStringLiteral("app_launched"), {});
-        telemetry->waitUntilIdle();
-        EXPECT_EQ(harness.received(), c.delivered) << c.name;
-        EXPECT_EQ(harness.log().size(), c.logLines) << c.name << ": " << harness.log().join(u'|').toStdString();
-        for (const QString &line : harness.log())
-            EXPECT_TRUE(line.startsWith(QStringLiteral("Telemetry: couldn't load pending events: "))) << line.toStdString();
-    }
 }
 
 TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
