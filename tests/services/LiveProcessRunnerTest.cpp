@@ -247,6 +247,7 @@ TEST(ProgramRunner, MapsExitsCancelsAndLaunchFailuresToStreamEvents)
         {"/bin/sh", {"-c", "echo working; exit 7"}, false, {StreamEvent::output(QStringLiteral("working"))}, StreamEvent::completed(7)},
         {"/nonexistent/brew", {}, false, {StreamEvent::output(QStringLiteral("Failed to start /nonexistent/brew: No such file or directory"))},
          StreamEvent::completed(-1)},
+        {"/nonexistent/brew", {}, true, {}, StreamEvent::canceled()}, // not even tried
         {touches, {}, true, {}, StreamEvent::canceled()},
         {touches, {}, false, {StreamEvent::output(QStringLiteral("started"))}, StreamEvent::canceled()}, // a signal, yet no failure
     };
