@@ -25,15 +25,11 @@ public:
         int status = 200;
         QList<std::pair<QByteArray, QByteArray>> headers;
         QByteArray body;
-        /// Never answer: keep the connection open and silent.
-        bool hang = false;
-        /// Send the body in pieces of this size with `pause` milliseconds between them (0: at once).
-        qsizetype chunkSize = 0;
-        int pauseMilliseconds = 0;
-        /// Send the headers and this many body bytes, then fall silent.
-        qsizetype stallAfter = -1;
-        /// Wait this long before answering at all.
-        int delayMilliseconds = 0;
+        bool hang = false;         // never answer: keep the connection open and silent
+        qsizetype chunkSize = 0;   // send the body in pieces of this size (0: at once),
+        int pauseMilliseconds = 0; // with this pause between them
+        qsizetype stallAfter = -1; // send the headers and this many body bytes, then fall silent
+        int delayMilliseconds = 0; // wait this long before answering at all
     };
     using Handler = std::function<Reply(const Request &)>;
 
