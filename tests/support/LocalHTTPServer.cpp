@@ -109,32 +109,3 @@ LocalHTTPServer::~LocalHTTPServer()
     m_thread.quit();
     m_thread.wait();
 }
-
-void LocalHTTPServer::route(const QByteArray &path, Handler handler)
-{
-    std::lock_guard lock(m_mutex);
-    m_routes.insert(path, std::move(handler));
-}
-
-QUrl LocalHTTPServer::url(const QString &pathAndQuery) const
-{
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery));
-}
-
-QList<LocalHTTPServer::Request> LocalHTTPServer::requests() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_requests;
-}
-
-LocalHTTPServer::Handler LocalHTTPServer::handlerFor(const QByteArray &path) const
-{
-    std::lock_guard lock(m_mutex);
-    return m_routes.value(path);
-}
-
-void LocalHTTPServer::record(const Request &request)
-{
-    std::lock_guard lock(m_mutex);
-    m_requests.append(request);
-}

@@ -36,13 +36,13 @@ public:
     LocalHTTPServer();
     ~LocalHTTPServer();
 
-    void route(const QByteArray &path, Handler handler);
-    [[nodiscard]] QUrl url(const QString &pathAndQuery) const;
-    [[nodiscard]] QList<Request> requests() const;
+    void route(const QByteArray &path, Handler handler) { std::lock_guard lock(m_mutex); m_routes.insert(path, std::move(handler)); }
+    [[nodiscard]] QUrl url(const QString &pathAndQuery) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery)); }
+    [[nodiscard]] QList<Request> requests() const { std::lock_guard lock(m_mutex); return m_requests; }
 
     // Used by the server's own thread.
-    Handler handlerFor(const QByteArray &path) const;
-    void record(const Request &request);
+    Handler handlerFor(const QByteArray &path) const { std::lock_guard lock(m_mutex); return m_routes.value(path); }
+    void record(const Request &request) { std::lock_guard lock(m_mutex); m_requests.append(request); }
 
 private:
     QThread m_thread;
