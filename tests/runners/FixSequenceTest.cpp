@@ -1,5 +1,8 @@
 #include "FixtureServices.h"
+#include "diagnosis/VerifyVerdict.h"
+#include "runners/DiagnoseFlow.h"
 #include "runners/FixSequence.h"
+#include "simulated/SimulatedMac.h"
 
 #include <QCryptographicHash>
 
@@ -68,6 +71,9 @@ TEST(FixSequence, SaysWhatItRanAndHowItEnded)
          FixSequence::Outcome::success(u"Installed Temurin via Mise."_s),
          {"Running: mise install java@temurin-25 && mise use -g java@temurin-25", "mise java@temurin-25 ✓ installed", "…Couldn't read ~/.zshrc: Permission denied"},
          "remediation_completed"},
+        {"JAVA_HOME already set", Remediation::writeJavaHomeToZprofile(u"/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home"_s),
+         [](Harness &h) { h.fixture.fs->addFile(u"/Users/tester/.zprofile"_s, "export JAVA_HOME=/opt/jdk\n"); },
+         FixSequence::Outcome::success(u"JAVA_HOME already set in ~/.zprofile."_s), {}, "remediation_completed"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
@@ -98,4 +104,60 @@ TEST(FixSequence, AfterThePackageJEnvNeedsAJDKToRegister)
                                                                                  "jEnv. You can run `jenv add /path/to/java` manually."}));
     EXPECT_EQ(FixSequence::downloadedText(1572864, std::nullopt), u"Downloaded 1.5 MB"_s);
     EXPECT_EQ(FixSequence::downloadedText(1572864, 0), u"Downloaded 1.5 MB"_s);
+}
+
+// The doctor's and the screens' cases walk every simulated Mac; these are what they cannot tell.
+TEST(DiagnoseFlow, AsksAdoptiumOnlyForAMissingJDKAndFollowsUpWithTheNewestJDK)
+{
+    const QUrl adoptium(u"https://api.adoptium.net"_s), latestLTS(u"https://api.adoptium.net/v3/info/available_releases"_s);
+    const QString jdks = u"/Library/Java/JavaVirtualMachines/temurin-%1.jdk/Contents/Home"_s;
+    const struct {
+        const char *scenario;
+        std::optional<Remediation> install; // run before the follow-up
+        bool asksAdoptium;
+        std::optional<QString> followUp; // its fix; none: not looked at
+    } cases[] = {
+        {"new-mac", std::nullopt, true, QString()},
+        {"healthy", std::nullopt, false, std::nullopt},
+        {"broken-jvm-dir", std::nullopt, false, std::nullopt},
+        // java_home lists the newer JDK first: the one just installed, not the one already there.
+        {"java-home-unset", Remediation::installViaPKG(25), false, "zprofile:"_L1 + jdks.arg(25)},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.scenario);
+        const std::shared_ptr<SimulatedMac> mac = SimulatedMac::create(QLatin1String(c.scenario), {std::chrono::milliseconds(0)});
+        ASSERT_TRUE(mac);
+        const DiagnoseFlow flow(mac->services(), mac->platform(), adoptium);
+        (void)flow.diagnose(flow.profile());
+        const QList<HTTPRequest> requests = mac->http()->requests();
+        EXPECT_EQ(std::any_of(requests.cbegin(), requests.cend(), [&](const HTTPRequest &r) { return r.url == latestLTS; }), c.asksAdoptium);
+        if (c.install) {
+            Harness frontEnd;
+            ASSERT_EQ(FixSequence(mac->services(), {adoptium, QUrl(), QUrl()}, nullptr).run(*c.install, frontEnd.cancellation, frontEnd).kind,
+                      FixSequence::Outcome::Kind::success);
+        }
+        if (!c.followUp)
+            continue;
+        const DiagnoseFlow::JavaHomeFollowUp followUp = flow.javaHomeFollowUp();
+        EXPECT_EQ(followUp.fix && followUp.fix->d2Remediation ? followUp.fix->d2Remediation->id() : QString(), *c.followUp);
+    }
+}
+
+// What counts as Java running and JAVA_HOME set; the screens' cases show the headlines.
+TEST(VerifyVerdict, PassesOnlyWhenJavaRunsAndJAVA_HOMEIsSetWhereTheFixSetsIt)
+{
+    const Remediation install = Remediation::installTemurinViaBrew(u"temurin@25"_s), setHome = Remediation::writeJavaHomeToZprofile(u"/x"_s);
+    const struct {
+        const char *name;
+        Remediation remediation;
+        Verifier::Result result;
+        bool passed;
+    } cases[] = {
+        {"Version in capitals", install, {u"Java Version 25"_s, 0, std::nullopt}, true},
+        {"exit 0 without output", install, {QString(), 0, std::nullopt}, false},
+        {"java fails", install, {u"openjdk version \"25\""_s, 1, u"/x"_s}, false},
+        {"java works, JAVA_HOME empty", setHome, {u"openjdk version \"25\""_s, 0, QString()}, false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(VerifyVerdict::judge(c.remediation, c.result).passed, c.passed) << c.name;
 }
