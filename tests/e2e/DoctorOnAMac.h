@@ -7,20 +7,24 @@
 #include "MacRoot.h"
 
 #include <QCryptographicHash>
+#include <QFileInfo>
 #include <QJsonArray>
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 inline const QString kHome = QString::fromLatin1(MacRoot::kHome);
-inline const QString kJVMs = QStringLiteral("/Library/Java/JavaVirtualMachines");
-inline const QString kTemurin21Home = kJVMs + QStringLiteral("/temurin-21.jdk/Contents/Home");
-inline const QString kPackageCache = kHome + QStringLiteral("/Library/Caches/Tarnwick");
-inline const QByteArray kUserCanceled = "0:75: execution error: User canceled. (-128)";
+inline const QString kJVMs = u"/Library/Java/JavaVirtualMachines"_s;
+inline const QString kTemurin21Home = kJVMs + "/temurin-21.jdk/Contents/Home"_L1;
+inline const QString kPackageCache = kHome + "/Library/Caches/Tarnwick"_L1;
+inline const QStringList kFix {u"--json"_s, u"--fix"_s, u"--yes"_s};
+inline const QStringList kFixWithNobodyToAsk {u"--json"_s, u"--fix"_s};
 
 inline QStringList linesOf(const QJsonObject &fix)
 {
     QStringList lines;
-    for (const QJsonValue &line : fix.value(QStringLiteral("lines")).toArray())
+    for (const QJsonValue &line : fix.value("lines"_L1).toArray())
         lines.append(line.toString());
     return lines;
 }
@@ -28,12 +32,26 @@ inline QStringList linesOf(const QJsonObject &fix)
 // The last step of a fix: the JAVA_HOME step after an install, when there was one.
 inline QJsonObject lastStep(const QJsonObject &fix)
 {
-    return fix.value(QStringLiteral("followUp")).isObject() ? lastStep(fix.value(QStringLiteral("followUp")).toObject()) : fix;
+    return fix.value("followUp"_L1).isObject() ? lastStep(fix.value("followUp"_L1).toObject()) : fix;
+}
+
+// A JSON value by its path: at(run.json, "fix.verify.passed").
+inline QJsonValue at(const QJsonObject &object, const QString &path)
+{
+    QJsonValue value = object;
+    for (const QString &key : path.split(u'.'))
+        value = value.toObject().value(key);
+    return value;
 }
 
 inline std::string show(const MacRoot::Run &run)
 {
     return "exit " + std::to_string(run.exitCode) + "\n--- stdout\n" + run.out.toStdString() + "\n--- stderr\n" + run.err.toStdString();
+}
+
+inline bool isProgram(const MacRoot &mac, const QString &macPath)
+{
+    return QFileInfo(mac.hostPath(macPath)).isExecutable();
 }
 
 class DoctorOnAMac : public ::testing::Test {
@@ -56,24 +74,24 @@ protected:
         const QByteArray name = "OpenJDK21U-jdk_aarch64_mac_hotspot_" + jdk.version.toUtf8() + "_" + jdk.build.toUtf8() + ".pkg";
         const QByteArray checksum = QCryptographicHash::hash(checksumOf.isNull() ? package : checksumOf, QCryptographicHash::Sha256).toHex();
         const QByteArray asset = R"([{"binary":{"architecture":"aarch64","image_type":"jdk","installer":{"checksum":")" + checksum
-            + R"(","link":")" + adoptium.url(QStringLiteral("/binaries/") + QString::fromLatin1(name)).toEncoded() + R"(","name":")" + name
+            + R"(","link":")" + adoptium.url("/binaries/"_L1 + QString::fromLatin1(name)).toEncoded() + R"(","name":")" + name
             + R"(","size":)" + QByteArray::number(package.size()) + R"(},"os":"mac"},"release_name":"jdk-)" + jdk.version.toUtf8() + "+"
             + jdk.build.toUtf8() + R"(","vendor":"eclipse"}])";
-        adoptium.route("/v3/assets/latest/21/hotspot", [asset](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, asset}; });
-        adoptium.route("/binaries/" + name, [package](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, package}; });
-        mac.setEnvironment(QStringLiteral("TARNWICK_ADOPTIUM_URL"), adoptium.url(QString()).toString());
+        serve(adoptium, "/v3/assets/latest/21/hotspot", asset);
+        serve(adoptium, "/binaries/" + name, package);
+        mac.setEnvironment(u"TARNWICK_ADOPTIUM_URL"_s, adoptium.url(QString()).toString());
     }
 
     void serveDownload(MacRoot &mac, const QByteArray &path, const QByteArray &body)
     {
-        downloads.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
-        mac.setEnvironment(QStringLiteral("STANDIN_DOWNLOADS"), downloads.url(QString()).toString());
-        mac.setEnvironment(QStringLiteral("TARNWICK_HOMEBREW_INSTALL_URL"), downloads.url(QStringLiteral("/install.sh")).toString());
+        serve(downloads, path, body);
+        mac.setEnvironment(u"STANDIN_DOWNLOADS"_s, downloads.url(QString()).toString());
+        mac.setEnvironment(u"TARNWICK_HOMEBREW_INSTALL_URL"_s, downloads.url(u"/install.sh"_s).toString());
     }
 
-    static MacRoot::Run fix(const MacRoot &mac)
+    static void serve(LocalHTTPServer &server, const QByteArray &path, const QByteArray &body)
     {
-        return mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")});
+        server.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
     }
 
     // What every run must leave: no process of its own, no password helper folder.
@@ -81,10 +99,9 @@ protected:
     {
         EXPECT_EQ(run.leftoverProcesses, QStringList());
         const QStringList temporary = mac.entries(QString::fromLatin1(MacRoot::kTemporaryFolder));
-        EXPECT_TRUE(temporary.filter(QStringLiteral("twk-priv-")).isEmpty()) << temporary.join(u' ').toStdString();
+        EXPECT_TRUE(temporary.filter("twk-priv-"_L1).isEmpty()) << temporary.join(u' ').toStdString();
     }
 
     LocalHTTPServer adoptium;
     LocalHTTPServer downloads;
 };
-

@@ -17,30 +17,27 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The writable parts of the Mac and the folders of this machine's disk that hold them.
 struct Area {
-    const char *macPath;
-    const char *folder;
+    const char *macPath, *folder;
 };
-constexpr Area kAreas[] = {
-    {"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
-    {"/usr/local", "usr-local"}, {"/Users", "Users"},           {"/private", "private"},
-};
+constexpr Area kAreas[] = {{"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
+                           {"/usr/local", "usr-local"}, {"/Users", "Users"}, {"/private", "private"}};
 
 // The Mac's own tools, stood in for by tests/support/standins.
 struct Tool {
-    const char *standIn;
-    const char *macPath;
+    const char *standIn, *macPath;
 };
-constexpr Tool kTools[] = {
-    {"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"},     {"xcode-select", "/usr/bin/xcode-select"},
-    {"uname", "/usr/bin/uname"},             {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
-    {"installer", "/usr/sbin/installer"},    {"sysctl", "/usr/sbin/sysctl"},
-};
+constexpr Tool kTools[] = {{"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"}, {"xcode-select", "/usr/bin/xcode-select"},
+                           {"uname", "/usr/bin/uname"}, {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
+                           {"installer", "/usr/sbin/installer"}, {"sysctl", "/usr/sbin/sysctl"}};
 
-const QString kDoctorMacPath = QStringLiteral("/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor");
+const QString kUserHome = QString::fromLatin1(MacRoot::kHome);
+const QString kDoctorMacPath = u"/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor"_s;
 
 // Debian's programs go under /usr/.debian read-only; /usr/bin and /usr/sbin become folders of
 // links to them, so that stand-ins can sit beside them at names Debian doesn't have (a
@@ -49,18 +46,15 @@ QStringList debianProgramLinks()
 {
     static const QStringList links = [] {
         QStringList arguments;
-        for (const QString &folder : {QStringLiteral("bin"), QStringLiteral("sbin")}) {
-            const QString usrFolder = QStringLiteral("/usr/") + folder;
-            arguments << QStringLiteral("--ro-bind") << usrFolder << QStringLiteral("/usr/.debian/") + folder;
-            arguments << QStringLiteral("--dir") << usrFolder;
-            const QFileInfoList entries = QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
-            for (const QFileInfo &entry : entries) {
-                const QString macPath = usrFolder + QLatin1Char('/') + entry.fileName();
-                const bool stoodIn = std::any_of(std::begin(kTools), std::end(kTools), [&](const Tool &tool) { return macPath == QLatin1String(tool.macPath); });
-                if (stoodIn)
+        for (const QString &folder : {u"bin"_s, u"sbin"_s}) {
+            const QString usrFolder = "/usr/"_L1 + folder;
+            arguments << u"--ro-bind"_s << usrFolder << "/usr/.debian/"_L1 + folder << u"--dir"_s << usrFolder;
+            for (const QFileInfo &entry : QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)) {
+                const QString macPath = usrFolder + u'/' + entry.fileName();
+                if (std::any_of(std::begin(kTools), std::end(kTools), [&](const Tool &tool) { return macPath == QLatin1String(tool.macPath); }))
                     continue;
                 // A link keeps its own text (relative, or through /etc/alternatives).
-                QString text = QStringLiteral("/usr/.debian/") + folder + QLatin1Char('/') + entry.fileName();
+                QString text = "/usr/.debian/"_L1 + folder + u'/' + entry.fileName();
                 if (entry.isSymLink()) {
                     char buffer[4096];
                     const ssize_t length = ::readlink(QFile::encodeName(entry.filePath()).constData(), buffer, sizeof buffer);
@@ -68,7 +62,7 @@ QStringList debianProgramLinks()
                         continue;
                     text = QFile::decodeName(QByteArray(buffer, static_cast<int>(length)));
                 }
-                arguments << QStringLiteral("--symlink") << text << macPath;
+                arguments << u"--symlink"_s << text << macPath;
             }
         }
         return arguments;
@@ -94,25 +88,45 @@ QByteArray readAll(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+// A JDK bundle's files, relative to /.
+QMap<QString, QByteArray> bundleFiles(const MacRoot::JDK &jdk)
+{
+    const QString contents = "Library/Java/JavaVirtualMachines/"_L1 + jdk.bundle + "/Contents/"_L1;
+    const QString plist = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                          "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n<dict>\n"
+                          "\t<key>CFBundleIdentifier</key>\n\t<string>net.temurin.%1.jdk</string>\n\t<key>JavaVM</key>\n\t<dict>\n"
+                          "\t\t<key>JVMArch</key>\n\t\t<string>%2</string>\n\t\t<key>JVMName</key>\n\t\t<string>OpenJDK %3</string>\n"
+                          "\t\t<key>JVMVendor</key>\n\t\t<string>%4</string>\n\t\t<key>JVMVersion</key>\n\t\t<string>%3</string>\n"
+                          "\t</dict>\n</dict>\n</plist>\n"_s;
+    QMap<QString, QByteArray> files {
+        {contents + "Info.plist"_L1, plist.arg(jdk.version.section(u'.', 0, 0), jdk.arch, jdk.version, jdk.vendor).toUtf8()}};
+    const QMap<QString, QByteArray> home = MacRoot::jdkHome(jdk);
+    for (auto it = home.cbegin(); it != home.cend(); ++it)
+        files.insert(contents + "Home/"_L1 + it.key(), it.value());
+    return files;
+}
+
+void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
+{
+    mac.writeFile(macPath, mac.readFile(macPath) + text);
+}
+
 } // namespace
 
 std::optional<QString> MacRoot::unavailableReason()
 {
 #if !defined(Q_OS_LINUX)
-    return QStringLiteral("the Mac-shaped root is built with bubblewrap, which runs on Linux only");
+    return u"the Mac-shaped root is built with bubblewrap, which runs on Linux only"_s;
 #else
-    const QString bwrap = QStandardPaths::findExecutable(QStringLiteral("bwrap"));
+    const QString bwrap = QStandardPaths::findExecutable(u"bwrap"_s);
     if (bwrap.isEmpty()) {
         ADD_FAILURE() << "bwrap is not installed; scripts/setup.sh installs the bubblewrap package";
-        return QStringLiteral("bwrap is missing");
+        return u"bwrap is missing"_s;
     }
     QProcess probe;
-    probe.start(bwrap, {QStringLiteral("--ro-bind"), QStringLiteral("/"), QStringLiteral("/"), QStringLiteral("--unshare-ipc"),
-                        QStringLiteral("--unshare-uts"), QStringLiteral("/bin/true")});
-    if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0) {
-        return QStringLiteral("bubblewrap cannot create namespaces on this machine: %1")
-            .arg(QString::fromLocal8Bit(probe.readAllStandardError()).trimmed());
-    }
+    probe.start(bwrap, {u"--ro-bind"_s, u"/"_s, u"/"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"/bin/true"_s});
+    if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
+        return u"bubblewrap cannot create namespaces on this machine: %1"_s.arg(QString::fromLocal8Bit(probe.readAllStandardError()).trimmed());
     return std::nullopt;
 #endif
 }
@@ -125,33 +139,30 @@ MacRoot::MacRoot(Chip chip) : m_chip(chip)
     for (const char *folder : {"/Library/Java/JavaVirtualMachines", "/private/tmp", kTemporaryFolder, kHome, "/usr/local/bin"})
         QDir().mkpath(hostPath(QLatin1String(folder)));
     // What a Mac's /etc/zprofile does through path_helper: the system folders first.
-    EXPECT_TRUE(writeHostFile(m_disk.filePath(QStringLiteral("etc-zsh/zprofile")),
-                              "typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n", false));
+    EXPECT_TRUE(writeHostFile(m_disk.filePath(u"etc-zsh/zprofile"_s), "typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n", false));
     // Qt reads the system's version from os-release off a Mac; this root says it is macOS 15.1.
-    EXPECT_TRUE(writeHostFile(m_disk.filePath(QStringLiteral("os-release")),
-                              "NAME=\"macOS\"\nID=macos\nVERSION_ID=\"15.1\"\nPRETTY_NAME=\"macOS 15.1\"\n", false));
-    // The doctor's binary is bound over this placeholder, read-only.
-    writeFile(kDoctorMacPath, QByteArray(), true);
-    m_environment.insert(QStringLiteral("STANDIN_MACHINE"), chip == Chip::intel ? QStringLiteral("x86_64") : QStringLiteral("arm64"));
+    EXPECT_TRUE(writeHostFile(m_disk.filePath(u"os-release"_s), "NAME=\"macOS\"\nID=macos\nVERSION_ID=\"15.1\"\nPRETTY_NAME=\"macOS 15.1\"\n", false));
+    writeFile(kDoctorMacPath, QByteArray(), true); // the doctor's binary is bound over this, read-only
+    m_environment.insert(u"STANDIN_MACHINE"_s, chip == Chip::intel ? u"x86_64"_s : u"arm64"_s);
 }
 
 QString MacRoot::brewPath() const
 {
-    return m_chip == Chip::intel ? QStringLiteral("/usr/local/bin/brew") : QStringLiteral("/opt/homebrew/bin/brew");
+    return m_chip == Chip::intel ? u"/usr/local/bin/brew"_s : u"/opt/homebrew/bin/brew"_s;
 }
 
 QString MacRoot::hostPath(const QString &macPath) const
 {
     QString path = macPath;
-    if (path == QLatin1String("/tmp") || path.startsWith(QLatin1String("/tmp/")) || path.startsWith(QLatin1String("/var/")))
-        path.prepend(QLatin1String("/private"));
+    if (path == "/tmp"_L1 || path.startsWith("/tmp/"_L1) || path.startsWith("/var/"_L1))
+        path.prepend("/private"_L1);
     for (const Area &area : kAreas) {
         const QLatin1String prefix(area.macPath);
-        if (path == prefix || (path.startsWith(prefix) && path.at(prefix.size()) == QLatin1Char('/')))
+        if (path == prefix || (path.startsWith(prefix) && path.at(prefix.size()) == u'/'))
             return m_disk.filePath(QLatin1String(area.folder)) + path.mid(prefix.size());
     }
     ADD_FAILURE() << macPath.toStdString() << " is not in a writable part of the Mac";
-    return m_disk.filePath(QStringLiteral("elsewhere")) + path;
+    return m_disk.filePath(u"elsewhere"_s) + path;
 }
 
 void MacRoot::writeFile(const QString &macPath, const QByteArray &contents, bool executable) const
@@ -173,9 +184,8 @@ void MacRoot::symlink(const QString &macPath, const QString &target) const
 
 QByteArray MacRoot::standIn(const QString &name)
 {
-    const QString path = QStringLiteral(STANDINS_DIR "/") + name;
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    QFile file(QStringLiteral(STANDINS_DIR "/") + name);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
     return file.readAll();
 }
 
@@ -186,30 +196,11 @@ void MacRoot::installStandIn(const QString &name, const QString &macPath) const
 
 QMap<QString, QByteArray> MacRoot::jdkHome(const JDK &jdk)
 {
-    const QString major = jdk.version.section(QLatin1Char('.'), 0, 0);
-    const bool lts = QStringList {"8", "11", "17", "21", "25"}.contains(major);
-    const QString runtime = jdk.version + QLatin1Char('+') + jdk.build + (lts ? QStringLiteral("-LTS") : QString());
-    const QString release = QStringLiteral("IMPLEMENTOR=\"%1\"\nIMPLEMENTOR_VERSION=\"Temurin-%2+%3\"\nJAVA_RUNTIME_VERSION=\"%4\"\n"
-                                           "JAVA_VERSION=\"%2\"\nJAVA_VERSION_DATE=\"2024-10-15\"\n")
-                                .arg(jdk.vendor, jdk.version, jdk.build, runtime);
-    return {{QStringLiteral("bin/java"), standIn(QStringLiteral("jdk-java"))}, {QStringLiteral("release"), release.toUtf8()}};
-}
-
-QByteArray MacRoot::infoPlist(const JDK &jdk)
-{
-    const QString major = jdk.version.section(QLatin1Char('.'), 0, 0);
-    return QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                          "<plist version=\"1.0\">\n<dict>\n"
-                          "\t<key>CFBundleIdentifier</key>\n\t<string>net.temurin.%1.jdk</string>\n"
-                          "\t<key>JavaVM</key>\n\t<dict>\n"
-                          "\t\t<key>JVMArch</key>\n\t\t<string>%2</string>\n"
-                          "\t\t<key>JVMName</key>\n\t\t<string>OpenJDK %3</string>\n"
-                          "\t\t<key>JVMVendor</key>\n\t\t<string>%4</string>\n"
-                          "\t\t<key>JVMVersion</key>\n\t\t<string>%3</string>\n"
-                          "\t</dict>\n</dict>\n</plist>\n")
-        .arg(major, jdk.arch, jdk.version, jdk.vendor)
-        .toUtf8();
+    const bool lts = QStringList {"8", "11", "17", "21", "25"}.contains(jdk.version.section(u'.', 0, 0));
+    const QString runtime = jdk.version + u'+' + jdk.build + (lts ? u"-LTS"_s : QString());
+    const QString release = u"IMPLEMENTOR=\"%1\"\nIMPLEMENTOR_VERSION=\"Temurin-%2+%3\"\nJAVA_RUNTIME_VERSION=\"%4\"\n"
+                            "JAVA_VERSION=\"%2\"\nJAVA_VERSION_DATE=\"2024-10-15\"\n"_s.arg(jdk.vendor, jdk.version, jdk.build, runtime);
+    return {{u"bin/java"_s, standIn(u"jdk-java"_s)}, {u"release"_s, release.toUtf8()}};
 }
 
 QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
@@ -217,39 +208,18 @@ QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
     QTemporaryDir folder;
     QStringList tops;
     for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        const bool program = it.key().startsWith(QLatin1String("bin/")) || it.key().contains(QLatin1String("/bin/"));
+        const bool program = it.key().startsWith("bin/"_L1) || it.key().contains("/bin/"_L1);
         EXPECT_TRUE(writeHostFile(folder.filePath(it.key()), it.value(), program)) << it.key().toStdString();
-        const QString top = it.key().section(QLatin1Char('/'), 0, 0);
-        if (!tops.contains(top))
-            tops.append(top);
+        if (!tops.contains(it.key().section(u'/', 0, 0)))
+            tops.append(it.key().section(u'/', 0, 0));
     }
     QProcess tar;
     tar.setWorkingDirectory(folder.path());
-    tar.start(QStringLiteral("tar"), QStringList {QStringLiteral("--owner=0"), QStringLiteral("--group=0"), QStringLiteral("-czf"), QStringLiteral("-")} + tops);
+    tar.start(u"tar"_s, QStringList {u"--owner=0"_s, u"--group=0"_s, u"-czf"_s, u"-"_s} + tops);
     EXPECT_TRUE(tar.waitForFinished(30000));
     EXPECT_EQ(tar.exitCode(), 0) << tar.readAllStandardError().toStdString();
     return tar.readAllStandardOutput();
 }
-
-namespace {
-
-// A JDK bundle's files, relative to /.
-QMap<QString, QByteArray> bundleFiles(const MacRoot::JDK &jdk)
-{
-    const QString contents = QStringLiteral("Library/Java/JavaVirtualMachines/") + jdk.bundle + QStringLiteral("/Contents/");
-    QMap<QString, QByteArray> files {{contents + QStringLiteral("Info.plist"), MacRoot::infoPlist(jdk)}};
-    const QMap<QString, QByteArray> home = MacRoot::jdkHome(jdk);
-    for (auto it = home.cbegin(); it != home.cend(); ++it)
-        files.insert(contents + QStringLiteral("Home/") + it.key(), it.value());
-    return files;
-}
-
-void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
-{
-    mac.writeFile(macPath, mac.readFile(macPath) + text);
-}
-
-} // namespace
 
 QByteArray MacRoot::temurinPackage(const JDK &jdk)
 {
@@ -260,103 +230,84 @@ void MacRoot::installJDK(const JDK &jdk) const
 {
     const QMap<QString, QByteArray> files = bundleFiles(jdk);
     for (auto it = files.cbegin(); it != files.cend(); ++it)
-        writeFile(QLatin1Char('/') + it.key(), it.value(), it.key().contains(QLatin1String("/Home/bin/")));
+        writeFile(u'/' + it.key(), it.value(), it.key().contains("/Home/bin/"_L1));
 }
 
 void MacRoot::installHomebrew() const
 {
-    installStandIn(QStringLiteral("brew"), brewPath());
+    installStandIn(u"brew"_s, brewPath());
     if (m_chip == Chip::appleSilicon) // what Homebrew's installer tells Apple-silicon users to add
-        append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zprofile"), "\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n");
+        append(*this, kUserHome + "/.zprofile"_L1, "\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n");
 }
 
 void MacRoot::installSDKMAN() const
 {
-    const QString root = QString::fromLatin1(kHome) + QStringLiteral("/.sdkman");
-    installStandIn(QStringLiteral("sdkman-init.sh"), root + QStringLiteral("/bin/sdkman-init.sh"));
-    QDir().mkpath(hostPath(root + QStringLiteral("/candidates")));
-    append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zshrc"),
-           "\n#THIS MUST BE AT THE END OF THE FILE FOR SDKMAN TO WORK!!!\nexport SDKMAN_DIR=\"$HOME/.sdkman\"\n"
-           "[[ -s \"$HOME/.sdkman/bin/sdkman-init.sh\" ]] && source \"$HOME/.sdkman/bin/sdkman-init.sh\"\n");
+    installStandIn(u"sdkman-init.sh"_s, kUserHome + "/.sdkman/bin/sdkman-init.sh"_L1);
+    QDir().mkpath(hostPath(kUserHome + "/.sdkman/candidates"_L1));
+    append(*this, kUserHome + "/.zshrc"_L1, "\n#THIS MUST BE AT THE END OF THE FILE FOR SDKMAN TO WORK!!!\nexport SDKMAN_DIR=\"$HOME/.sdkman\"\n"
+                                        "[[ -s \"$HOME/.sdkman/bin/sdkman-init.sh\" ]] && source \"$HOME/.sdkman/bin/sdkman-init.sh\"\n");
 }
 
 void MacRoot::installMise() const
 {
-    installStandIn(QStringLiteral("mise"), QString::fromLatin1(kHome) + QStringLiteral("/.local/bin/mise"));
-    append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zprofile"), "export PATH=\"$HOME/.local/bin:$PATH\"\n");
+    installStandIn(u"mise"_s, kUserHome + "/.local/bin/mise"_L1);
+    append(*this, kUserHome + "/.zprofile"_L1, "export PATH=\"$HOME/.local/bin:$PATH\"\n");
 }
 
 void MacRoot::installJEnv(bool hooked) const
 {
-    installStandIn(QStringLiteral("jenv"), QString::fromLatin1(kHome) + QStringLiteral("/.jenv/bin/jenv"));
-    QDir().mkpath(hostPath(QString::fromLatin1(kHome) + QStringLiteral("/.jenv/versions")));
+    installStandIn(u"jenv"_s, kUserHome + "/.jenv/bin/jenv"_L1);
+    QDir().mkpath(hostPath(kUserHome + "/.jenv/versions"_L1));
     if (hooked)
-        append(*this, QString::fromLatin1(kHome) + QStringLiteral("/.zshrc"), "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n");
+        append(*this, kUserHome + "/.zshrc"_L1, "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n");
 }
 
 void MacRoot::installApplication(const QString &bundleName) const
 {
-    writeFile(QStringLiteral("/Applications/") + bundleName + QStringLiteral("/Contents/Info.plist"), "<plist version=\"1.0\"><dict/></plist>\n");
+    writeFile("/Applications/"_L1 + bundleName + "/Contents/Info.plist"_L1, "<plist version=\"1.0\"><dict/></plist>\n");
 }
 
 QStringList MacRoot::sandboxArguments(const QString &runToken) const
 {
-    QStringList arguments {
-        QStringLiteral("--die-with-parent"), QStringLiteral("--unshare-ipc"), QStringLiteral("--unshare-uts"),
-        // An ordinary user, as on a real Mac: root would ignore every permission bit.
-        QStringLiteral("--unshare-user"),    QStringLiteral("--uid"), QStringLiteral("501"), QStringLiteral("--gid"), QStringLiteral("20"),
-        QStringLiteral("--hostname"),        QStringLiteral("Testers-MacBook-Pro"),
-        QStringLiteral("--tmpfs"),           QStringLiteral("/usr"),
-    };
-    for (const QString &folder : {QStringLiteral("/usr/lib"), QStringLiteral("/usr/lib64"), QStringLiteral("/usr/share")}) {
+    // An ordinary user, as on a real Mac: root would ignore every permission bit.
+    QStringList arguments {u"--die-with-parent"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"--unshare-user"_s, u"--uid"_s, u"501"_s,
+                           u"--gid"_s, u"20"_s, u"--hostname"_s, u"Testers-MacBook-Pro"_s, u"--tmpfs"_s, u"/usr"_s};
+    for (const QString &folder : {u"/usr/lib"_s, u"/usr/lib64"_s, u"/usr/share"_s}) {
         if (QFileInfo::exists(folder))
-            arguments << QStringLiteral("--ro-bind") << folder << folder;
+            arguments << u"--ro-bind"_s << folder << folder;
     }
-    arguments << debianProgramLinks() << QStringLiteral("--dir") << QStringLiteral("/usr/libexec");
+    arguments << debianProgramLinks() << u"--dir"_s << u"/usr/libexec"_s;
     for (const Tool &tool : kTools)
-        arguments << QStringLiteral("--ro-bind") << QStringLiteral(STANDINS_DIR "/") + QLatin1String(tool.standIn) << QLatin1String(tool.macPath);
+        arguments << u"--ro-bind"_s << QStringLiteral(STANDINS_DIR "/") + QLatin1String(tool.standIn) << QLatin1String(tool.macPath);
     for (const char *link : {"bin", "sbin", "lib", "lib64"}) {
-        if (QFileInfo::exists(QStringLiteral("/usr/") + QLatin1String(link)))
-            arguments << QStringLiteral("--symlink") << QStringLiteral("usr/") + QLatin1String(link) << QLatin1Char('/') + QLatin1String(link);
+        if (QFileInfo::exists("/usr/"_L1 + QLatin1String(link)))
+            arguments << u"--symlink"_s << "usr/"_L1 + QLatin1String(link) << u'/' + QLatin1String(link);
     }
-    arguments << QStringLiteral("--proc") << QStringLiteral("/proc") << QStringLiteral("--dev") << QStringLiteral("/dev");
-    arguments << QStringLiteral("--ro-bind") << QStringLiteral("/etc") << QStringLiteral("/etc");
-    arguments << QStringLiteral("--ro-bind") << m_disk.filePath(QStringLiteral("etc-zsh")) << QStringLiteral("/etc/zsh");
-    arguments << QStringLiteral("--ro-bind") << m_disk.filePath(QStringLiteral("os-release")) << QStringLiteral("/etc/os-release");
+    arguments << u"--proc"_s << u"/proc"_s << u"--dev"_s << u"/dev"_s << u"--ro-bind"_s << u"/etc"_s << u"/etc"_s;
+    arguments << u"--ro-bind"_s << m_disk.filePath(u"etc-zsh"_s) << u"/etc/zsh"_s;
+    arguments << u"--ro-bind"_s << m_disk.filePath(u"os-release"_s) << u"/etc/os-release"_s;
     for (const Area &area : kAreas)
-        arguments << QStringLiteral("--bind") << m_disk.filePath(QLatin1String(area.folder)) << QLatin1String(area.macPath);
-    arguments << QStringLiteral("--symlink") << QStringLiteral("private/tmp") << QStringLiteral("/tmp");
-    arguments << QStringLiteral("--symlink") << QStringLiteral("private/var") << QStringLiteral("/var");
-    arguments << QStringLiteral("--ro-bind") << QStringLiteral(DOCTOR_PATH) << kDoctorMacPath;
+        arguments << u"--bind"_s << m_disk.filePath(QLatin1String(area.folder)) << QLatin1String(area.macPath);
+    arguments << u"--symlink"_s << u"private/tmp"_s << u"/tmp"_s << u"--symlink"_s << u"private/var"_s << u"/var"_s;
+    arguments << u"--ro-bind"_s << QStringLiteral(DOCTOR_PATH) << kDoctorMacPath;
 
     // What an app started from the Finder has, and where Qt should put its caches and temporary
     // files on a Mac.
-    const QString home = QString::fromLatin1(kHome);
+    const QString home = QLatin1String(kHome);
     QMap<QString, QString> environment {
-        {QStringLiteral("HOME"), home},
-        {QStringLiteral("USER"), QString::fromLatin1(kUser)},
-        {QStringLiteral("LOGNAME"), QString::fromLatin1(kUser)},
-        {QStringLiteral("SHELL"), QStringLiteral("/bin/zsh")},
-        {QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin:/usr/sbin:/sbin")},
-        {QStringLiteral("TMPDIR"), QString::fromLatin1(kTemporaryFolder) + QLatin1Char('/')},
-        {QStringLiteral("LANG"), QStringLiteral("C.UTF-8")},
-        {QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/Library/Caches")},
-        {QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/Library/Application Support")},
-        {QStringLiteral("TARNWICK_FIXTURE"), QStringLiteral("live")},
-        {QStringLiteral("TWK_E2E_RUN"), runToken},
-    };
-    // A sanitizer build's settings reach the doctor inside too.
-    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+        {u"HOME"_s, home}, {u"USER"_s, QLatin1String(kUser)}, {u"LOGNAME"_s, QLatin1String(kUser)}, {u"SHELL"_s, u"/bin/zsh"_s},
+        {u"PATH"_s, u"/usr/bin:/bin:/usr/sbin:/sbin"_s}, {u"TMPDIR"_s, QLatin1String(kTemporaryFolder) + u'/'}, {u"LANG"_s, u"C.UTF-8"_s},
+        {u"XDG_CACHE_HOME"_s, home + "/Library/Caches"_L1}, {u"XDG_DATA_HOME"_s, home + "/Library/Application Support"_L1},
+        {u"TARNWICK_FIXTURE"_s, u"live"_s}, {u"TWK_E2E_RUN"_s, runToken}};
+    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) { // a sanitizer build's settings reach inside
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QLatin1String(name), qEnvironmentVariable(name));
     }
-    for (auto it = m_environment.cbegin(); it != m_environment.cend(); ++it)
-        environment.insert(it.key(), it.value());
-    arguments << QStringLiteral("--clearenv");
+    environment.insert(m_environment);
+    arguments << u"--clearenv"_s;
     for (auto it = environment.cbegin(); it != environment.cend(); ++it)
-        arguments << QStringLiteral("--setenv") << it.key() << it.value();
-    arguments << QStringLiteral("--chdir") << home;
-    return arguments;
+        arguments << u"--setenv"_s << it.key() << it.value();
+    return arguments << u"--chdir"_s << home;
 }
 
 namespace {
@@ -366,13 +317,11 @@ QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
 {
     const QByteArray marker = "TWK_E2E_RUN=" + runToken.toUtf8();
     QList<std::pair<int, QString>> found;
-    const QStringList pids = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &pid : pids) {
+    for (const QString &pid : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         bool isNumber = false;
         const int id = pid.toInt(&isNumber);
-        if (!isNumber || !readAll(QStringLiteral("/proc/%1/environ").arg(pid)).split('\0').contains(marker))
-            continue;
-        found.append({id, QString::fromLocal8Bit(readAll(QStringLiteral("/proc/%1/cmdline").arg(pid)).replace('\0', ' ')).trimmed()});
+        if (isNumber && readAll(u"/proc/%1/environ"_s.arg(pid)).split('\0').contains(marker))
+            found.append({id, QString::fromLocal8Bit(readAll(u"/proc/%1/cmdline"_s.arg(pid)).replace('\0', ' ')).trimmed()});
     }
     return found;
 }
@@ -380,7 +329,7 @@ QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
 // Whether the process has stopped itself (SIGSTOP): the state after the command's parentheses.
 bool isStopped(int pid)
 {
-    const QByteArray stat = readAll(QStringLiteral("/proc/%1/stat").arg(pid));
+    const QByteArray stat = readAll(u"/proc/%1/stat"_s.arg(pid));
     const qsizetype close = stat.lastIndexOf(')');
     return close > 0 && stat.mid(close + 2, 1) == "T";
 }
@@ -392,17 +341,12 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &sign
     const QString token = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QProcess process;
     process.setStandardInputFile(QProcess::nullDevice()); // nobody at a terminal
-    process.start(QStringLiteral("bwrap"), sandboxArguments(token) + QStringList {kDoctorMacPath} + arguments);
+    process.start(u"bwrap"_s, sandboxArguments(token) + QStringList {kDoctorMacPath} + arguments);
     QDeadlineTimer deadline(std::chrono::minutes(4));
     bool signalled = signal.onceExists.isEmpty() && !signal.onceStopped;
     while (!process.waitForFinished(signalled ? 1000 : 20) && !deadline.hasExpired()) {
-        if (signalled)
-            continue;
-        for (const auto &[pid, commandLine] : processesCarrying(token)) {
-            if (!commandLine.startsWith(kDoctorMacPath))
-                continue;
-            const bool due = signal.onceStopped ? isStopped(pid) : QFileInfo::exists(hostPath(signal.onceExists));
-            if (!due)
+        for (const auto &[pid, commandLine] : signalled ? QList<std::pair<int, QString>>() : processesCarrying(token)) {
+            if (!commandLine.startsWith(kDoctorMacPath) || !(signal.onceStopped ? isStopped(pid) : QFileInfo::exists(hostPath(signal.onceExists))))
                 continue;
             ::kill(pid, signal.number);
             if (signal.onceStopped && signal.number != SIGKILL)

@@ -9,14 +9,8 @@
 
 namespace {
 
-const QString kZprofile = kHome + QStringLiteral("/.zprofile");
-const QString kBackup = kZprofile + QStringLiteral(".bak");
-
-QByteArray javaBlock()
-{
-    return "# " + QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd")).toUtf8()
-        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
-}
+const QString kZprofile = kHome + "/.zprofile"_L1;
+const QString kBackup = kZprofile + ".bak"_L1;
 
 unsigned modeOf(const QString &hostPath)
 {
@@ -28,28 +22,26 @@ unsigned modeOf(const QString &hostPath)
 
 TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
 {
-    const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n";
-    const QByteArray bom = "\xef\xbb\xbf" "alias k=kubectl\n";
-    const QByteArray previous = "previous backup\n";
+    const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n", bom = "\xef\xbb\xbf" "alias k=kubectl\n";
+    const QByteArray javaBlock = "\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8()
+        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
     const struct {
         const char *name;
         QByteArray original;
         unsigned mode;
         bool oldBackup;
-        QString outcome;
+        const char *outcome;
         QString lastLine; // of the fix; empty: not checked
         QByteArray profileAfter;
         std::optional<QByteArray> backupAfter; // none: there is no backup
         bool yes = true; // else no one is at a terminal to say yes
     } cases[] = {
-        {"without --yes or a terminal", latin1, 0600, false, QStringLiteral("canceled"), {}, latin1, std::nullopt, false},
-        {"Latin-1", latin1, 0600, true, QStringLiteral("success"), {}, latin1 + "\n" + javaBlock(), latin1},
-        {"a byte-order mark", bom, 0600, false, QStringLiteral("success"), {}, bom + "\n" + javaBlock(), bom},
-        {"write-only", latin1, 0200, false, QStringLiteral("failure"),
-         QStringLiteral("Couldn't read ~/.zprofile: Permission denied"), latin1, std::nullopt},
-        {"read-only, with an old backup", latin1, 0444, true, QStringLiteral("failure"),
-         QStringLiteral("Couldn't write file: Couldn't write “/Users/tester/.zprofile”: Existing file /Users/tester/.zprofile is not writable"),
-         latin1, latin1},
+        {"without --yes or a terminal", latin1, 0600, false, "canceled", {}, latin1, std::nullopt, false},
+        {"Latin-1", latin1, 0600, true, "success", {}, latin1 + javaBlock, latin1},
+        {"a byte-order mark", bom, 0600, false, "success", {}, bom + javaBlock, bom},
+        {"write-only", latin1, 0200, false, "failure", u"Couldn't read ~/.zprofile: Permission denied"_s, latin1, std::nullopt},
+        {"read-only, with an old backup", latin1, 0444, true, "failure",
+         u"Couldn't write file: Couldn't write “/Users/tester/.zprofile”: Existing file /Users/tester/.zprofile is not writable"_s, latin1, latin1},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
@@ -57,15 +49,14 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
         mac.installJDK(MacRoot::JDK {});
         mac.writeFile(kZprofile, c.original);
         if (c.oldBackup)
-            mac.writeFile(kBackup, previous);
+            mac.writeFile(kBackup, "previous backup\n");
         ASSERT_EQ(::chmod(qPrintable(mac.hostPath(kZprofile)), c.mode), 0);
 
-        const MacRoot::Run run = c.yes ? fix(mac) : mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix")});
-        const QJsonObject fix = run.json.value("fix").toObject();
-        EXPECT_EQ(fix.value("outcome").toString(), c.outcome) << show(run);
-        EXPECT_EQ(run.exitCode, c.outcome == QLatin1String("success") ? 0 : c.outcome == QLatin1String("canceled") ? 130 : 1);
+        const MacRoot::Run run = mac.runDoctor(c.yes ? kFix : kFixWithNobodyToAsk);
+        EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), QLatin1String(c.outcome)) << show(run);
+        EXPECT_EQ(run.exitCode, c.outcome == "success"_L1 ? 0 : c.outcome == "canceled"_L1 ? 130 : 1);
         if (!c.lastLine.isEmpty()) {
-            EXPECT_EQ(linesOf(fix).value(linesOf(fix).size() - 1), c.lastLine) << show(run);
+            EXPECT_EQ(linesOf(run.json["fix"_L1].toObject()).value(-1 + linesOf(run.json["fix"_L1].toObject()).size()), c.lastLine) << show(run);
         }
         EXPECT_EQ(mac.readFile(kZprofile), c.profileAfter);
         EXPECT_EQ(modeOf(mac.hostPath(kZprofile)), c.mode);
@@ -85,23 +76,22 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     mac.installJDK(MacRoot::JDK {});
     mac.writeFile(kZprofile, "export EDITOR=vim\n");
     mac.writeFile(kBackup, "previous backup\n");
-    mac.setEnvironment(QStringLiteral("TARNWICK_PAUSE_AT"), QStringLiteral("profile-backup-staged"));
+    mac.setEnvironment(u"TARNWICK_PAUSE_AT"_s, u"profile-backup-staged"_s);
 
-    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")},
-                                           {.onceExists = {}, .onceStopped = true, .number = SIGKILL});
+    const MacRoot::Run run = mac.runDoctor(kFix, {.onceExists = {}, .onceStopped = true, .number = SIGKILL});
     EXPECT_EQ(run.exitCode, 128 + SIGKILL) << show(run); // bubblewrap reports the kill
-    EXPECT_EQ(mac.readFile(kBackup), QByteArray("previous backup\n"));
-    EXPECT_EQ(mac.readFile(kZprofile), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.readFile(kBackup), "previous backup\n");
+    EXPECT_EQ(mac.readFile(kZprofile), "export EDITOR=vim\n");
     // The complete new backup waits beside the old one, under a name of its own.
-    const QStringList staged = mac.entries(kHome).filter(QStringLiteral(".zprofile.bak.tarnwick-"));
+    const QStringList staged = mac.entries(kHome).filter(".zprofile.bak.tarnwick-"_L1);
     ASSERT_EQ(staged.size(), 1) << mac.entries(kHome).join(u' ').toStdString();
-    EXPECT_EQ(mac.readFile(kHome + QLatin1Char('/') + staged.first()), QByteArray("export EDITOR=vim\n"));
+    EXPECT_EQ(mac.readFile(kHome + u'/' + staged.first()), "export EDITOR=vim\n");
     EXPECT_EQ(run.leftoverProcesses, QStringList());
 
     // The next run finishes the job and clears what the killed one left.
-    mac.setEnvironment(QStringLiteral("TARNWICK_PAUSE_AT"), QString());
-    const MacRoot::Run again = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")});
+    mac.setEnvironment(u"TARNWICK_PAUSE_AT"_s, QString());
+    const MacRoot::Run again = mac.runDoctor(kFix);
     EXPECT_EQ(again.exitCode, 0) << show(again);
-    EXPECT_EQ(mac.readFile(kBackup), QByteArray("export EDITOR=vim\n"));
-    EXPECT_EQ(mac.entries(kHome).filter(QStringLiteral(".tarnwick-")), QStringList());
+    EXPECT_EQ(mac.readFile(kBackup), "export EDITOR=vim\n");
+    EXPECT_EQ(mac.entries(kHome).filter(".tarnwick-"_L1), QStringList());
 }

@@ -5,15 +5,6 @@
 
 #include <QElapsedTimer>
 
-#include <gtest/gtest.h>
-
-namespace {
-
-const QString kPromptFile = kHome + QStringLiteral("/dialog-prompt");
-const QString kZprofileStarted = kHome + QStringLiteral("/zprofile-started");
-
-} // namespace
-
 TEST_F(DoctorOnAMac, EveryStopSignalEndsTheRunWithNothingLeftBehind)
 {
     enum class Phase { homebrewDownload, passwordDialog, loginShell };
@@ -34,38 +25,32 @@ TEST_F(DoctorOnAMac, EveryStopSignalEndsTheRunWithNothingLeftBehind)
         SCOPED_TRACE(c.name);
         MacRoot mac;
         serveAdoptium(mac, MacRoot::JDK {});
-        MacRoot::Signal signal;
-        signal.number = c.signal;
+        MacRoot::Signal signal {{}, false, c.signal};
         switch (c.phase) {
         case Phase::homebrewDownload:
             mac.installHomebrew();
-            downloads.route("/casks/temurin@21.pkg", [](const LocalHTTPServer::Request &) {
-                LocalHTTPServer::Reply reply;
-                reply.hang = true; // brew's curl waits for ever
-                return reply;
-            });
-            mac.setEnvironment(QStringLiteral("STANDIN_DOWNLOADS"), downloads.url(QString()).toString());
-            signal.onceExists = kHome + QStringLiteral("/Library/Caches/Homebrew/downloads"); // made just before curl starts
+            downloads.route("/casks/temurin@21.pkg", [](const LocalHTTPServer::Request &) { LocalHTTPServer::Reply reply; reply.hang = true; return reply; });
+            mac.setEnvironment(u"STANDIN_DOWNLOADS"_s, downloads.url(QString()).toString());
+            signal.onceExists = kHome + "/Library/Caches/Homebrew/downloads"_L1; // made just before curl starts
             break;
         case Phase::passwordDialog:
-            mac.setEnvironment(QStringLiteral("STANDIN_DIALOG_WAITS"), QStringLiteral("1"));
-            mac.setEnvironment(QStringLiteral("STANDIN_PROMPT_FILE"), kPromptFile);
-            signal.onceExists = kPromptFile; // the package is downloaded and checked by now
+            mac.setEnvironment(u"STANDIN_DIALOG_WAITS"_s, u"1"_s);
+            mac.setEnvironment(u"STANDIN_PROMPT_FILE"_s, signal.onceExists = kHome + "/dialog-prompt"_L1); // the package is checked by now
             break;
         case Phase::loginShell:
-            mac.writeFile(kHome + QStringLiteral("/.zprofile"), "touch " + kZprofileStarted.toUtf8() + "\nsleep 300\n");
-            signal.onceExists = kZprofileStarted;
+            signal.onceExists = kHome + "/zprofile-started"_L1;
+            mac.writeFile(kHome + "/.zprofile"_L1, "touch " + signal.onceExists.toUtf8() + "\nsleep 300\n");
             break;
         }
 
         QElapsedTimer timer;
         timer.start();
-        const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json"), QStringLiteral("--fix"), QStringLiteral("--yes")}, signal);
+        const MacRoot::Run run = mac.runDoctor(kFix, signal);
         EXPECT_LT(timer.elapsed(), 14000) << "the signal was not what ended the run";
         EXPECT_EQ(run.exitCode, 130) << show(run);
         EXPECT_TRUE(run.err.contains("Canceled.")) << show(run);
         if (c.phase != Phase::loginShell) { // a cut-short diagnosis is not reported at all
-            EXPECT_EQ(run.json.value("fix").toObject().value("outcome").toString(), QStringLiteral("canceled")) << show(run);
+            EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"canceled"_s) << show(run);
         }
         EXPECT_EQ(mac.entries(kJVMs), QStringList());
         EXPECT_EQ(mac.entries(kPackageCache), QStringList());
@@ -77,19 +62,19 @@ TEST_F(DoctorOnAMac, ALoginShellThatNeverAnswersIsReportedNotWaitedFor)
 {
     MacRoot mac;
     mac.installJDK(MacRoot::JDK {});
-    mac.writeFile(kHome + QStringLiteral("/.zprofile"), "export JAVA_HOME=" + kTemurin21Home.toUtf8() + "\nsleep 40\n");
+    // The shell and its sleep ignore SIGTERM: only a SIGKILL to the whole group ends them.
+    mac.writeFile(kHome + "/.zprofile"_L1, "export JAVA_HOME=" + kTemurin21Home.toUtf8() + "\ntrap '' TERM\nsleep 40\n");
 
     QElapsedTimer timer;
     timer.start();
-    const MacRoot::Run run = mac.runDoctor({QStringLiteral("--json")});
-    EXPECT_LT(timer.elapsed(), 25000) << show(run); // the 15 s limit and the kill, not the sleep
-    const QJsonObject javaState = run.json.value("profile").toObject().value("javaState").toObject();
-    EXPECT_TRUE(javaState.value("loginShellTimedOut").toBool()) << show(run);
-    EXPECT_TRUE(javaState.value("javaHomeInActiveShell").isNull());
+    const MacRoot::Run run = mac.runDoctor({u"--json"_s});
+    EXPECT_LT(timer.elapsed(), 25000) << show(run); // the 15 s limit and the kills, not the sleep
+    EXPECT_TRUE(at(run.json, u"profile.javaState.loginShellTimedOut"_s).toBool()) << show(run);
+    EXPECT_TRUE(at(run.json, u"profile.javaState.javaHomeInActiveShell"_s).isNull());
     // Unread is not unset: no fix writes to a profile that hangs.
-    EXPECT_EQ(run.json.value("diagnosis").toObject().value("code").toString(), QStringLiteral("unknown")) << show(run);
-    EXPECT_TRUE(run.json.value("remediation").isNull()) << show(run);
-    EXPECT_EQ(run.json.value("notes").toArray(),
+    EXPECT_EQ(at(run.json, u"diagnosis.code"_s).toString(), u"unknown"_s) << show(run);
+    EXPECT_TRUE(run.json["remediation"_L1].isNull()) << show(run);
+    EXPECT_EQ(run.json["notes"_L1].toArray(),
               QJsonArray {"Your login shell didn't answer within 15 seconds, so JAVA_HOME couldn't be read; something in ~/.zprofile may be waiting."});
     expectTidy(mac, run); // no zsh, no sleep
 

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray contents(const QString &path)
@@ -23,82 +25,53 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyAndCleansUp)
 {
     QTemporaryDir temporary;
     auto fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {{}, temporary.path(), {}, {}});
-    PrivilegedExecutor::Prepared prepared =
-        PrivilegedExecutor(fs).prepare(QStringLiteral("Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/"));
-
-    const QStringList folders = QDir(temporary.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    ASSERT_EQ(folders.size(), 1);
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^twk-priv-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$"))
-                    .match(folders[0])
-                    .hasMatch())
-        << folders[0].toStdString();
-    const QString folder = temporary.filePath(folders[0]);
-
-    EXPECT_EQ(contents(folder + QStringLiteral("/askpass.sh")), PrivilegedExecutor::askpassScript(QStringLiteral("Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/")).toUtf8());
-    EXPECT_EQ(contents(folder + QStringLiteral("/sudo")), QByteArray("#!/bin/bash\nexec /usr/bin/sudo -A \"$@\""));
-    for (const char *script : {"/askpass.sh", "/sudo"})
-        EXPECT_EQ(fs->attributesOfItem(folder + QLatin1String(script)).posixPermissions, 0700u) << script;
-
-    EXPECT_EQ(prepared.environment.keys(), (QStringList {"PATH", "SUDO_ASKPASS"}));
-    EXPECT_EQ(prepared.environment.value("SUDO_ASKPASS"), folder + QStringLiteral("/askpass.sh"));
-    EXPECT_EQ(prepared.environment.value("PATH"), folder + QLatin1Char(':') + qEnvironmentVariable("PATH"));
-
-    prepared.folder.remove();
-    EXPECT_FALSE(QFileInfo::exists(folder));
-
-    // Two preparations never share a folder; without a PATH the system's default follows ours.
     const QByteArray path = qgetenv("PATH");
-    qunsetenv("PATH");
     {
-        const PrivilegedExecutor::Prepared first = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
-        const PrivilegedExecutor::Prepared second = PrivilegedExecutor(fs).prepare(QStringLiteral("x"));
+        const PrivilegedExecutor::Prepared prepared = PrivilegedExecutor(fs).prepare(u"Enter Mac password"_s);
+        qunsetenv("PATH"); // without a PATH the system's default follows ours
+        const PrivilegedExecutor::Prepared second = PrivilegedExecutor(fs).prepare(u"x"_s);
         qputenv("PATH", path);
-        EXPECT_NE(first.environment.value("SUDO_ASKPASS"), second.environment.value("SUDO_ASKPASS"));
-        EXPECT_TRUE(first.environment.value("PATH").endsWith(QStringLiteral(":/usr/bin:/bin:/usr/sbin:/sbin")));
+        const QString folder = QFileInfo(prepared.environment.value("SUDO_ASKPASS")).path();
+        EXPECT_EQ(QFileInfo(folder).path(), temporary.path());
+        EXPECT_TRUE(QFileInfo(folder).fileName().contains(QRegularExpression(u"^twk-priv-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s))) << folder.toStdString();
+        EXPECT_EQ(contents(folder + "/askpass.sh"_L1), PrivilegedExecutor::askpassScript(u"Enter Mac password"_s).toUtf8());
+        EXPECT_EQ(contents(folder + "/sudo"_L1), "#!/bin/bash\nexec /usr/bin/sudo -A \"$@\"");
+        for (const QString &file : {folder + "/askpass.sh"_L1, folder + "/sudo"_L1})
+            EXPECT_EQ(fs->attributesOfItem(file).posixPermissions, 0700u) << file.toStdString();
+        EXPECT_EQ(prepared.environment.keys(), (QStringList {"PATH", "SUDO_ASKPASS"}));
+        EXPECT_EQ(prepared.environment.value("PATH"), folder + u':' + QString::fromLocal8Bit(path));
+        EXPECT_NE(QFileInfo(second.environment.value("SUDO_ASKPASS")).path(), folder);
+        EXPECT_TRUE(second.environment.value("PATH").endsWith(":/usr/bin:/bin:/usr/sbin:/sbin"_L1));
         EXPECT_EQ(QDir(temporary.path()).count(), 4u); // "." and ".." too
     }
     EXPECT_TRUE(QDir(temporary.path()).isEmpty()); // each folder went with its owner
+
+    // Where it cannot write, it says so.
+    QFile(temporary.filePath(u"not-a-folder"_s)).open(QIODevice::WriteOnly);
+    auto blocked = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {{}, temporary.filePath(u"not-a-folder"_s), {}, {}});
+    EXPECT_THROW((void)PrivilegedExecutor(blocked).prepare(u"x"_s), FileSystemError);
 }
 
 TEST(PrivilegedExecutor, AnyPromptShowsLiterallyAndRunsNothing)
 {
     // The askpass script run for real by bash, with the osascript stand-in as the dialog.
     QTemporaryDir temporary;
-    ASSERT_TRUE(QFile::link(QStringLiteral(STANDINS_DIR "/osascript"), temporary.filePath(QStringLiteral("osascript"))));
-    const QString canary = temporary.filePath(QStringLiteral("canary"));
+    ASSERT_TRUE(QFile::link(QStringLiteral(STANDINS_DIR "/osascript"), temporary.filePath(u"osascript"_s)));
+    const QString canary = temporary.filePath(u"canary"_s), script = temporary.filePath(u"askpass.sh"_s), shown = temporary.filePath(u"shown"_s);
     const QString prompts[] = {
-        QStringLiteral("Say \"yes\""),
-        QStringLiteral("C:\\path and a\\\"b"),
-        QStringLiteral("$(touch %1) `touch %1` ${HOME} $HOME").arg(canary),
-        QStringLiteral("one\nEOF\ntouch %1\n").arg(canary), // a line that would end an unquoted here-document
-        QStringLiteral("\" & (do shell script \"touch %1\") & \"").arg(canary),
-        QStringLiteral("tab\tcarriage\rreturn\\n"),
+        u"Say \"yes\""_s, u"C:\\path and a\\\"b"_s, u"$(touch %1) `touch %1` ${HOME} $HOME"_s.arg(canary),
+        u"one\nEOF\ntouch %1\n"_s.arg(canary), // a line that would end an unquoted here-document
+        u"\" & (do shell script \"touch %1\") & \""_s.arg(canary), u"tab\tcarriage\rreturn\\n"_s,
     };
     for (const QString &prompt : prompts) {
-        const QString script = temporary.filePath(QStringLiteral("askpass.sh"));
         QFile file(script);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(PrivilegedExecutor::askpassScript(prompt).toUtf8());
         file.close();
-        const QString shown = temporary.filePath(QStringLiteral("shown"));
-        QFile::remove(shown);
-        QFile::remove(canary);
         const ProcessResult result = LiveProcessRunner().run(
-            QStringLiteral("/bin/bash"), {script},
-            Environment {{QStringLiteral("PATH"), temporary.path() + QStringLiteral(":/usr/bin:/bin")},
-                         {QStringLiteral("STANDIN_PROMPT_FILE"), shown}});
-        EXPECT_EQ(result, (ProcessResult {0, QStringLiteral("hunter2\n"), QString()})) << prompt.toStdString();
+            u"/bin/bash"_s, {script}, Environment {{u"PATH"_s, temporary.path() + ":/usr/bin:/bin"_L1}, {u"STANDIN_PROMPT_FILE"_s, shown}});
+        EXPECT_EQ(result, (ProcessResult {0, u"hunter2\n"_s, QString()})) << prompt.toStdString();
         EXPECT_EQ(QString::fromUtf8(contents(shown)), prompt);
         EXPECT_FALSE(QFileInfo::exists(canary)) << prompt.toStdString();
     }
-}
-
-TEST(PrivilegedExecutor, ReportsWhereItCannotWrite)
-{
-    QTemporaryDir temporary;
-    QFile blocker(temporary.filePath(QStringLiteral("not-a-folder")));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
-    auto fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {{}, blocker.fileName(), {}, {}});
-    EXPECT_THROW((void)PrivilegedExecutor(fs).prepare(QStringLiteral("x")), FileSystemError);
 }

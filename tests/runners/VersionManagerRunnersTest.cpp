@@ -1,110 +1,73 @@
+#include "StandIns.h"
 #include "runners/JEnvRunner.h"
 #include "runners/MiseRunner.h"
 #include "runners/SDKMANRunner.h"
 #include "runners/TemurinPackage.h"
 #include "simulated/InMemoryFileSystem.h"
-#include "MappedProcessRunner.h"
-#include "services/LiveProcessRunner.h"
-#include "StandIns.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
 #include <QTemporaryDir>
+
 #include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// Paths that must reach a program exactly as they are, and never run: `canary` is a file that
-// must never appear.
+// Paths that must reach a program exactly as they are, and never run: `canary` must never appear.
 QStringList hostilePaths(const QString &canary)
 {
-    return {
-        QStringLiteral("/Library/Java/JavaVirtualMachines/a\"b.jdk/Contents/Home"),
-        QStringLiteral("/Library/Java/JavaVirtualMachines/a\\b.jdk"),
-        QStringLiteral("/Library/Java/JavaVirtualMachines/$(touch %1).jdk").arg(canary),
-        QStringLiteral("/Library/Java/JavaVirtualMachines/`touch %1`.jdk").arg(canary),
-        QStringLiteral("/Users/$HOME/${USER}.jdk"),
-        QStringLiteral("/Library/Java/JavaVirtualMachines/Temurin 21 (copy).jdk/Contents/Home"),
-        QStringLiteral("/Library/Java/JavaVirtualMachines/trailing\\"),
-        QStringLiteral("/tmp/a'b;c|d&e>f"),
-    };
+    return {u"/Library/Java/JavaVirtualMachines/a\"b.jdk/Contents/Home"_s, u"/Library/Java/JavaVirtualMachines/a\\b.jdk"_s,
+            u"/Library/Java/JavaVirtualMachines/$(touch %1).jdk"_s.arg(canary), u"/Library/Java/JavaVirtualMachines/`touch %1`.jdk"_s.arg(canary),
+            u"/Users/$HOME/${USER}.jdk"_s, u"/Library/Java/JavaVirtualMachines/Temurin 21 (copy).jdk/Contents/Home"_s,
+            u"/Library/Java/JavaVirtualMachines/trailing\\"_s, u"/tmp/a'b;c|d&e>f"_s};
 }
 
-// A home folder for a real login zsh, with stand-in `sdk`, `mise` and `jenv` that print each
-// argument they get on a line of its own.
-class ToolHome {
-public:
-    ToolHome()
-    {
-        write(QStringLiteral(".sdkman/bin/sdkman-init.sh"), "sdk() { for a in \"$@\"; do printf 'sdk:%s\\n' \"$a\"; done; }\n", false);
-        for (const char *tool : {"mise/bin/mise", ".jenv/bin/jenv"})
-            write(QString::fromLatin1(tool), "#!/bin/sh\nfor a in \"$@\"; do printf '" + QFileInfo(QString::fromLatin1(tool)).fileName().toLatin1() + ":%s\\n' \"$a\"; done\n", true);
-        mac.setEnvironment({{QStringLiteral("HOME"), dir.path()}});
-    }
-    void write(const QString &name, const QByteArray &text, bool executable) const
-    {
-        QDir(dir.path()).mkpath(QFileInfo(name).path());
-        QFile file(dir.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | (executable ? QFile::ExeOwner : QFile::Permissions()));
-    }
-    template <typename Run>
-    std::pair<QStringList, StreamEvent> lines(Run run) const
-    {
-        QStringList output;
-        ProcessCancellation cancellation;
-        const StreamEvent end = run(cancellation, [&output](const StreamEvent &event) { output.append(event.text); });
-        return {output, end};
-    }
-    QTemporaryDir dir;
-    StandIns mac;
-};
+void write(const QString &path, const QByteArray &text)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size()) << path.toStdString();
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
 
 } // namespace
 
-TEST(VersionManagerRunners, RunTheirToolsInARealLoginShell)
-{
-    ToolHome home;
-    const ProgramRunner shell = home.mac.shell();
-    const SDKMANRunner sdkman(home.dir.filePath(QStringLiteral(".sdkman")), shell);
-    auto [sdkOutput, sdkEnd] = home.lines([&](auto &c, auto on) { return sdkman.install(QStringLiteral("21-tem"), c, on); });
-    EXPECT_EQ(sdkOutput, (QStringList {"sdk:install", "sdk:java", "sdk:21-tem"}));
-    EXPECT_EQ(sdkEnd, StreamEvent::completed(0));
-
-    const MiseRunner mise(home.dir.filePath(QStringLiteral("mise/bin/mise")), shell, std::make_shared<InMemoryFileSystem>());
-    auto [miseOutput, miseEnd] = home.lines([&](auto &c, auto on) { return mise.install(QStringLiteral("temurin-21"), c, on); });
-    EXPECT_EQ(miseOutput, (QStringList {"mise:install", "mise:java@temurin-21", "mise:use", "mise:-g", "mise:java@temurin-21"}));
-    EXPECT_EQ(miseEnd, StreamEvent::completed(0));
-
-    const JEnvRunner jenv(home.dir.filePath(QStringLiteral(".jenv")), shell, std::make_shared<InMemoryFileSystem>());
-    auto [jenvOutput, jenvEnd] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(QStringLiteral("/opt/jdk"), 21, c, on); });
-    EXPECT_EQ(jenvOutput, (QStringList {"jenv:enable-plugin", "jenv:export", "jenv:add", "jenv:/opt/jdk", "jenv:rehash", "jenv:global", "jenv:21"}));
-    EXPECT_EQ(jenvEnd, StreamEvent::completed(0));
-
-    // `set -e`: a failing rehash stops the script before `jenv global`.
-    home.write(QStringLiteral(".jenv/bin/jenv"), "#!/bin/sh\n[ \"$1\" = rehash ] && { echo 'jenv: cannot rehash' >&2; exit 3; }\necho \"jenv:$1\"\n", true);
-    auto [stopped, stoppedEnd] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(QStringLiteral("/opt/jdk"), 21, c, on); });
-    EXPECT_EQ(stopped, (QStringList {"jenv:enable-plugin", "jenv:add", "jenv: cannot rehash"}));
-    EXPECT_EQ(stoppedEnd, StreamEvent::completed(3));
-}
-
+// A real login zsh with a throw-away HOME, and stand-in `mise` and `jenv` that print each argument
+// on a line of its own.
 TEST(VersionManagerRunners, HostilePathsReachTheToolUnchangedAndNeverRun)
 {
-    ToolHome home;
-    const QString canary = home.dir.filePath(QStringLiteral("canary"));
-    const ProgramRunner shell = home.mac.shell();
-    const JEnvRunner jenv(home.dir.filePath(QStringLiteral(".jenv")), shell, std::make_shared<InMemoryFileSystem>());
-    const MiseRunner mise(home.dir.filePath(QStringLiteral("mise/bin/mise")), shell, std::make_shared<InMemoryFileSystem>());
+    QTemporaryDir home;
+    StandIns mac;
+    mac.setEnvironment({{u"HOME"_s, home.path()}});
+    for (const char *tool : {"mise", "jenv"})
+        write(home.filePath(QLatin1String(tool)), "#!/bin/sh\nfor a in \"$@\"; do printf '" + QByteArray(tool) + ":%s\\n' \"$a\"; done\n");
+    const QString canary = home.filePath(u"canary"_s);
+    const JEnvRunner jenv(home.path(), mac.shell(), std::make_shared<InMemoryFileSystem>()); // runs <home>/bin/jenv
+    write(home.filePath(u"bin/jenv"_s), "#!/bin/sh\nfor a in \"$@\"; do printf 'jenv:%s\\n' \"$a\"; done\n");
+    const MiseRunner mise(home.filePath(u"mise"_s), mac.shell(), std::make_shared<InMemoryFileSystem>());
+    const auto linesOf = [](auto run) {
+        QStringList output;
+        ProcessCancellation cancellation;
+        const StreamEvent end = run(cancellation, [&output](const StreamEvent &event) { output.append(event.text); });
+        return std::pair {output, end};
+    };
     for (const QString &path : hostilePaths(canary)) {
-        auto [output, end] = home.lines([&](auto &c, auto on) { return jenv.registerAndSelect(path, 21, c, on); });
-        EXPECT_EQ(output.value(3), QStringLiteral("jenv:") + path) << path.toStdString();
-        auto [miseOutput, miseEnd] = home.lines([&](auto &c, auto on) { return mise.select(path, c, on); });
-        EXPECT_EQ(miseOutput.value(2), QStringLiteral("mise:java@") + path) << path.toStdString();
+        const auto [jenvLines, jenvEnd] = linesOf([&](auto &c, auto on) { return jenv.registerAndSelect(path, 21, c, on); });
+        EXPECT_EQ(jenvLines, (QStringList {"jenv:enable-plugin", "jenv:export", "jenv:add", "jenv:" + path, "jenv:rehash", "jenv:global", "jenv:21"}));
+        EXPECT_EQ(jenvEnd, StreamEvent::completed(0));
+        EXPECT_EQ(linesOf([&](auto &c, auto on) { return mise.select(path, c, on); }).first.value(2), "mise:java@"_L1 + path) << path.toStdString();
         EXPECT_FALSE(QFile::exists(canary)) << path.toStdString();
     }
-    EXPECT_EQ(SDKMANRunner::candidateArgument(QStringLiteral("21$(id)-tem")), QStringLiteral("\"21\\$(id)-tem\""));
+    EXPECT_EQ(SDKMANRunner::candidateArgument(u"21$(id)-tem"_s), u"\"21\\$(id)-tem\""_s);
+
+    // `set -e`: a failing rehash stops the script before `jenv global`.
+    write(home.filePath(u"bin/jenv"_s), "#!/bin/sh\n[ \"$1\" = rehash ] && { echo 'jenv: cannot rehash' >&2; exit 3; }\necho \"jenv:$1\"\n");
+    const auto [stopped, stoppedEnd] = linesOf([&](auto &c, auto on) { return jenv.registerAndSelect(u"/opt/jdk"_s, 21, c, on); });
+    EXPECT_EQ(stopped, (QStringList {"jenv:enable-plugin", "jenv:add", "jenv: cannot rehash"}));
+    EXPECT_EQ(stoppedEnd, StreamEvent::completed(3));
 }
 
 TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
@@ -113,59 +76,49 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
     // one does; the stand-in installer writes down the package path it was given, which is root's
     // copy of the package, under the package's own name.
     QTemporaryDir dir;
-    const QString canary = dir.filePath(QStringLiteral("canary"));
-    const QString received = dir.filePath(QStringLiteral("received"));
+    const QString canary = dir.filePath(u"canary"_s), received = dir.filePath(u"received"_s), prompt = dir.filePath(u"prompt"_s);
     StandIns mac;
-    mac.map(QStringLiteral("/usr/bin/osascript"), QStringLiteral(STANDINS_DIR "/osascript"));
-    mac.setEnvironment({{QStringLiteral("STANDIN_INSTALLER"), QStringLiteral(STANDINS_DIR "/installer")},
-                        {QStringLiteral("STANDIN_INSTALLED_PKG"), received},
-                        {QStringLiteral("STANDIN_PROMPT_FILE"), dir.filePath(QStringLiteral("prompt"))}});
-    const TemurinPackage package(mac.runner(), nullptr, std::make_shared<InMemoryFileSystem>(), QStringLiteral("Test"));
-    const QByteArray contents = "package";
-    const QString checksum = QString::fromLatin1(QCryptographicHash::hash(contents, QCryptographicHash::Sha256).toHex());
-    for (const QString &hostile : hostilePaths(canary)) {
-        const QString path = dir.filePath(QStringLiteral("packages")) + hostile + QStringLiteral(".pkg");
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path())) << path.toStdString();
+    mac.map(u"/usr/bin/osascript"_s, QStringLiteral(STANDINS_DIR "/osascript"));
+    mac.setEnvironment({{u"STANDIN_INSTALLER"_s, QStringLiteral(STANDINS_DIR "/installer")}, {u"STANDIN_INSTALLED_PKG"_s, received},
+                        {u"STANDIN_PROMPT_FILE"_s, prompt}});
+    const TemurinPackage package(mac.runner(), nullptr, std::make_shared<InMemoryFileSystem>(), u"Test"_s);
+    const QString checksum = QString::fromLatin1(QCryptographicHash::hash("package", QCryptographicHash::Sha256).toHex());
+    const auto contents = [](const QString &path) {
         QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size()) << path.toStdString();
-        file.close();
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    for (const QString &hostile : hostilePaths(canary)) {
+        const QString path = dir.filePath(u"packages"_s) + hostile + ".pkg"_L1;
+        write(path, "package");
         QFile::remove(received);
         ProcessCancellation cancellation;
-        const TemurinPackage::InstallerOutcome outcome =
-            package.runInstaller(path, checksum, QStringLiteral("Say \"please\" \\ now"), cancellation);
+        const TemurinPackage::InstallerOutcome outcome = package.runInstaller(path, checksum, u"Say \"please\" \\ now"_s, cancellation);
         EXPECT_EQ(outcome.kind, TemurinPackage::InstallerOutcome::Kind::success) << path.toStdString() << outcome.message.toStdString();
-        QFile record(received);
-        ASSERT_TRUE(record.open(QIODevice::ReadOnly)) << path.toStdString();
-        const QString copy = QString::fromUtf8(record.readAll());
-        EXPECT_EQ(QFileInfo(copy).fileName(), QFileInfo(path).fileName());
+        const QString copy = QString::fromUtf8(contents(received));
+        EXPECT_EQ(QFileInfo(copy).fileName(), QFileInfo(path).fileName()) << path.toStdString();
         EXPECT_NE(copy, path);
         EXPECT_FALSE(QFileInfo::exists(QFileInfo(copy).path())) << copy.toStdString(); // root's copy is gone afterwards
         EXPECT_FALSE(QFile::exists(canary)) << path.toStdString();
     }
-    QFile prompt(dir.filePath(QStringLiteral("prompt")));
-    ASSERT_TRUE(prompt.open(QIODevice::ReadOnly));
-    EXPECT_EQ(prompt.readAll(), QByteArray("Say \"please\" \\ now"));
+    EXPECT_EQ(contents(prompt), "Say \"please\" \\ now");
 
     // The expected checksum goes into the command too: anything but 64 hex digits never gets there.
-    QFile::remove(dir.filePath(QStringLiteral("prompt")));
+    QFile::remove(prompt);
     ProcessCancellation cancellation;
-    const QString hostileChecksum = (QStringLiteral("\"; touch %1; \"").arg(canary) + QString(64, u'0')).left(64);
-    EXPECT_EQ(package.runInstaller(dir.filePath(QStringLiteral("packages/x.pkg")), hostileChecksum, QStringLiteral("p"), cancellation).kind,
+    const QString hostileChecksum = (u"\"; touch %1; \""_s.arg(canary) + QString(64, u'0')).left(64);
+    EXPECT_EQ(package.runInstaller(dir.filePath(u"packages/x.pkg"_s), hostileChecksum, u"p"_s, cancellation).kind,
               TemurinPackage::InstallerOutcome::Kind::failure);
-    EXPECT_FALSE(QFile::exists(dir.filePath(QStringLiteral("prompt")))); // osascript never ran
+    EXPECT_FALSE(QFile::exists(prompt)); // osascript never ran
     EXPECT_FALSE(QFile::exists(canary));
 }
 
 TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
 {
-    const QString mise = QStringLiteral("eval \"$(mise activate zsh)\"");
-    const QString jenvPath = QStringLiteral("export PATH=\"$HOME/.jenv/bin:$PATH\"");
-    const QString jenvInit = QStringLiteral("eval \"$(jenv init -)\"");
+    const QString mise = u"eval \"$(mise activate zsh)\""_s, jenvPath = u"export PATH=\"$HOME/.jenv/bin:$PATH\""_s, jenvInit = u"eval \"$(jenv init -)\""_s;
     const struct {
         const char *name;
         std::optional<QByteArray> zshrc;
-        QStringList missingMise;
-        QStringList missingJenv;
+        QStringList missingMise, missingJenv;
     } cases[] = {
         {"no ~/.zshrc", std::nullopt, {mise}, {jenvPath, jenvInit}},
         {"only a commented jEnv hook", "# eval \"$(jenv init -)\"\n", {mise}, {jenvPath, jenvInit}},
@@ -177,7 +130,7 @@ TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
     for (const auto &c : cases) {
         auto fs = std::make_shared<InMemoryFileSystem>();
         if (c.zshrc)
-            fs->addFile(fs->homeDirectory() + QStringLiteral("/.zshrc"), *c.zshrc);
+            fs->addFile(fs->homeDirectory() + "/.zshrc"_L1, *c.zshrc);
         const ProgramRunner shell(std::make_shared<LiveProcessRunner>());
         EXPECT_EQ(MiseRunner(QString(), shell, fs).missingHookLines(), c.missingMise) << c.name;
         EXPECT_EQ(JEnvRunner(QString(), shell, fs).missingHookLines(), c.missingJenv) << c.name;

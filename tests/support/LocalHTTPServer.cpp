@@ -6,17 +6,7 @@
 
 namespace {
 
-QByteArray reasonPhrase(int status)
-{
-    switch (status) {
-    case 200: return "OK";
-    case 302: return "Found";
-    case 404: return "Not Found";
-    case 500: return "Internal Server Error";
-    default: return "Status";
-    }
-}
-
+// One request per connection: read it, answer from the route, close.
 class Connection : public QObject {
 public:
     Connection(QTcpSocket *socket, LocalHTTPServer &server) : QObject(socket), m_socket(socket), m_server(server)
@@ -29,10 +19,8 @@ private:
     void readMore()
     {
         m_buffer += m_socket->readAll();
-        if (m_answered)
-            return;
         const qsizetype headerEnd = m_buffer.indexOf("\r\n\r\n");
-        if (headerEnd < 0)
+        if (m_answered || headerEnd < 0)
             return;
         LocalHTTPServer::Request request;
         const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n');
@@ -44,43 +32,34 @@ private:
             const qsizetype colon = line.indexOf(':');
             if (colon < 0)
                 continue;
-            const QByteArray name = line.left(colon).trimmed();
-            const QByteArray value = line.mid(colon + 1).trimmed();
-            request.headers.append({name, value});
-            if (name.compare("content-length", Qt::CaseInsensitive) == 0)
-                length = value.toLongLong();
+            request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
+            if (request.headers.last().first.compare("content-length", Qt::CaseInsensitive) == 0)
+                length = request.headers.last().second.toLongLong();
         }
         if (m_buffer.size() < headerEnd + 4 + length)
             return;
         request.body = m_buffer.mid(headerEnd + 4, length);
         m_answered = true;
         m_server.record(request);
-
         const QByteArray path = request.target.split('?').value(0);
         const LocalHTTPServer::Handler handler = m_server.handlerFor(path);
-        LocalHTTPServer::Reply reply;
-        if (handler)
-            reply = handler(request);
-        else
-            reply = {404, {}, "no route for " + path};
-        answer(reply);
+        answer(handler ? handler(request) : LocalHTTPServer::Reply {404, {}, "no route for " + path});
     }
 
-    void answer(const LocalHTTPServer::Reply &reply)
+    void answer(LocalHTTPServer::Reply reply)
     {
         if (reply.hang)
             return;
         if (reply.delayMilliseconds > 0) {
-            LocalHTTPServer::Reply now = reply;
-            now.delayMilliseconds = 0;
-            QTimer::singleShot(reply.delayMilliseconds, this, [this, now] { answer(now); });
+            const int delay = std::exchange(reply.delayMilliseconds, 0);
+            QTimer::singleShot(delay, this, [this, reply] { answer(reply); });
             return;
         }
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasonPhrase(reply.status) + "\r\n";
+        static const QMap<int, QByteArray> reasons {{200, "OK"}, {302, "Found"}, {404, "Not Found"}, {500, "Internal Server Error"}};
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasons.value(reply.status, "Status") + "\r\n";
         for (const auto &[name, value] : reply.headers)
             head += name + ": " + value + "\r\n";
-        head += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n";
-        m_socket->write(head);
+        m_socket->write(head + "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n");
         m_pending = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
         m_closeWhenDone = reply.stallAfter < 0;
         m_chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_pending.size();
@@ -92,22 +71,18 @@ private:
     {
         m_socket->write(m_pending.left(m_chunkSize));
         m_pending.remove(0, std::min(m_chunkSize, m_pending.size()));
-        if (!m_pending.isEmpty()) {
+        if (!m_pending.isEmpty())
             QTimer::singleShot(m_pause, this, [this] { sendNextChunk(); });
-            return;
-        }
-        if (m_closeWhenDone)
+        else if (m_closeWhenDone)
             m_socket->disconnectFromHost();
     }
 
     QTcpSocket *m_socket;
     LocalHTTPServer &m_server;
-    QByteArray m_buffer;
-    bool m_answered = false;
-    QByteArray m_pending;
+    QByteArray m_buffer, m_pending;
+    bool m_answered = false, m_closeWhenDone = true;
     qsizetype m_chunkSize = 0;
     int m_pause = 0;
-    bool m_closeWhenDone = true;
 };
 
 } // namespace
@@ -133,33 +108,4 @@ LocalHTTPServer::~LocalHTTPServer()
     QMetaObject::invokeMethod(m_core, [this] { delete m_core; }, Qt::BlockingQueuedConnection);
     m_thread.quit();
     m_thread.wait();
-}
-
-void LocalHTTPServer::route(const QByteArray &path, Handler handler)
-{
-    std::lock_guard lock(m_mutex);
-    m_routes.insert(path, std::move(handler));
-}
-
-QUrl LocalHTTPServer::url(const QString &pathAndQuery) const
-{
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery));
-}
-
-QList<LocalHTTPServer::Request> LocalHTTPServer::requests() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_requests;
-}
-
-LocalHTTPServer::Handler LocalHTTPServer::handlerFor(const QByteArray &path) const
-{
-    std::lock_guard lock(m_mutex);
-    return m_routes.value(path);
-}
-
-void LocalHTTPServer::record(const Request &request)
-{
-    std::lock_guard lock(m_mutex);
-    m_requests.append(request);
 }

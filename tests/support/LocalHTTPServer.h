@@ -25,28 +25,24 @@ public:
         int status = 200;
         QList<std::pair<QByteArray, QByteArray>> headers;
         QByteArray body;
-        /// Never answer: keep the connection open and silent.
-        bool hang = false;
-        /// Send the body in pieces of this size with `pause` milliseconds between them (0: at once).
-        qsizetype chunkSize = 0;
-        int pauseMilliseconds = 0;
-        /// Send the headers and this many body bytes, then fall silent.
-        qsizetype stallAfter = -1;
-        /// Wait this long before answering at all.
-        int delayMilliseconds = 0;
+        bool hang = false;         // never answer: keep the connection open and silent
+        qsizetype chunkSize = 0;   // send the body in pieces of this size (0: at once),
+        int pauseMilliseconds = 0; // with this pause between them
+        qsizetype stallAfter = -1; // send the headers and this many body bytes, then fall silent
+        int delayMilliseconds = 0; // wait this long before answering at all
     };
     using Handler = std::function<Reply(const Request &)>;
 
     LocalHTTPServer();
     ~LocalHTTPServer();
 
-    void route(const QByteArray &path, Handler handler);
-    [[nodiscard]] QUrl url(const QString &pathAndQuery) const;
-    [[nodiscard]] QList<Request> requests() const;
+    void route(const QByteArray &path, Handler handler) { std::lock_guard lock(m_mutex); m_routes.insert(path, std::move(handler)); }
+    [[nodiscard]] QUrl url(const QString &pathAndQuery) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery)); }
+    [[nodiscard]] QList<Request> requests() const { std::lock_guard lock(m_mutex); return m_requests; }
 
     // Used by the server's own thread.
-    Handler handlerFor(const QByteArray &path) const;
-    void record(const Request &request);
+    Handler handlerFor(const QByteArray &path) const { std::lock_guard lock(m_mutex); return m_routes.value(path); }
+    void record(const Request &request) { std::lock_guard lock(m_mutex); m_requests.append(request); }
 
 private:
     QThread m_thread;

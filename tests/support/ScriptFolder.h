@@ -11,13 +11,10 @@ public:
     /// Writes an executable `name` whose body runs under /bin/sh; returns its absolute path.
     QString write(const QString &name, const QByteArray &body, const QByteArray &shebang = "#!/bin/sh")
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-        file.write(shebang + "\n" + body + "\n");
-        file.close();
+        QFile file(m_dir.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(shebang + "\n" + body + "\n") > 0) << file.fileName().toStdString();
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        return path;
+        return file.fileName();
     }
     [[nodiscard]] QString path(const QString &name) const { return m_dir.filePath(name); }
 

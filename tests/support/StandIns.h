@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ScriptFolder.h"
 #include "MappedProcessRunner.h"
+#include "ScriptFolder.h"
 #include "services/LiveProcessRunner.h"
 #include "services/ProgramRunner.h"
 
@@ -9,13 +9,8 @@
 /// in place of the absolute paths the code uses.
 class StandIns {
 public:
-    StandIns() : m_runner(std::make_shared<MappedProcessRunner>(std::make_shared<LiveProcessRunner>())) {}
-
     /// `macPath` runs a /bin/sh script with this body from now on.
-    void add(const QString &macPath, const QByteArray &body)
-    {
-        m_runner->map(macPath, m_scripts.write(QString::number(++m_count), body));
-    }
+    void add(const QString &macPath, const QByteArray &body) { m_runner->map(macPath, m_scripts.write(QString::number(++m_count), body)); }
     /// `macPath` runs an existing stand-in, e.g. one of tests/support/standins.
     void map(const QString &macPath, const QString &standIn) { m_runner->map(macPath, standIn); }
     /// `macPath` cannot be started, as if it were not installed.
@@ -25,10 +20,9 @@ public:
 
     [[nodiscard]] ProgramRunner shell() const { return ProgramRunner(m_runner); }
     [[nodiscard]] std::shared_ptr<const ProcessRunning> runner() const { return m_runner; }
-    [[nodiscard]] QString folder(const QString &name) const { return m_scripts.path(name); }
 
 private:
     ScriptFolder m_scripts;
-    std::shared_ptr<MappedProcessRunner> m_runner;
+    std::shared_ptr<MappedProcessRunner> m_runner = std::make_shared<MappedProcessRunner>(std::make_shared<LiveProcessRunner>());
     int m_count = 0;
 };

@@ -1,17 +1,12 @@
 #!/bin/bash
-# Stand-in for Homebrew's install script, served over HTTP and run as
-# /bin/bash -c "$(curl -fsSL …)". Checks sudo (-A when SUDO_ASKPASS is set, else -n), installs the
-# Command Line Tools when missing, creates the prefix and fetches brew from $STANDIN_DOWNLOADS/brew.
-# Reads SUDO_ASKPASS, NONINTERACTIVE, STANDIN_DOWNLOADS, HOME, USER.
+# Stand-in for Homebrew's install script, run as /bin/bash -c "$(curl -fsSL …)": checks sudo (-A with
+# SUDO_ASKPASS, else -n), installs the Command Line Tools when missing, fetches $STANDIN_DOWNLOADS/brew.
 ohai() { printf '==> %s\n' "$*"; }
 abort() { printf '%s\n' "$1" >&2; exit 1; }
 
-if [ "$(/usr/bin/uname -m)" = arm64 ]; then
-    prefix=/opt/homebrew repository=/opt/homebrew
-else
-    prefix=/usr/local repository=/usr/local/Homebrew
-fi
-if [ -n "$SUDO_ASKPASS" ]; then sudo_flag=-A; else sudo_flag=-n; fi
+prefix=/opt/homebrew repository=/opt/homebrew
+[ "$(/usr/bin/uname -m)" = arm64 ] || prefix=/usr/local repository=/usr/local/Homebrew
+sudo_flag=-n; [ -z "$SUDO_ASKPASS" ] || sudo_flag=-A
 execute_sudo() {
     ohai "/usr/bin/sudo $*"
     /usr/bin/sudo "$sudo_flag" "$@" || abort "Failed during: /usr/bin/sudo $*"
@@ -56,11 +51,7 @@ curl -fsSLg -o "$prefix/bin/brew" "$STANDIN_DOWNLOADS/brew" && chmod 755 "$prefi
 ohai "Installation successful!"
 echo
 ohai "Next steps:"
-echo "- Run these commands in your terminal to add Homebrew to your PATH:"
-echo "    echo >> $HOME/.zprofile"
-echo "    echo 'eval \"\$($prefix/bin/brew shellenv)\"' >> $HOME/.zprofile"
-echo "    eval \"\$($prefix/bin/brew shellenv)\""
-echo "- Run brew help to get started"
-echo "- Further documentation:"
-echo "    https://docs.brew.sh"
+printf '%s\n' "- Run these commands in your terminal to add Homebrew to your PATH:" "    echo >> $HOME/.zprofile" \
+    "    echo 'eval \"\$($prefix/bin/brew shellenv)\"' >> $HOME/.zprofile" "    eval \"\$($prefix/bin/brew shellenv)\"" \
+    "- Run brew help to get started" "- Further documentation:" "    https://docs.brew.sh"
 exit 0

@@ -1,14 +1,11 @@
-# Stand-in for SDKMAN's bin/sdkman-init.sh, sourced by zsh or bash: puts every candidate's
-# `current` on PATH, sets JAVA_HOME, and defines `sdk` with install and default for java,
-# fetching $STANDIN_DOWNLOADS/sdkman/java/<version>/<platform>. Reads SDKMAN_DIR, STANDIN_DOWNLOADS
-# and sdkman_auto_answer from $SDKMAN_DIR/etc/config.
+# Stand-in for SDKMAN's bin/sdkman-init.sh, sourced by zsh or bash: puts candidates on PATH, sets JAVA_HOME
+# and defines `sdk` (install, default) for java, fetching $STANDIN_DOWNLOADS/sdkman/java/<version>/<platform>.
 export SDKMAN_DIR="${SDKMAN_DIR:-$HOME/.sdkman}"
 export SDKMAN_CANDIDATES_DIR="$SDKMAN_DIR/candidates"
 [ -f "$SDKMAN_DIR/etc/config" ] && . "$SDKMAN_DIR/etc/config"
 
 __sdkman_path_add() { # prepends $1 to PATH unless it is there already
-    case ":$PATH:" in *":$1:"*) ;; *) PATH="$1${PATH:+:$PATH}" ;; esac
-    export PATH
+    case ":$PATH:" in *":$1:"*) ;; *) export PATH="$1${PATH:+:$PATH}" ;; esac
 }
 
 __sdkman_refresh() {
@@ -21,9 +18,7 @@ __sdkman_refresh() {
     return 0
 }
 
-__sdkman_link_current() {
-    ln -sfn "$1" "$SDKMAN_CANDIDATES_DIR/java/current" && __sdkman_refresh
-}
+__sdkman_link_current() { ln -sfn "$1" "$SDKMAN_CANDIDATES_DIR/java/current" && __sdkman_refresh; }
 
 __sdkman_install() {
     local version="$1" platform archive answer plain=1
@@ -53,12 +48,8 @@ __sdkman_install() {
     fi
     rm -f "$archive"
     printf '%s\n%s\n\n' "Installing: java $version" "Done installing!"
-    if [ "${sdkman_auto_answer-}" = true ]; then
-        answer=y
-    else
-        printf '%s' "Do you want java $version to be set as default? (Y/n): "
-        read -r answer
-    fi
+    answer=y
+    [ "${sdkman_auto_answer-}" = true ] || { printf '%s' "Do you want java $version to be set as default? (Y/n): "; read -r answer; }
     case $answer in
         ''|[Yy]*)
             printf '\n%s\n' "Setting java $version as default."
