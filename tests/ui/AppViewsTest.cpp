@@ -58,58 +58,54 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
     using State = DiagnoseViewModel::State;
     using Z = ZprofileDiffSheetModel::State;
     const Outcome installed = Outcome::success(QStringLiteral("Temurin installed."));
+    const Outcome homebrew = Outcome::success(QStringLiteral("Homebrew installed."));
+    const auto on = [](Page page) { return [page](TarnwickAppModel &app) { return app.page() == page; }; };
+    const auto backAtDiagnosis = [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; };
+    const auto diagnosed = [](DiagnoseViewModel &) { return true; };
+    const auto ran = [](std::optional<Remediation> fix, Outcome outcome) {
+        return [fix, outcome](DiagnoseViewModel &m) {
+            fix ? m.remediate(*fix) : m.remediatePrimary();
+            m.finish(outcome);
+            return QTest::qWaitFor([&] { return !m.busy(); }, 10000);
+        };
+    };
+    const auto previewed = [](DiagnoseViewModel &m) {
+        m.remediatePrimary();
+        return QTest::qWaitFor([&] { return m.zprofileSheet()->state() == Z::Previewed; }, 10000);
+    };
     AuditStageModel *firstStage = nullptr;
     const struct Case {
         const char *name;
         const char *scenario;
-        std::function<bool(DiagnoseViewModel &)> reach; // from the diagnosis to the page
+        std::function<bool(DiagnoseViewModel &)> reach; // from the diagnosis to the page; none: Welcome
         Qt::Key key;
         std::function<bool(TarnwickAppModel &)> pressed;
     } cases[] = {
-        {"welcome: Diagnose Java", "developer-no-java", nullptr, Qt::Key_Return,
-         [](TarnwickAppModel &app) { return app.page() == Page::Diagnose; }},
-        {"diagnosis: its fix", "developer-no-java", [](DiagnoseViewModel &) { return true; }, Qt::Key_Return,
-         [](TarnwickAppModel &app) { return app.diagnose()->remediationSheet() != nullptr; }},
-        {"no errors: Continue", "healthy", [](DiagnoseViewModel &) { return true; }, Qt::Key_Enter,
-         [](TarnwickAppModel &app) { return app.page() == Page::Audit; }},
-        {"running sheet: Escape cancels", "developer-no-java", [](DiagnoseViewModel &m) { m.remediatePrimary(); return m.remediationSheet(); },
-         Qt::Key_Escape, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
+        {"welcome: Diagnose Java", "developer-no-java", nullptr, Qt::Key_Return, on(Page::Diagnose)},
+        {"diagnosis: its fix", "developer-no-java", diagnosed, Qt::Key_Return, [](auto &app) { return app.diagnose()->remediationSheet(); }},
+        {"no errors: Continue", "healthy", diagnosed, Qt::Key_Enter, on(Page::Audit)},
+        {"running sheet: Escape cancels", "developer-no-java", [](auto &m) { m.remediatePrimary(); return m.remediationSheet(); }, Qt::Key_Escape,
+         backAtDiagnosis},
         {"ended sheet: Continue to verify", "developer-no-java",
          [](DiagnoseViewModel &m) {
              m.remediatePrimary();
              return QTest::qWaitFor([&] { return m.remediationSheet() && m.remediationSheet()->showsContinue(); }, 20000);
          },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() >= State::Verifying; }},
-        {"JAVA_HOME sheet: Apply", "java-home-unset",
-         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.zprofileSheet()->state() == Z::Previewed; }, 10000); },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->zprofileSheet()->state() == Z::Applied; }},
-        {"JAVA_HOME sheet: Escape cancels", "java-home-unset",
-         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.zprofileSheet()->state() == Z::Previewed; }, 10000); },
-         Qt::Key_Escape, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
-        {"check offers JAVA_HOME: set it", "java-home-unset",
-         [installed](DiagnoseViewModel &m) {
-             m.remediate(Remediation::installViaPKG(21));
-             m.finish(installed);
-             return QTest::qWaitFor([&] { return m.state() == State::Verified; }, 10000);
-         },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->zprofileSheet() != nullptr; }},
-        {"check failed: Back", "developer-no-java",
-         [installed](DiagnoseViewModel &m) { m.remediatePrimary(); m.finish(installed); return QTest::qWaitFor([&] { return m.state() == State::Verified; }, 10000); },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
-        {"error: Back", "developer-no-java",
-         [](DiagnoseViewModel &m) { m.remediatePrimary(); m.finish(Outcome::failure(QStringLiteral("Install failed (exit code 1)."))); return true; },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; }},
-        {"completed: Continue", "new-mac",
-         [](DiagnoseViewModel &m) { m.remediate(Remediation::installHomebrew()); m.finish(Outcome::success(QStringLiteral("Homebrew installed."))); return true; },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.page() == Page::Audit; }},
+         Qt::Key_Return, [](auto &app) { return app.diagnose()->state() >= State::Verifying; }},
+        {"JAVA_HOME sheet: Apply", "java-home-unset", previewed, Qt::Key_Return, [](auto &app) { return app.diagnose()->zprofileSheet()->state() == Z::Applied; }},
+        {"JAVA_HOME sheet: Escape cancels", "java-home-unset", previewed, Qt::Key_Escape, backAtDiagnosis},
+        {"check offers JAVA_HOME: set it", "java-home-unset", ran(Remediation::installViaPKG(21), installed), Qt::Key_Return,
+         [](auto &app) { return app.diagnose()->zprofileSheet(); }},
+        {"check failed: Back", "developer-no-java", ran({}, installed), Qt::Key_Return, backAtDiagnosis},
+        {"error: Back", "developer-no-java", ran({}, Outcome::failure(QStringLiteral("Install failed (exit code 1)."))), Qt::Key_Return, backAtDiagnosis},
+        {"completed: Continue", "new-mac", ran(Remediation::installHomebrew(), homebrew), Qt::Key_Return, on(Page::Audit)},
         {"audit stage: Skip", "new-mac",
          [&](DiagnoseViewModel &m) {
-             m.remediate(Remediation::installHomebrew());
-             m.finish(Outcome::success(QStringLiteral("Homebrew installed.")));
+             ran(Remediation::installHomebrew(), homebrew)(m);
              m.continueToAudit();
              return QTest::qWaitFor([&] { return (firstStage = m_app->audit() ? m_app->audit()->stage() : nullptr); }, 10000);
          },
-         Qt::Key_Return, [&](TarnwickAppModel &app) { return app.audit()->stage() != firstStage; }},
+         Qt::Key_Return, [&](auto &app) { return app.audit()->stage() != firstStage; }},
         {"final report: Done", "healthy",
          [&](DiagnoseViewModel &m) {
              m.continueToAudit();
@@ -119,7 +115,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
                  return m_app->audit() && m_app->audit()->report();
              }, 10000);
          },
-         Qt::Key_Return, [](TarnwickAppModel &app) { return app.page() == Page::Welcome; }},
+         Qt::Key_Return, on(Page::Welcome)},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
