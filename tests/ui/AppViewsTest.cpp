@@ -51,6 +51,29 @@ protected:
 
 } // namespace
 
+// Links are controls of their own, opened through the opener when clicked.
+TEST_F(AppWindowTest, LinksOpenWhenClicked)
+{
+    QQuickWindow *window = open("developer-no-java");
+    ASSERT_TRUE(window);
+    const auto click = [window](const char *name) {
+        QQuickItem *target = visibleItem(window->contentItem(), QString::fromLatin1(name));
+        if (target)
+            clickItem(window, target);
+        return target != nullptr;
+    };
+    EXPECT_TRUE(click("consent-privacy-link"));
+    m_app->consent()->accept();
+    m_app->push(TarnwickAppModel::Screen::diagnose);
+    DiagnoseViewModel *model = m_app->diagnose();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->state() == DiagnoseViewModel::State::Diagnosed; }, 10000));
+    model->remediatePrimary();
+    model->finish(Outcome::failure(QStringLiteral("Install failed. The article at [Ferrowood](https://ferrowood.com/java/x) may help.")));
+    QTest::qWait(50); // the page comes up
+    EXPECT_TRUE(click("diagnose-message-link"));
+    EXPECT_EQ(m_world.opened, (QList<QUrl>{m_app->consent()->privacyURL(), QUrl(QStringLiteral("https://ferrowood.com/java/x"))}));
+}
+
 // Return presses each page's default action; Escape cancels a sheet that has Cancel. Each row
 // brings the real window to its page through the model, then sends the key.
 TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
