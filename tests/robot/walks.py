@@ -80,6 +80,7 @@ class Walks(unittest.TestCase):
         s = self.session("first-launch", "developer-no-java", line_pause_ms=400)
         s.launch()
         s.find("label", "Welcome to Tarnwick")
+        s.find("label", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use this machine.")
         s.find("push button", "ferrowood.com/tarnwick/privacy")
         self.look(s, "consent")
         s.key("Return")  # Continue is the default action
