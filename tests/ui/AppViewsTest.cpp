@@ -71,7 +71,9 @@ TEST_F(AppWindowTest, LinksOpenWhenClicked)
     model->finish(Outcome::failure(QStringLiteral("Install failed. The article at [Ferrowood](https://ferrowood.com/java/x) may help.")));
     QTest::qWait(50); // the page comes up
     EXPECT_TRUE(click("diagnose-message-link"));
-    EXPECT_EQ(m_world.opened, (QList<QUrl>{m_app->consent()->privacyURL(), QUrl(QStringLiteral("https://ferrowood.com/java/x"))}));
+    EXPECT_TRUE(click("scaffold-article-link"));
+    EXPECT_EQ(m_world.opened, (QList<QUrl>{m_app->consent()->privacyURL(), QUrl(QStringLiteral("https://ferrowood.com/java/x")),
+                                           QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))}));
 }
 
 // Return presses each page's default action; Escape cancels a sheet that has Cancel. Each row

@@ -264,3 +264,33 @@ TEST_F(QmlViewTest, ReportLinksWarpOnlyWhileItIsMissing)
         m_view.reset(); // before the model it shows
     }
 }
+
+// Each page shows what its Mac lacks, and only that.
+TEST_F(QmlViewTest, AuditPagesShowWhatTheirMacLacks)
+{
+    using Names = std::vector<const char *>;
+    const struct {
+        SystemProfile profile;
+        int skips; // pages passed first
+        Names shown, absent;
+    } cases[] = {
+        {mac(Architecture::appleSilicon, 14, 0), 0, {"audit-stage-foundations", "audit-homebrew-command", "audit-stage-install", "audit-macos-link"},
+         {"audit-tools-link"}},
+        {mac(Architecture::appleSilicon, 26, brew), 0, {"audit-tools-link"}, {"audit-stage-install", "audit-macos-link", "audit-homebrew-command"}},
+        {mac(Architecture::intel, 13, brew | tools), 0, {"audit-stage-terminal", "audit-stage-install", "audit-warp-disclosure", "audit-warp-link"}, {}},
+        {mac(Architecture::intel, 13, tools | cursor), 1, {"audit-stage-terminal", "audit-warp-link"}, {"audit-stage-install", "audit-warp-disclosure"}},
+    };
+    for (const auto &c : cases) {
+        UiWorld world;
+        StagedAuditFlowModel flow(world.context(), c.profile, {});
+        ASSERT_TRUE(show("StagedAuditFlowView.qml", &flow, QSize(760, 620)));
+        for (int i = 0; i < c.skips; ++i)
+            flow.stage()->skip();
+        QTest::qWait(20); // the next page comes up
+        for (const char *name : c.shown)
+            EXPECT_TRUE(item(name)) << name;
+        for (const char *name : c.absent)
+            EXPECT_FALSE(item(name)) << name;
+        m_view.reset(); // before the model it shows
+    }
+}
