@@ -99,8 +99,8 @@ TEST(AuditFlow, StagesAreSkippedOrShownAsTheMacNeeds)
     }
 }
 
-// What each page offers, from the profile it shows.
-TEST(AuditStage, PagesOfferOnlyWhatTheMacLacks)
+// What each page offers, from the profile it shows, and its real view shows only that.
+TEST_F(QmlViewTest, AuditPagesOfferOnlyWhatTheMacLacks)
 {
     using Stage = AuditStageModel::Stage;
     const QString command = *HomebrewInstaller::commandLine(HomebrewInstaller::defaultScriptURL());
@@ -133,11 +133,20 @@ TEST(AuditStage, PagesOfferOnlyWhatTheMacLacks)
         EXPECT_EQ(!page.disclosure().isEmpty(), c.disclosed);
         const bool homebrewBlock = c.blocks.contains(QStringLiteral("homebrew"));
         EXPECT_EQ(texts(page.rows(), "command").contains(command), homebrewBlock) << "the installer's own command line";
+        ASSERT_TRUE(show("AuditStageView.qml", &page, QSize(760, 620)));
+        const auto shown = [this](const QString &name) { return item(qPrintable(name)) != nullptr; };
+        EXPECT_EQ(shown(QStringLiteral("audit-homebrew-command")), homebrewBlock);
+        EXPECT_EQ(shown(QStringLiteral("audit-stage-install")), !c.install.isEmpty());
+        EXPECT_EQ(shown(QStringLiteral("audit-warp-disclosure")), c.disclosed);
+        EXPECT_EQ(shown(QStringLiteral("audit-warp-link")), c.stage == Stage::Terminal);
+        for (const QString &block : {QStringLiteral("tools"), QStringLiteral("macos")})
+            EXPECT_EQ(shown(QStringLiteral("audit-%1-link").arg(block)), c.blocks.contains(block)) << block.toStdString();
         page.install();
         EXPECT_EQ(page.remediationSheet() != nullptr, !c.install.isEmpty());
         if (page.remediationSheet()) {
             EXPECT_EQ(world.sink.events().value(0), TE::remediationApplied(*page.offeredFix()));
         }
+        m_view.reset(); // before the model it shows
     }
 }
 
@@ -265,32 +274,3 @@ TEST_F(QmlViewTest, ReportLinksWarpOnlyWhileItIsMissing)
     }
 }
 
-// Each page shows what its Mac lacks, and only that.
-TEST_F(QmlViewTest, AuditPagesShowWhatTheirMacLacks)
-{
-    using Names = std::vector<const char *>;
-    const struct {
-        SystemProfile profile;
-        int skips; // pages passed first
-        Names shown, absent;
-    } cases[] = {
-        {mac(Architecture::appleSilicon, 14, 0), 0, {"audit-stage-foundations", "audit-homebrew-command", "audit-stage-install", "audit-macos-link"},
-         {"audit-tools-link"}},
-        {mac(Architecture::appleSilicon, 26, brew), 0, {"audit-tools-link"}, {"audit-stage-install", "audit-macos-link", "audit-homebrew-command"}},
-        {mac(Architecture::intel, 13, brew | tools), 0, {"audit-stage-terminal", "audit-stage-install", "audit-warp-disclosure", "audit-warp-link"}, {}},
-        {mac(Architecture::intel, 13, tools | cursor), 1, {"audit-stage-terminal", "audit-warp-link"}, {"audit-stage-install", "audit-warp-disclosure"}},
-    };
-    for (const auto &c : cases) {
-        UiWorld world;
-        StagedAuditFlowModel flow(world.context(), c.profile, {});
-        ASSERT_TRUE(show("StagedAuditFlowView.qml", &flow, QSize(760, 620)));
-        for (int i = 0; i < c.skips; ++i)
-            flow.stage()->skip();
-        QTest::qWait(20); // the next page comes up
-        for (const char *name : c.shown)
-            EXPECT_TRUE(item(name)) << name;
-        for (const char *name : c.absent)
-            EXPECT_FALSE(item(name)) << name;
-        m_view.reset(); // before the model it shows
-    }
-}
