@@ -1,9 +1,6 @@
-"""Drives the real app from outside its process, as a screen reader and a person would.
-
-A Session starts a private X server (Xvfb), a private D-Bus session with the accessibility bus,
-and the unmodified app in them; it finds controls by role and accessible name, clicks them with
-real X pointer events or presses them through the accessibility "press" action, reads their
-texts and photographs the screen. Everything it started is stopped when the session ends.
+"""Drives the real app from outside its process, as a screen reader and a person would: a private
+X server, a private D-Bus session with the accessibility bus, and the unmodified app in them.
+Everything a Session starts is stopped when it ends.
 """
 
 import ctypes
@@ -33,30 +30,10 @@ def _require(program):
     return path
 
 
-def _read_line_from(fd, timeout, what):
-    """Reads one line that a starting daemon writes to fd, or raises Unavailable."""
-    deadline = time.monotonic() + timeout
-    data = b""
-    while b"\n" not in data:
-        remaining = deadline - time.monotonic()
-        if remaining <= 0:
-            raise Unavailable(f"{what} did not start within {timeout:.0f} s")
-        ready, _, _ = select.select([fd], [], [], remaining)
-        if not ready:
-            continue
-        chunk = os.read(fd, 256)
-        if not chunk:
-            raise Unavailable(f"{what} exited before it was ready")
-        data += chunk
-    return data.decode().strip()
-
-
 def descendants(pid):
     """Ids of every live process below pid (read from /proc)."""
     children = {}
-    for entry in os.listdir("/proc"):
-        if not entry.isdigit():
-            continue
+    for entry in filter(str.isdigit, os.listdir("/proc")):
         try:
             with open(f"/proc/{entry}/stat") as stat:
                 fields = stat.read().rsplit(")", 1)[1].split()
@@ -66,9 +43,9 @@ def descendants(pid):
             children.setdefault(int(fields[1]), []).append(int(entry))
     found, todo = [], [pid]
     while todo:
-        for child in children.get(todo.pop(), []):
-            found.append(child)
-            todo.append(child)
+        below = children.get(todo.pop(), [])
+        found += below
+        todo += below
     return found
 
 
@@ -76,26 +53,19 @@ class Session:
     """One private desktop with the app in it. Use as a context manager."""
 
     def __init__(self, app, shots_dir, name, fixture, env=None):
-        self.app_path = app
+        self.app_path, self.fixture, self.extra_env = app, fixture, env or {}
         self.shots_dir = os.path.join(shots_dir, name)
-        self.fixture = fixture
-        self.extra_env = env or {}
         self.scratch = tempfile.mkdtemp(prefix="tarnwick-robot-")
         self.home = os.path.join(self.scratch, "home")
-        self._daemons = []
-        self.app = None
-        self.window = None
-        self._shot_number = 0
-        self.pyatspi = None
-
-    # -- start and stop -------------------------------------------------------------------
+        self._daemons, self.app, self.window, self._shot_number = [], None, None, 0
 
     def __enter__(self):
         try:
             os.makedirs(self.home, exist_ok=True)
             shutil.rmtree(self.shots_dir, ignore_errors=True)
             os.makedirs(self.shots_dir)
-            self._start_display()
+            self.display = ":" + self._daemon_line([_require("Xvfb"), "-displayfd", "{fd}", "-screen", "0", "1024x768x24",
+                                                     "-noreset", "-nolisten", "tcp"], "Xvfb")
             self._start_buses()
         except BaseException:
             self.close()
@@ -111,43 +81,38 @@ class Session:
         self._daemons.append(process)
         return process
 
-    def _start_display(self):
-        xvfb = _require("Xvfb")
+    def _daemon_line(self, argv, what, timeout=20):
+        """Starts a daemon that writes one line (its display or address) to the fd put for {fd}."""
         read_end, write_end = os.pipe()
-        self._spawn([xvfb, "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-noreset", "-nolisten", "tcp"],
-                    pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self._spawn([arg.replace("{fd}", str(write_end)) for arg in argv], pass_fds=[write_end],
+                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(write_end)
+        deadline, data = time.monotonic() + timeout, b""
         try:
-            self.display = ":" + _read_line_from(read_end, 20, "Xvfb")
+            while b"\n" not in data:
+                remaining = deadline - time.monotonic()
+                if remaining <= 0:
+                    raise Unavailable(f"{what} did not start within {timeout} s")
+                if select.select([read_end], [], [], remaining)[0]:
+                    chunk = os.read(read_end, 256)
+                    if not chunk:
+                        raise Unavailable(f"{what} exited before it was ready")
+                    data += chunk
         finally:
             os.close(read_end)
+        return data.decode().strip()
 
     def _start_buses(self):
-        dbus = _require("dbus-daemon")
         launcher = _require("/usr/libexec/at-spi-bus-launcher")
         _require("/usr/libexec/at-spi2-registryd")
         runtime = os.path.join(self.scratch, "runtime")
         os.makedirs(runtime, mode=0o700)
-        read_end, write_end = os.pipe()
-        self._spawn([dbus, "--session", "--nofork", "--nopidfile", f"--print-address={write_end}"],
-                    pass_fds=[write_end], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        os.close(write_end)
-        try:
-            address = _read_line_from(read_end, 20, "the D-Bus session bus")
-        finally:
-            os.close(read_end)
-        self.env = {
-            "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
-            "HOME": self.home,
-            "XDG_CONFIG_HOME": os.path.join(self.home, ".config"),
-            "XDG_RUNTIME_DIR": runtime,
-            "DISPLAY": self.display,
-            "DBUS_SESSION_BUS_ADDRESS": address,
-            "LANG": "C.UTF-8",
-            "NO_AT_BRIDGE": "0",
-        }
-        self._spawn([launcher, "--launch-immediately"], env=self.env,
-                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        address = self._daemon_line([_require("dbus-daemon"), "--session", "--nofork", "--nopidfile", "--print-address={fd}"],
+                                    "the D-Bus session bus")
+        self.env = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": self.home, "XDG_CONFIG_HOME": os.path.join(self.home, ".config"),
+                    "XDG_RUNTIME_DIR": runtime, "DISPLAY": self.display, "DBUS_SESSION_BUS_ADDRESS": address,
+                    "LANG": "C.UTF-8", "NO_AT_BRIDGE": "0"}
+        self._spawn([launcher, "--launch-immediately"], env=self.env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         # pyatspi connects to the buses named in this process's environment when imported.
         os.environ.update(self.env)
         import pyatspi
@@ -166,51 +131,41 @@ class Session:
         while True:
             try:
                 pyatspi.Registry.getDesktop(0).childCount
-                break
+                return
             except Exception as error:  # the registry answers once the launcher has started it
                 if time.monotonic() > deadline:
                     raise Unavailable(f"the accessibility bus did not answer: {error}")
                 time.sleep(0.2)
 
     def launch(self):
-        """Starts the app and waits for its window to appear in the accessibility tree."""
-        env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb",
-                   QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
+        """Starts the app and waits for its window in the accessibility tree, then clicks an empty
+        corner of it: without a window manager the app takes the keyboard only after a click, and
+        keeps it while the pointer stays over the window."""
+        env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
         self._log = open(os.path.join(self.shots_dir, "app.log"), "ab")
         self.app = subprocess.Popen([self.app_path], env=env, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL,
                                     stdout=self._log, stderr=subprocess.STDOUT)
-        self.window = self.wait_for(lambda: self._app_window(), "the app's window in the accessibility tree")
-        self.focus_window()
-        return self.window
-
-    def focus_window(self):
-        """Clicks an empty corner of the window, as a person does before typing. Without a window
-        manager the app takes the keyboard only after a click, and keeps it while the pointer
-        stays over the window."""
-        x, y, width, height = self.window.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS)
+        self.window = self.wait_for(self._app_window, "the app's window in the accessibility tree")
+        x, y, width, height = self._extents(self.window)
         self._xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
+        return self.window
 
     def _app_window(self):
         desktop = self.pyatspi.Registry.getDesktop(0)
         for index in range(desktop.childCount):
-            application = desktop.getChildAtIndex(index)
             try:
+                application = desktop.getChildAtIndex(index)
                 if application is not None and application.get_process_id() == self.app.pid and application.childCount:
                     return application.getChildAtIndex(0)
             except Exception:
                 continue
-        if self.app.poll() is not None:
-            raise RobotFailure(f"the app exited with {self.app.returncode} before its window appeared")
         return None
 
     def quit_app(self):
-        """Stops the app (SIGTERM, then SIGKILL) and returns its exit status."""
-        if self.app is None:
-            return None
-        app, self.app, self.window = self.app, None, None
-        _stop_group(app)
-        self._log.close()
-        return app.returncode
+        if self.app is not None:
+            app, self.app, self.window = self.app, None, None
+            _stop_group(app)
+            self._log.close()
 
     def close(self):
         self.quit_app()
@@ -240,23 +195,21 @@ class Session:
                 raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
             time.sleep(0.1)
 
-    def showing(self):
-        """Every item on screen, parents before children."""
-        todo = [self.window]
+    def showing(self, root=None):
+        """Every item on screen under root (the window), parents before children."""
+        todo = [root or self.window]
         while todo:
             node = todo.pop(0)
             try:
-                states = node.getState()
-                if not states.contains(self.pyatspi.STATE_SHOWING) and node is not self.window:
-                    continue
-                yield node
-                todo.extend(node.getChildAtIndex(i) for i in range(node.childCount))
+                if node is self.window or node.getState().contains(self.pyatspi.STATE_SHOWING):
+                    yield node
+                    todo.extend(node.getChildAtIndex(i) for i in range(node.childCount))
             except Exception:
                 continue  # an item that went away while we looked
 
-    def all(self, role, name=None):
+    def all(self, role, name=None, root=None):
         """Showing items of a role (e.g. "push button"), optionally with this exact name."""
-        return [node for node in self.showing() if node.getRoleName() == role and (name is None or node.name == name)]
+        return [node for node in self.showing(root) if node.getRoleName() == role and (name is None or node.name == name)]
 
     def find(self, role, name, timeout=DEFAULT_TIMEOUT):
         """The one showing item with this role and accessible name."""
@@ -286,17 +239,19 @@ class Session:
 
     # -- acting ----------------------------------------------------------------------------
 
+    def _extents(self, item):
+        return tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
+
     def _xdotool(self, *args):
         subprocess.run([_require("xdotool"), *args], env=self.env, check=True, timeout=10)
 
     def click(self, item):
-        """A real left click at the middle of the item."""
-        # A screen still laying itself out moves its controls: click where the item has come to rest.
-        extents = lambda: tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
-        settled = [extents()]
+        """A real left click at the middle of the item, once a screen still laying itself out has
+        stopped moving it."""
+        settled = [self._extents(item)]
         def still():
             time.sleep(0.1)
-            settled.append(extents())
+            settled.append(self._extents(item))
             return settled[-1] == settled[-2]
         self.wait_for(still, f"{item.getRoleName()} {item.name!r} to stop moving", timeout=5)
         x, y, width, height = settled[-1]
@@ -319,22 +274,17 @@ class Session:
         """Clicks into a text field and types ASCII text with real key events."""
         self.click(item)
         self._xdotool("type", "--delay", "20", text)
-        self.wait_for(lambda: self.text_of(item) == text, f"{item.name!r} to read {text!r}", timeout=5)
-
-    def text_of(self, item):
-        """What a text field holds (its name is its label, not its content)."""
-        return item.queryText().getText(0, -1)
+        self.wait_for(lambda: item.queryText().getText(0, -1) == text, f"{item.name!r} to read {text!r}", timeout=5)
 
     def shot(self, label):
-        """A picture of the whole screen, numbered in the order taken."""
+        """A picture of the window and whatever it shows over itself, numbered in the order taken."""
         self._shot_number += 1
         path = os.path.join(self.shots_dir, f"{self._shot_number:02d}-{label}.png")
         crop = []
-        if self.window is not None:  # the window and whatever it shows over itself
-            x, y, width, height = self.window.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS)
+        if self.window is not None:
+            x, y, width, height = self._extents(self.window)
             crop = ["-crop", f"{width}x{height}+{max(x, 0)}+{max(y, 0)}", "+repage"]
-        subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path],
-                       env=self.env, check=True, timeout=20)
+        subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path], env=self.env, check=True, timeout=20)
         return path
 
 
@@ -346,18 +296,16 @@ def _own_group_dying_with_us():
 
 
 def _stop_group(process):
-    if process.poll() is None:
+    """SIGTERM to the group, SIGKILL if it lingers, then SIGKILL whatever the leader left behind."""
+    for sig, wait in ((signal.SIGTERM, True), (signal.SIGKILL, True), (signal.SIGKILL, False)):
+        if wait and process.poll() is not None:
+            continue
         try:
-            os.killpg(process.pid, signal.SIGTERM)
+            os.killpg(process.pid, sig)
         except ProcessLookupError:
             pass
-        try:
-            process.wait(timeout=5)
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.wait()
-    else:
-        try:
-            os.killpg(process.pid, signal.SIGKILL)  # whatever the group leader left behind
-        except ProcessLookupError:
-            pass
+        if wait:
+            try:
+                process.wait(timeout=5)
+            except subprocess.TimeoutExpired:
+                pass

@@ -37,22 +37,19 @@ class Walks(unittest.TestCase):
 
     def session(self, name, fixture, line_pause_ms=0):
         try:
-            return self.enterContext(robot.Session(APP, SHOTS, name, fixture,
-                                                   env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
+            return self.enterContext(robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
         except robot.Unavailable as reason:
             self.skipTest(f"no desktop to drive: {reason}")
 
     def look(self, s, label):
         """Every step: a picture, and no meaningful picture or icon without a name."""
         s.shot(label)
-        unnamed = [node.getRoleName() for node in s.showing()
-                   if node.getRoleName() in PICTURE_ROLES and not node.name]
+        unnamed = [node.getRoleName() for node in s.showing() if node.getRoleName() in PICTURE_ROLES and not node.name]
         self.assertEqual(unnamed, [], f"unnamed pictures on the {label} screen")
 
     def assertCleanLog(self, s):
         with open(os.path.join(s.shots_dir, "app.log"), errors="replace") as log:
-            qml_warnings = [line for line in log if ".qml:" in line]
-        self.assertEqual(qml_warnings, [], "the app logged QML warnings")
+            self.assertEqual([line for line in log if ".qml:" in line], [], "the app logged QML warnings")
 
     def open_diagnosis(self, s, act):
         """From a first launch to the diagnosis, pressing with act (click or press)."""
@@ -61,16 +58,6 @@ class Walks(unittest.TestCase):
 
     def output_lines(self, s):
         return [node.name for node in s.all("text")]
-
-    def in_sheet(self, s, sheet, name):
-        """The sheet's own push button of this name (the page under it may have one too)."""
-        todo = [sheet]
-        while todo:
-            node = todo.pop(0)
-            if node.getRoleName() == "push button" and node.name == name and node.getState().contains(s.pyatspi.STATE_SHOWING):
-                return node
-            todo.extend(node.getChildAtIndex(i) for i in range(node.childCount))
-        return None
 
     def audit_pages(self, s, act, titles):
         """Through the audit's pages, which must come in this order, to the report."""
@@ -86,15 +73,6 @@ class Walks(unittest.TestCase):
         nodes = [node for node in s.showing() if node.getRoleName() in ("label", "push button") and node.name]
         return [(mark.name, text.name) for mark, text in zip(nodes, nodes[1:]) if mark.name in MARK_NAMES]
 
-    def send_feedback(self, s, act, score, reason):
-        act(s.find("check box", str(score)))
-        s.wait_for(lambda: s.find("check box", str(score)).getState().contains(s.pyatspi.STATE_CHECKED),
-                   f"score {score} to be picked")
-        s.type(s.find("text", "What's the main reason for your score? (optional)"), reason)
-        act(s.find("push button", "Submit feedback"))
-        s.find("label", "✓ Thanks for the feedback.")
-        self.assertEqual(s.all("check box"), [], "the scores are still offered after the thanks")
-
     # -- walks ----------------------------------------------------------------------------
 
     def test_first_launch_fix_and_java_home(self):
@@ -102,6 +80,7 @@ class Walks(unittest.TestCase):
         s = self.session("first-launch", "developer-no-java", line_pause_ms=400)
         s.launch()
         s.find("label", "Welcome to Tarnwick")
+        s.find("label", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use this machine.")
         s.find("push button", "ferrowood.com/tarnwick/privacy")
         self.look(s, "consent")
         s.key("Return")  # Continue is the default action
@@ -165,7 +144,12 @@ class Walks(unittest.TestCase):
                                                ("suggestion", "Try Warp — we recommend it")])
         s.find("label", "How are we doing?")
         self.look(s, "report")
-        self.send_feedback(s, s.click, 9, "Quick and clear")
+        s.click(s.find("check box", "9"))
+        s.wait_for(lambda: s.find("check box", "9").getState().contains(s.pyatspi.STATE_CHECKED), "score 9 to be picked")
+        s.type(s.find("text", "What's the main reason for your score? (optional)"), "Quick and clear")
+        s.click(s.find("push button", "Submit feedback"))
+        s.find("label", "✓ Thanks for the feedback.")
+        self.assertEqual(s.all("check box"), [], "the scores are still offered after the thanks")
         self.look(s, "report-thanks")
         s.click(s.find("push button", "Done — back to home"))
         s.find("push button", "Diagnose Java")
@@ -201,7 +185,8 @@ class Walks(unittest.TestCase):
         sheet = s.dialog("Installing Homebrew")
         s.wait_for(lambda: len(self.output_lines(s)) > 1, "Homebrew's installer output")
         self.look(s, "homebrew-running")
-        s.press(s.wait_for(lambda: self.in_sheet(s, sheet, "Continue"), "the Homebrew sheet to end", timeout=60))
+        # The sheet's own Continue: the page under it has one too.
+        s.press(s.wait_for(lambda: s.all("push button", "Continue", root=sheet), "the Homebrew sheet to end", timeout=60)[0])
         s.wait_for(lambda: not s.all("dialog"), "the sheet to close")
         # The page looks at the Mac again and drops what is now there.
         s.wait_gone("push button", "Install Homebrew (recommended)")

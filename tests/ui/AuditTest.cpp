@@ -1,14 +1,11 @@
 #include "UiTestSupport.h"
 
-#include "diagnosis/SystemProfiler.h"
 #include "runners/HomebrewInstaller.h"
-#include "services/ProgramRunner.h"
 #include "ui/audit/SimplifiedCompletionModel.h"
 #include "ui/audit/StagedAuditFlowModel.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
@@ -47,11 +44,6 @@ QStringList texts(const QVariantList &rows, const char *key = "text")
     for (const QVariant &row : rows)
         all.append(row.toMap().value(QString::fromLatin1(key)).toString());
     return all;
-}
-
-SystemProfile profileOf(const SimulatedMac &simulated)
-{
-    return SystemProfiler(ProgramRunner(simulated.services().processRunner), simulated.services().fs, simulated.platform()).profile();
 }
 
 bool waitFor(const std::function<bool()> &done) { return QTest::qWaitFor(done, 20000); }
@@ -107,8 +99,8 @@ TEST(AuditFlow, StagesAreSkippedOrShownAsTheMacNeeds)
     }
 }
 
-// What each page offers, from the profile it shows.
-TEST(AuditStage, PagesOfferOnlyWhatTheMacLacks)
+// What each page offers, from the profile it shows, and its real view shows only that.
+TEST_F(QmlViewTest, AuditPagesOfferOnlyWhatTheMacLacks)
 {
     using Stage = AuditStageModel::Stage;
     const QString command = *HomebrewInstaller::commandLine(HomebrewInstaller::defaultScriptURL());
@@ -141,11 +133,20 @@ TEST(AuditStage, PagesOfferOnlyWhatTheMacLacks)
         EXPECT_EQ(!page.disclosure().isEmpty(), c.disclosed);
         const bool homebrewBlock = c.blocks.contains(QStringLiteral("homebrew"));
         EXPECT_EQ(texts(page.rows(), "command").contains(command), homebrewBlock) << "the installer's own command line";
+        ASSERT_TRUE(show("AuditStageView.qml", &page, QSize(760, 620)));
+        const auto shown = [this](const QString &name) { return item(qPrintable(name)) != nullptr; };
+        EXPECT_EQ(shown(QStringLiteral("audit-homebrew-command")), homebrewBlock);
+        EXPECT_EQ(shown(QStringLiteral("audit-stage-install")), !c.install.isEmpty());
+        EXPECT_EQ(shown(QStringLiteral("audit-warp-disclosure")), c.disclosed);
+        EXPECT_EQ(shown(QStringLiteral("audit-warp-link")), c.stage == Stage::Terminal);
+        for (const QString &block : {QStringLiteral("tools"), QStringLiteral("macos")})
+            EXPECT_EQ(shown(QStringLiteral("audit-%1-link").arg(block)), c.blocks.contains(block)) << block.toStdString();
         page.install();
         EXPECT_EQ(page.remediationSheet() != nullptr, !c.install.isEmpty());
         if (page.remediationSheet()) {
             EXPECT_EQ(world.sink.events().value(0), TE::remediationApplied(*page.offeredFix()));
         }
+        m_view.reset(); // before the model it shows
     }
 }
 
@@ -187,32 +188,6 @@ TEST(AuditStage, OutboundLinksAreCountedWithTheirAddress)
                              TE::auditOutboundClicked(QStringLiteral("Warp"), warp), TE::auditOutboundClicked(QStringLiteral("Warp"), warp)}));
     }
     qunsetenv("TARNWICK_WARP_URL");
-}
-
-// Homebrew installed from the foundations page of a simulated Mac: the sheet runs and closes,
-// the flow profiles the Mac again and the page no longer offers Homebrew.
-TEST(AuditStage, HomebrewInstalledFromThePageLeavesItsOffer)
-{
-    UiWorld world;
-    world.mac = SimulatedMac::create(QStringLiteral("cursor-user-no-homebrew"), SimulatedMac::Options {.linePause = std::chrono::milliseconds(0)});
-    StagedAuditFlowModel flow(world.context(), profileOf(*world.mac), {});
-    flow.start();
-    AuditStageModel *page = flow.stage();
-    ASSERT_TRUE(page);
-    ASSERT_EQ(page->installText(), QStringLiteral("Install Homebrew (recommended)"));
-    page->install();
-    RemediationSheetModel *sheet = page->remediationSheet();
-    ASSERT_TRUE(sheet);
-    ASSERT_TRUE(waitFor([&] { return sheet->state() != RemediationSheetModel::State::Running; }));
-    ASSERT_EQ(sheet->state(), RemediationSheetModel::State::Succeeded);
-    sheet->leave();
-    EXPECT_FALSE(page->remediationSheet());
-    EXPECT_TRUE(page->refreshing());
-    ASSERT_TRUE(waitFor([&] { return !page->refreshing(); }));
-    EXPECT_EQ(flow.stage(), page) << "a finished fix never advances by itself";
-    EXPECT_FALSE(texts(page->rows()).contains(QStringLiteral("Homebrew missing.")));
-    EXPECT_EQ(page->installText(), QString());
-    EXPECT_TRUE(flow.profileInEffect()->brewExecutable);
 }
 
 // Both closing screens: the card once per visit, unless a score was ever sent, and the
@@ -283,78 +258,19 @@ TEST(AuditClosing, CardIsOfferedOnceAndLeavingCountsOneDismissal)
     }
 }
 
-namespace {
-
-class AuditView : public QmlViewTest {
-protected:
-    bool show(const char *file, QObject *model) { return QmlViewTest::show(file, model, QSize(760, 620)); }
-    void render(const QString &name) { QmlViewTest::render(QStringLiteral("audit-") + name, {QSize(760, 620), QSize(640, 480)}, QSize(640, 480)); }
-
-    UiWorld m_world;
-};
-
-} // namespace
-
-// Each page state with its identifiers, Return pressing the page's default action.
-TEST_F(AuditView, EveryPageLoadsWithItsIdentifiers)
+// The report looks at the Mac afresh; its Warp row is a link only while Warp is missing.
+TEST_F(QmlViewTest, ReportLinksWarpOnlyWhileItIsMissing)
 {
-    struct Case {
-        const char *shot;
-        SystemProfile profile;
-        int returns; // pages passed with Return first
-        std::vector<const char *> shown;
-        std::vector<const char *> absent;
-    };
-    const Case cases[] = {
-        {"foundations-homebrew", mac(Architecture::appleSilicon, 14, 0), 0,
-         {"audit-stage-foundations", "audit-homebrew-command", "audit-stage-install", "audit-macos-link", "audit-stage-skip"},
-         {"audit-tools-link"}},
-        {"foundations-tools", mac(Architecture::appleSilicon, 26, brew), 0, {"audit-stage-foundations", "audit-tools-link"},
-         {"audit-stage-install", "audit-macos-link"}},
-        {"terminal-with-homebrew", mac(Architecture::intel, 13, brew | tools), 0,
-         {"audit-stage-terminal", "audit-stage-install", "audit-warp-disclosure", "audit-warp-link", "audit-stage-skip"}, {}},
-        {"terminal-without-homebrew", mac(Architecture::intel, 13, tools | cursor), 1, {"audit-stage-terminal", "audit-warp-link"},
-         {"audit-stage-install", "audit-warp-disclosure"}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.shot);
-        StagedAuditFlowModel flow(m_world.context(), c.profile, {});
-        ASSERT_TRUE(show("StagedAuditFlowView.qml", &flow));
-        for (int i = 0; i < c.returns; ++i)
-            QTest::keyClick(m_view.get(), Qt::Key_Return);
-        for (const char *name : c.shown)
-            EXPECT_TRUE(item(name)) << name;
-        for (const char *name : c.absent)
-            EXPECT_FALSE(item(name)) << name;
-        render(QString::fromLatin1(c.shot));
-        if (c.returns == 0 && flow.stage()->stage() == AuditStageModel::Stage::Terminal) {
-            // The install runs in its sheet over the page; Return belongs to the sheet meanwhile.
-            ASSERT_TRUE(click("audit-stage-install"));
-            ASSERT_TRUE(waitFor([&] { return item("remediation-end") != nullptr; }));
-            render(QStringLiteral("terminal-sheet"));
-            QTest::keyClick(m_view.get(), Qt::Key_Return);
-            ASSERT_TRUE(flow.stage()) << "Return pressed the page under the sheet";
-            EXPECT_FALSE(item("remediation-progress")) << "Return ends the sheet";
-            EXPECT_TRUE(m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app")));
-        }
-        // Return moves on, page by page, to the report.
-        for (int pages = 0; flow.stage() && pages < StagedAuditFlowModel::kStageCount; ++pages)
-            QTest::keyClick(m_view.get(), Qt::Key_Return);
-        ASSERT_TRUE(flow.report());
-        ASSERT_TRUE(waitFor([&] { return !flow.report()->busy(); }));
-        for (const char *name : {"audit-final-report", "nps-card", "audit-done"})
-            EXPECT_TRUE(item(name)) << name;
-        // The report looks at the Mac again: Warp, once installed from its page, is no link.
-        const bool warpInstalled = m_world.mac->fileSystem()->fileExists(QStringLiteral("/Applications/Warp.app"));
-        EXPECT_EQ(item("audit-report-warp-link") != nullptr, !warpInstalled);
-        if (c.returns == 1 || !warpInstalled)
-            render(warpInstalled ? QStringLiteral("report-warp-installed") : QStringLiteral("report"));
-        m_view.reset();
+    for (const bool installed : {false, true}) {
+        UiWorld world;
+        if (installed)
+            world.mac->fileSystem()->addDirectory(QStringLiteral("/Applications/Warp.app"));
+        FinalReportModel report(world.context(), mac(Architecture::appleSilicon, 26, brew | tools), {});
+        report.start();
+        ASSERT_TRUE(waitFor([&] { return !report.busy(); }));
+        ASSERT_TRUE(show("FinalReportView.qml", &report, QSize(760, 620)));
+        EXPECT_EQ(item("audit-report-warp-link") != nullptr, !installed) << installed;
+        m_view.reset(); // before the model it shows
     }
-    SimplifiedCompletionModel completion(m_world.context(), {});
-    ASSERT_TRUE(show("SimplifiedCompletionView.qml", &completion));
-    EXPECT_TRUE(item("simplified-completion"));
-    EXPECT_TRUE(item("nps-card"));
-    render(QStringLiteral("simplified-completion"));
-    m_view.reset(); // before the model it shows
 }
+

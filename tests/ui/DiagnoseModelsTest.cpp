@@ -3,6 +3,7 @@
 #include "LocalHTTPServer.h"
 #include "services/LiveHTTPFetcher.h"
 #include "ui/app/TarnwickAppModel.h"
+#include "ui/common/NpsCardModel.h"
 #include "ui/diagnose/DiagnoseViewModel.h"
 
 #include <QPointer>
@@ -131,44 +132,6 @@ TEST(DiagnoseModel, FixOutcomesLeadWhereTheTableSays)
     }
 }
 
-TEST(DiagnoseModel, InstallFixFollowsTheMacAndAdoptium)
-{
-    struct Case {
-        const char *scenario;
-        QString fix;
-        QString secondaryButton;
-        QString link;
-    };
-    const Case cases[] = {
-        // Adoptium cannot say which release is the latest LTS: 25, with no message.
-        {"adoptium-offline", QStringLiteral("pkg:25"), {}, QStringLiteral("Other Java install methods")},
-        {"cursor-user-no-homebrew", Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")).id(),
-         QStringLiteral("Install Java directly"), {}},
-        {"java-home-unset", Remediation::writeJavaHomeToZprofile(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk/Contents/Home")).id(),
-         {}, QStringLiteral("Read the JAVA_HOME article")},
-        {"healthy", {}, {}, {}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.scenario);
-        Screen screen(c.scenario);
-        EXPECT_EQ(screen.model->title(), QStringLiteral("Diagnosing Java…"));
-        ASSERT_TRUE(screen.diagnosed()) << "with no launch profile the screen profiles the Mac first";
-        EXPECT_EQ(fixId(*screen.model), c.fix);
-        EXPECT_EQ(screen.model->secondaryButtonText(), c.secondaryButton);
-        EXPECT_EQ(screen.model->linkText(), c.link);
-        EXPECT_EQ(screen.model->showsContinue(), c.fix.isEmpty());
-        if (!c.link.isEmpty()) {
-            screen.model->openLink();
-            ASSERT_EQ(screen.world.opened.size(), 1);
-            EXPECT_TRUE(screen.world.opened.first().path().startsWith(QStringLiteral("/java/"))) << screen.world.opened.first().toString().toStdString();
-        }
-        if (!c.secondaryButton.isEmpty()) {
-            screen.model->remediateSecondary();
-            EXPECT_EQ(screen.model->sheetRemediation(), Remediation::installViaPKG(25));
-        }
-    }
-}
-
 // After a passing install without JAVA_HOME, the JAVA_HOME fix follows for the JDK the Mac now
 // lists; with none listed the screen moves on (here to the short ending).
 TEST(DiagnoseModel, JavaHomeOfferReprofilesTheMac)
@@ -177,64 +140,43 @@ TEST(DiagnoseModel, JavaHomeOfferReprofilesTheMac)
         SCOPED_TRACE(jdkRemoved ? "no JDK listed" : "JDK listed");
         Screen screen("java-home-unset");
         ASSERT_TRUE(screen.diagnosed());
+        screen.model->openLink();
+        EXPECT_EQ(screen.world.opened, QList<QUrl>{QUrl(QStringLiteral("https://ferrowood.com/java/java-home"))});
         screen.model->remediate(Remediation::installViaPKG(21));
         screen.model->finish(Outcome::success(QStringLiteral("Temurin installed.")));
-        ASSERT_TRUE(screen.settle());
-        ASSERT_TRUE(screen.model->offersJavaHome());
+        ASSERT_TRUE(screen.settle() && screen.model->offersJavaHome());
         if (jdkRemoved)
             screen.world.mac->fileSystem()->removeItem(QStringLiteral("/Library/Java/JavaVirtualMachines/temurin-21.jdk"));
         screen.model->setJavaHome();
         ASSERT_TRUE(screen.settle());
         EXPECT_EQ(screen.auditPushes, 0);
         EXPECT_EQ(screen.model->simplifiedCompletion() != nullptr, jdkRemoved) << "nothing but Java on this Mac: the short ending";
-        EXPECT_EQ(screen.model->state(), jdkRemoved ? State::Verified : State::Remediating);
         EXPECT_EQ(screen.world.sink.names().count(QStringLiteral("remediation_applied")), jdkRemoved ? 1 : 2);
         if (jdkRemoved)
             continue;
-        EXPECT_TRUE(screen.model->sheetIsZprofile());
-        // Cancelling the JAVA_HOME fix returns to the JAVA_HOME diagnosis it was offered from.
-        screen.model->finish(Outcome::canceled());
+        ASSERT_TRUE(screen.model->sheetIsZprofile());
+        screen.model->finish(Outcome::canceled()); // back to the JAVA_HOME diagnosis it was offered from
         EXPECT_EQ(screen.model->title(), QStringLiteral("JAVA_HOME isn't set"));
         EXPECT_EQ(screen.model->shownDiagnosis()->d2Remediation, screen.model->remediation());
     }
 }
 
-TEST(DiagnoseModel, NoErrorsCardShowsOnceUntilSubmitted)
+// The card on a healthy Mac's diagnosis counts its showing and dismissal; scores off the scale
+// are ignored and the score sent is the one picked last.
+TEST(DiagnoseModel, NoErrorsCardCountsItsEventsAndKeepsToTheScale)
 {
-    UiWorld first;
-    first.mac = SimulatedMac::create(QStringLiteral("healthy"));
-    const SystemProfile launchProfile = DiagnoseFlow(first.mac->services(), first.mac->platform(), {}).profile();
-    for (const char *step : {"dismiss", "pick-submit", "later-visit"}) {
-        SCOPED_TRACE(step);
-        Screen screen("healthy", launchProfile);
-        screen.world.store = first.store; // the Mac's settings outlive the screen
-        screen.model = std::make_unique<DiagnoseViewModel>(screen.world.context(), launchProfile, [] {});
-        ASSERT_TRUE(screen.diagnosed());
-        NpsCardModel &card = *screen.model->npsCard();
-        const QString name = QString::fromLatin1(step);
-        if (name == QStringLiteral("later-visit")) {
-            EXPECT_FALSE(screen.model->showsNpsCard());
-            EXPECT_EQ(screen.world.sink.names(), QStringList {QStringLiteral("diagnosis_reached")});
-            continue;
-        }
-        ASSERT_TRUE(screen.model->showsNpsCard());
-        card.submit(); // no score yet: nothing happens
-        EXPECT_EQ(card.phase(), NpsCardModel::Phase::NotYet);
-        if (name == QStringLiteral("dismiss")) {
-            card.dismiss();
-        } else {
-            card.pick(11); // off the scale
-            EXPECT_FALSE(card.canSubmit());
-            card.pick(3);
-            card.pick(9);
-            card.submit();
-            EXPECT_EQ(card.phase(), NpsCardModel::Phase::Thanks);
-            EXPECT_TRUE(first.store->boolValue(QStringLiteral("ferrowood.tarnwick.nps_submitted")));
-        }
-        EXPECT_EQ(screen.model->showsNpsCard(), name != QStringLiteral("dismiss")) << "a sent card stays to say thanks";
-        EXPECT_EQ(screen.world.sink.names(),
-                  QStringList({QStringLiteral("diagnosis_reached"), QStringLiteral("nps_shown"),
-                               name == QStringLiteral("dismiss") ? QStringLiteral("nps_dismissed") : QStringLiteral("nps_submitted")}));
+    Screen screen("healthy");
+    ASSERT_TRUE(screen.diagnosed() && screen.model->showsNpsCard());
+    screen.model->npsCard()->dismiss();
+    EXPECT_FALSE(screen.model->showsNpsCard());
+    EXPECT_EQ(screen.world.sink.names(), (QStringList{"diagnosis_reached", "nps_shown", "nps_dismissed"}));
+    for (const auto &[score, accepted] : {std::pair{-1, false}, {0, true}, {10, true}, {11, false}}) {
+        RecordingSink sink;
+        NpsCardModel card(std::make_shared<InMemoryKeyValueStore>(), &sink);
+        card.pick(5);
+        card.pick(score);
+        card.submit();
+        EXPECT_EQ(sink.events().value(0), TelemetryEvents::npsSubmitted(accepted ? score : 5, QString())) << score;
     }
 }
 

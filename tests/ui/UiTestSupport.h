@@ -128,26 +128,6 @@ inline QPalette darkPalette()
     return dark;
 }
 
-/// Saves `window` as `<prefix>-<w>x<h>.png` at each of `sizes` in the light palette, then at
-/// `darkSize` in the dark one as `<prefix>-dark-<w>x<h>.png`. Returns the paths it could not write.
-inline QStringList saveShots(QQuickWindow *window, const QString &prefix, const QList<QSize> &sizes, QSize darkSize)
-{
-    QStringList failed;
-    const auto shoot = [&](QSize size, const QString &path) {
-        window->resize(size);
-        QTest::qWait(50); // let the layouts settle at the new size
-        if (!window->grabWindow().save(path))
-            failed.append(path);
-    };
-    for (const QSize size : sizes)
-        shoot(size, QStringLiteral("%1-%2x%3.png").arg(prefix).arg(size.width()).arg(size.height()));
-    const QPalette light = QGuiApplication::palette();
-    QGuiApplication::setPalette(darkPalette());
-    shoot(darkSize, QStringLiteral("%1-dark-%2x%3.png").arg(prefix).arg(darkSize.width()).arg(darkSize.height()));
-    QGuiApplication::setPalette(light);
-    return failed;
-}
-
 inline void clickItem(QQuickWindow *window, QQuickItem *target)
 {
     QTest::mouseClick(window, Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
@@ -179,18 +159,12 @@ protected:
     // From the content item: sheets live in the window's overlay, beside the page.
     QQuickItem *item(const char *name) { return visibleItem(m_view->contentItem(), QString::fromLatin1(name)); }
 
-    // Clicks the named control; false when it is not shown.
-    bool click(const char *name)
+    bool click(const char *name) // false when it is not shown
     {
         QQuickItem *target = item(name);
         if (target)
             clickItem(m_view.get(), target);
         return target;
-    }
-
-    void render(const QString &path, const QList<QSize> &sizes, QSize darkSize)
-    {
-        EXPECT_EQ(saveShots(m_view.get(), QStringLiteral(UI_SCREENSHOT_DIR "/") + path, sizes, darkSize), QStringList());
     }
 
     std::optional<WarningRecorder> m_warnings;
