@@ -5,7 +5,9 @@
 // here, from the spawn to that line. The app runs on the simulated Mac (the default here), live,
 // and live with a login shell that takes a second, so its launch profile comes late: its first
 // frame must come as early as without.
-// Run by hand: build/default/bench/startup_bench [runs]
+// Run by hand: build/default/bench/startup_bench [runs] [another build of tarnwick]
+// The other build (say, a copy kept from before a change) runs on the simulated Mac, interleaved
+// with the rest, so that the two are compared under the same load.
 
 #include <QCoreApplication>
 #include <QDir>
@@ -90,13 +92,18 @@ Launch launch(const Variant &variant)
     return result;
 }
 
-double median(const std::vector<Launch> &launches, double Launch::*field)
+double quantile(const std::vector<Launch> &launches, double Launch::*field, double q)
 {
     std::vector<double> values;
     for (const Launch &launch : launches)
         values.push_back(launch.*field);
     std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+    return values[size_t(q * double(values.size() - 1) + 0.5)];
+}
+
+double median(const std::vector<Launch> &launches, double Launch::*field)
+{
+    return quantile(launches, field, 0.5);
 }
 
 QString programPath(const QString &builtHere)
@@ -140,12 +147,15 @@ int main(int argc, char *argv[])
         qFatal("cannot write the slow login shell's .zprofile");
     zprofile.close();
 
+    const QString otherApp = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString();
     std::vector<Variant> variants{
         {"bare Qt Quick window", programPath(QStringLiteral("startup_bare")), environmentIn(QStringLiteral("bare")), false, {}},
         {"Tarnwick, simulated Mac", app, environmentIn(QStringLiteral("app")), true, {}},
         {"Tarnwick, live", app, liveServices, true, {}},
         {"Tarnwick, live, 1 s shell", app, slowShell, true, {}},
     };
+    if (!otherApp.isEmpty())
+        variants.push_back({"other build, simulated Mac", otherApp, environmentIn(QStringLiteral("other")), true, {}});
     // One launch each first, not counted: it fills the page cache and the QML disk cache.
     for (Variant &variant : variants)
         launch(variant);
@@ -155,10 +165,11 @@ int main(int argc, char *argv[])
     }
 
     std::printf("%d launches each, offscreen, medians (ms from spawn; the program's own clock from its process start)\n\n", runs);
-    std::printf("%-28s %12s %10s %14s %12s\n", "", "first frame", "own clock", "profile in", "idle RSS MB");
+    std::printf("%-28s %12s %13s %10s %14s %12s\n", "", "first frame", "(quartiles)", "own clock", "profile in", "idle RSS MB");
     for (const Variant &variant : variants) {
-        std::printf("%-28s %12.1f %10.1f", variant.name, median(variant.launches, &Launch::firstFrameMs),
-                    median(variant.launches, &Launch::ownClockMs));
+        std::printf("%-28s %12.1f  %5.1f-%5.1f %10.1f", variant.name, median(variant.launches, &Launch::firstFrameMs),
+                    quantile(variant.launches, &Launch::firstFrameMs, 0.25),
+                    quantile(variant.launches, &Launch::firstFrameMs, 0.75), median(variant.launches, &Launch::ownClockMs));
         if (variant.hasProfile)
             std::printf(" %14.1f", median(variant.launches, &Launch::profileMs));
         else
@@ -167,7 +178,10 @@ int main(int argc, char *argv[])
     }
     const Variant &bare = variants[0], &simulated = variants[1], &live = variants[2], &slow = variants[3];
     std::printf("\n");
-    for (const Variant *tarnwick : {&simulated, &live}) {
+    std::vector<const Variant *> compared{&simulated, &live};
+    if (!otherApp.isEmpty())
+        compared.push_back(&variants[4]);
+    for (const Variant *tarnwick : compared) {
         const double timeRatio = median(tarnwick->launches, &Launch::firstFrameMs) / median(bare.launches, &Launch::firstFrameMs);
         const double memoryRatio = median(tarnwick->launches, &Launch::idleRssMB) / median(bare.launches, &Launch::idleRssMB);
         std::printf("%s / bare: first frame %.2fx (target <= 1.25x: %s), idle memory %.2fx (target <= 1.30x: %s)\n",

@@ -1,3 +1,4 @@
+#include "FontDatabaseWarmup.h"
 #include "StartupReport.h"
 #include "WindowCapture.h"
 
@@ -32,6 +33,7 @@ int main(int argc, char *argv[])
     options.addOption(screenshot);
     options.addVersionOption();
     options.process(app);
+    const FontDatabaseWarmup fonts;
 
     // The one set of services of this run.
     auto selected = ServiceSelection::fromEnvironment();
