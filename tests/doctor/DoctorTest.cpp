@@ -151,7 +151,7 @@ TEST(Doctor, ListsTheSimulatedMacsAndRefusesUnknownOnes)
 {
     const DoctorRun list = doctor({QStringLiteral("--list-fixtures")}, {});
     EXPECT_EQ(list.exitCode, 0);
-    EXPECT_EQ(list.out.count('\n'), 13); // live and twelve scenarios, a line each
+    EXPECT_EQ(list.out.count('\n'), 14); // live and thirteen scenarios, a line each
     EXPECT_TRUE(list.out.contains("password-declined  "));
 
     const DoctorRun unknown = doctor({}, onMac(QStringLiteral("no-such-mac")));
