@@ -53,10 +53,12 @@ const QStringList forward = {
 // so that a fix is pictured mid-run however quickly it would have gone on.
 class Gate {
 public:
+    // The first lines still pass, so that a running fix shows some of its output.
     void hold()
     {
         const std::lock_guard lock(m_mutex);
         m_held = true;
+        m_passing = 2;
     }
     void release()
     {
@@ -66,9 +68,13 @@ public:
         }
         m_opened.notify_all();
     }
-    void pass()
+    void pass(SimulatedMac::Step step)
     {
         std::unique_lock lock(m_mutex);
+        if (m_held && step == SimulatedMac::Step::line && m_passing > 0) {
+            --m_passing;
+            return;
+        }
         m_opened.wait(lock, [this] { return !m_held; });
     }
 
@@ -76,6 +82,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_opened;
     bool m_held = false;
+    int m_passing = 0;
 };
 
 class Atlas {
@@ -88,7 +95,7 @@ public:
         SimulatedMac::Options options;
         options.linePause = std::chrono::milliseconds(15);
         UiWorld world;
-        world.mac = SimulatedMac::create(scenario, options, [this] { m_gate.pass(); });
+        world.mac = SimulatedMac::create(scenario, options, [this](SimulatedMac::Step step) { m_gate.pass(step); });
         if (!world.mac) {
             std::fprintf(stderr, "No simulated Mac called %s.\n", qPrintable(scenario));
             return false;
