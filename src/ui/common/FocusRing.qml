@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 
 // A ring round the control inside `scope` that the keyboard has focused. The style outlines a
 // focused button and the default button alike, so a focused default button looked unfocused.
@@ -20,7 +19,7 @@ Rectangle {
         }
         return null
     }
-    readonly property rect area: {
+    readonly property var area: {
         if (target === null)
             return Qt.rect(0, 0, 0, 0)
         // Read so that the place is worked out again when the control or the page moves or resizes.
