@@ -24,7 +24,7 @@ mkdir -p "$out"
 status=0
 QT_QPA_PLATFORM=offscreen build/default/tests/tarnwick_screens "$out" ${fixtures:+"$fixtures"} || status=$?
 
-columns=(light-640x480 light-1280x860 dark-640x480 dark-1280x860)
+columns=(light-640x480 light-1280x860 dark-640x480 dark-1280x860 focus-640x480)
 {
     echo '<!doctype html><meta charset="utf-8"><title>Tarnwick screens</title>'
     echo '<style>body{font:14px sans-serif;margin:16px}img{border:1px solid #999;max-width:100%}'
@@ -34,7 +34,7 @@ columns=(light-640x480 light-1280x860 dark-640x480 dark-1280x860)
         echo "<h2>$scenario</h2><table><tr><th>state</th>"
         for column in "${columns[@]}"; do echo "<th>$column</th>"; done
         echo "</tr>"
-        for state in $(ls "$dir" | sed -E 's/-(light|dark)-[0-9]+x[0-9]+\.png$//' | sort -u); do
+        for state in $(ls "$dir" | sed -E 's/-(light|dark|focus)-[0-9]+x[0-9]+\.png$//' | sort -u); do
             echo "<tr><td>$state</td>"
             for column in "${columns[@]}"; do
                 echo "<td><a href=\"$scenario/$state-$column.png\"><img src=\"$scenario/$state-$column.png\" width=\"320\"></a></td>"

@@ -133,7 +133,7 @@ TEST(Doctor, ListsTheSimulatedMacsAndRefusesUnknownOnes)
 {
     const DoctorRun list = doctor({QStringLiteral("--list-fixtures")}, {});
     EXPECT_EQ(list.exitCode, 0);
-    EXPECT_EQ(list.out.count('\n'), 13); // live and twelve scenarios, a line each
+    EXPECT_EQ(list.out.count('\n'), 14); // live and thirteen scenarios, a line each
     EXPECT_TRUE(list.out.contains("password-declined  "));
     for (const char *unknown : {"no-such-mac", "New-Mac"}) {
         const DoctorRun run = doctor({}, onMac(QString::fromLatin1(unknown)));

@@ -278,6 +278,7 @@ TEST(DiagnoseModel, EverySimulatedMacReachesItsEnd)
         // A declined password is the person's cancel: back to the diagnosis, its fix offered again.
         {"password-declined", {QStringLiteral("pkg:25")}, State::Diagnosed, QStringLiteral("Java is not installed")},
         {"adoptium-offline", {QStringLiteral("pkg:25")}, State::Error, QStringLiteral("Something went wrong")},
+        {"installer-leaves-no-java", {QStringLiteral("pkg:25")}, State::Verified, QStringLiteral("Java install incomplete")},
     };
     QStringList listed;
     for (const auto &scenario : SimulatedMac::scenarios())

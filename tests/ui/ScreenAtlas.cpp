@@ -11,18 +11,23 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QPointer>
 #include <QQmlApplicationEngine>
 #include <QSet>
 #include <QTextStream>
+#include <QThreadPool>
 
+#include <algorithm>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
 
 namespace {
 
 const QStringList defaultScenarios = {
     QStringLiteral("developer-no-java"), QStringLiteral("java-home-unset"),        QStringLiteral("healthy"),
     QStringLiteral("new-mac"),           QStringLiteral("cursor-user-no-homebrew"), QStringLiteral("adoptium-offline"),
-    QStringLiteral("password-declined"),
+    QStringLiteral("password-declined"), QStringLiteral("broken-jvm-dir"),         QStringLiteral("installer-leaves-no-java"),
 };
 const QList<QSize> sizes = {QSize(640, 480), QSize(1280, 860)};
 
@@ -44,6 +49,42 @@ const QStringList forward = {
     QStringLiteral("completion-done"),        QStringLiteral("diagnose-back"),
 };
 
+// Holds the simulated Mac's programs and web requests at their next step while the atlas looks,
+// so that a fix is pictured mid-run however quickly it would have gone on.
+class Gate {
+public:
+    // The first lines still pass, so that a running fix shows some of its output.
+    void hold()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_held = true;
+        m_passing = 2;
+    }
+    void release()
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_held = false;
+        }
+        m_opened.notify_all();
+    }
+    void pass(SimulatedMac::Step step)
+    {
+        std::unique_lock lock(m_mutex);
+        if (m_held && step == SimulatedMac::Step::line && m_passing > 0) {
+            --m_passing;
+            return;
+        }
+        m_opened.wait(lock, [this] { return !m_held; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_held = false;
+    int m_passing = 0;
+};
+
 class Atlas {
 public:
     explicit Atlas(QString out) : m_out(std::move(out)) {}
@@ -52,9 +93,9 @@ public:
     bool walk(const QString &scenario)
     {
         SimulatedMac::Options options;
-        options.linePause = std::chrono::milliseconds(15); // slow enough to catch a fix running
+        options.linePause = std::chrono::milliseconds(15);
         UiWorld world;
-        world.mac = SimulatedMac::create(scenario, options);
+        world.mac = SimulatedMac::create(scenario, options, [this](SimulatedMac::Step step) { m_gate.pass(step); });
         if (!world.mac) {
             std::fprintf(stderr, "No simulated Mac called %s.\n", qPrintable(scenario));
             return false;
@@ -65,6 +106,11 @@ public:
             std::fprintf(stderr, "The window did not load.\n");
             return false;
         }
+        // Declared after the world, so it goes first: nothing may be left waiting at the gate.
+        const struct Opener {
+            Gate &gate;
+            ~Opener() { gate.release(); }
+        } opener {m_gate};
         m_window = qobject_cast<QQuickWindow *>(engine.rootObjects().first());
         if (!m_window || !QTest::qWaitForWindowExposed(m_window))
             return false;
@@ -79,10 +125,15 @@ public:
                 std::fprintf(stderr, "%s: no known page is showing.\n", qPrintable(scenario));
                 return false;
             }
-            if (m_seen.contains(stateKey()))
-                return true; // back where it has been: every state on this path is shot
+            if (m_seen.contains(stateKey())) {
+                // Back where it has been (after a cancel, a refused password, a failure): shot
+                // once more as it looks on the way back, and every state on this path is shot.
+                shoot(state + QStringLiteral("-on-return"));
+                return true;
+            }
             m_seen.insert(stateKey());
             shoot(state);
+            m_gate.release();
             if (QQuickItem *card = item(QStringLiteral("nps-card")); card && item(QStringLiteral("nps-score-9"))) {
                 click(item(QStringLiteral("nps-score-9")));
                 shoot(state + QStringLiteral("-card-scored"));
@@ -103,6 +154,7 @@ public:
                 next = nextAction();
             }
             const QString pressed = next->objectName();
+            m_gate.hold();
             click(next);
             if (pressed == QLatin1String("audit-done") || pressed == QLatin1String("completion-done"))
                 return true;
@@ -145,6 +197,8 @@ private:
         for (const QString &page : pages) {
             if (!item(page))
                 continue;
+            if (page == QLatin1String("diagnosis-detail") && item(QStringLiteral("remediation-placeholder")))
+                return page + QStringLiteral("-choosing");
             if (page == QLatin1String("verify-result"))
                 return page + (item(QStringLiteral("verify-set-java-home")) ? QStringLiteral("-offer")
                                : item(QStringLiteral("continue-to-audit")) ? QStringLiteral("-pass") : QStringLiteral("-fail"));
@@ -182,7 +236,17 @@ private:
                     std::fprintf(stderr, "Couldn't write %s.\n", qPrintable(path));
             }
         }
+        // Once more, light and small, after one Tab: the focus ring shows where it went.
         QGuiApplication::setPalette(light);
+        m_window->resize(sizes.first());
+        QTest::qWait(60);
+        QPointer<QQuickItem> focused = m_window->activeFocusItem();
+        QTest::keyClick(m_window, Qt::Key_Tab);
+        QTest::qWait(60);
+        const QString path = QStringLiteral("%1/%2-focus-%3x%4.png").arg(m_dir, name).arg(sizes.first().width()).arg(sizes.first().height());
+        if (!m_window->grabWindow().save(path))
+            std::fprintf(stderr, "Couldn't write %s.\n", qPrintable(path));
+        (focused ? focused.data() : m_window->contentItem())->forceActiveFocus(Qt::OtherFocusReason);
         std::printf("  %s\n", qPrintable(name));
     }
 
@@ -191,6 +255,7 @@ private:
     QQuickWindow *m_window = nullptr;
     QSet<QString> m_seen;
     int m_step = 0;
+    Gate m_gate;
 };
 
 } // namespace
@@ -199,6 +264,9 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
+    // The app's workers and the raster painter share the global pool; a worker held at the gate
+    // must not leave the painter without a thread on a two-core machine.
+    QThreadPool::globalInstance()->setMaxThreadCount(std::max(QThreadPool::globalInstance()->maxThreadCount(), 8));
     const QStringList arguments = application.arguments();
     if (arguments.size() < 2) {
         std::fprintf(stderr, "Usage: %s <output folder> [scenario,scenario,…]\n", argv[0]);

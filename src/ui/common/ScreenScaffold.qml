@@ -96,4 +96,6 @@ Page {
             Item { Layout.fillWidth: true }
         }
     }
+
+    FocusRing {}
 }

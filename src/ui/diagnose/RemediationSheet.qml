@@ -206,4 +206,6 @@ Page {
         enabled: sheet.model.canCancel
         onActivated: sheet.model.cancel()
     }
+
+    FocusRing {}
 }

@@ -196,4 +196,6 @@ Page {
         enabled: cancelButton.visible && cancelButton.enabled
         onActivated: cancelButton.clicked()
     }
+
+    FocusRing {}
 }
