@@ -6,7 +6,9 @@
 #include "ui/app/TarnwickAppModel.h"
 
 #include <QSignalSpy>
+#include <QScopeGuard>
 #include <QThread>
+#include <QThreadPool>
 
 #include <gtest/gtest.h>
 
@@ -108,6 +110,13 @@ TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
     context.services.processRunner = gated;
     TarnwickAppModel app(context, {});
     QSignalSpy profiled(&app, &TarnwickAppModel::profileChanged);
+    // Qt draws with its global pool and waits for it: with every thread of that pool busy, the
+    // screens' work must still run (and must not be what keeps that pool busy).
+    std::promise<void> release;
+    const std::shared_future<void> held = release.get_future().share();
+    for (int i = 0; i < QThreadPool::globalInstance()->maxThreadCount(); ++i)
+        QThreadPool::globalInstance()->start([held] { held.wait(); });
+    const auto freePool = qScopeGuard([&] { release.set_value(); QThreadPool::globalInstance()->waitForDone(); });
 
     app.start();
     app.start();

@@ -15,9 +15,7 @@
 #include <QQmlApplicationEngine>
 #include <QSet>
 #include <QTextStream>
-#include <QThreadPool>
 
-#include <algorithm>
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
@@ -264,9 +262,6 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication application(argc, argv);
-    // The app's workers and the raster painter share the global pool; a worker held at the gate
-    // must not leave the painter without a thread on a two-core machine.
-    QThreadPool::globalInstance()->setMaxThreadCount(std::max(QThreadPool::globalInstance()->maxThreadCount(), 8));
     const QStringList arguments = application.arguments();
     if (arguments.size() < 2) {
         std::fprintf(stderr, "Usage: %s <output folder> [scenario,scenario,…]\n", argv[0]);

@@ -2,6 +2,7 @@
 
 #include "profile_edit/ZprofileWriter.h"
 #include "telemetry/TelemetryEvents.h"
+#include "ui/common/BlockingWorkers.h"
 
 #include <QPointer>
 #include <QVariantMap>
@@ -11,7 +12,7 @@ ZprofileDiffSheetModel::ZprofileDiffSheetModel(const ScreenContext &context, con
     : QObject(parent), m_context(context), m_remediation(remediation)
 {
     QPointer<ZprofileDiffSheetModel> guard(this);
-    m_worker = QtConcurrent::run([guard, fs = context.services.fs] {
+    m_worker = QtConcurrent::run(blockingWorkers(), [guard, fs = context.services.fs] {
         FileAppendWriter::DiffPreview preview;
         QString error;
         try {
@@ -92,7 +93,7 @@ void ZprofileDiffSheetModel::apply()
     emit changed();
     m_worker.waitForFinished(); // the load, long done
     QPointer<ZprofileDiffSheetModel> guard(this);
-    m_worker = QtConcurrent::run([guard, fs = m_context.services.fs, preview = m_preview] {
+    m_worker = QtConcurrent::run(blockingWorkers(), [guard, fs = m_context.services.fs, preview = m_preview] {
         QString error;
         try {
             ZprofileWriter(fs).apply(preview);
