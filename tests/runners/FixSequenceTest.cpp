@@ -155,6 +155,7 @@ TEST(VerifyVerdict, PassesOnlyWhenJavaRunsAndJAVA_HOMEIsSetWhereTheFixSetsIt)
         {"Version in capitals", install, {u"Java Version 25"_s, 0, std::nullopt}, true},
         {"exit 0 without output", install, {QString(), 0, std::nullopt}, false},
         {"java fails", install, {u"openjdk version \"25\""_s, 1, u"/x"_s}, false},
+        {"java works, JAVA_HOME empty", setHome, {u"openjdk version \"25\""_s, 0, QString()}, false},
     };
     for (const auto &c : cases)
         EXPECT_EQ(VerifyVerdict::judge(c.remediation, c.result).passed, c.passed) << c.name;

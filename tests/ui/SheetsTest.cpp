@@ -202,7 +202,9 @@ TEST_F(QmlViewTest, ZshrcOfferReplacesContinueUntilAnswered)
     for (const auto &c : cases) {
         SCOPED_TRACE(int(c.answer));
         SimulatedMacSheet mac(true);
-        auto sheet = std::make_unique<RemediationSheetModel>(mac.context, Remediation::installViaMise(QStringLiteral("temurin-25")));
+        const bool setOnly = c.answer == Answer::skip; // setting JAVA_HOME through Mise asks too
+        auto sheet = std::make_unique<RemediationSheetModel>(
+            mac.context, setOnly ? Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")) : Remediation::installViaMise(QStringLiteral("temurin-25")));
         ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000));
         EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
         EXPECT_EQ(sheet->zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
@@ -228,7 +230,8 @@ TEST_F(QmlViewTest, ZshrcOfferReplacesContinueUntilAnswered)
         EXPECT_EQ(mac.fixture.fs->fileExists(zshrc + QStringLiteral(".bak")), c.answer == Answer::apply);
         EXPECT_EQ(sheet->lines()->lines().last(), c.lastLine);
         EXPECT_EQ(sheet->zshrcError(), c.error);
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }),
+                  Outcome::success(setOnly ? QStringLiteral("Configured Mise to set JAVA_HOME.") : QStringLiteral("Installed Temurin via Mise.")));
         EXPECT_EQ(mac.sink.names(), QStringList{QStringLiteral("remediation_completed")});
         m_view.reset();
     }
@@ -335,7 +338,7 @@ TEST_F(QmlViewTest, SheetsShowTheirControlsForEachState)
         EXPECT_EQ(mac.opened.size(), 1);
         m_view.reset();
     }
-    // The sheets that end without a write; once ended, their other ways out do nothing.
+    // The sheets that end without a write, by their one way out: the others do nothing.
     const QByteArray set = "export JAVA_HOME=$(/usr/libexec/java_home)\n";
     const struct {
         const char *name;
@@ -365,8 +368,16 @@ TEST_F(QmlViewTest, SheetsShowTheirControlsForEachState)
         EXPECT_EQ(sheet->applying(), false);
         const QString prefix = QStringLiteral("Couldn't read ~/.zprofile: ");
         EXPECT_EQ(sheet->loadError().startsWith(prefix) && sheet->loadError().size() > prefix.size(), !state.outcome) << sheet->loadError().toStdString();
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click(state.leave)); sheet->continueToVerify(); sheet->close(); }),
-                  state.outcome.value_or(Outcome::failure(sheet->loadError())));
+        const std::string leave = state.leave;
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] {
+            if (leave != "zprofile-continue")
+                sheet->continueToVerify();
+            if (leave != "zprofile-close")
+                sheet->close();
+            if (leave != "zprofile-cancel")
+                sheet->cancel();
+            EXPECT_TRUE(click(state.leave));
+        }), state.outcome.value_or(Outcome::failure(sheet->loadError())));
         EXPECT_EQ(home.sink.names(), QStringList{QString::fromLatin1(state.event)});
         EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
         EXPECT_EQ(home.contents(), before);
