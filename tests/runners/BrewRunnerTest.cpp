@@ -117,7 +117,6 @@ TEST(BrewRunner, EndsAsBrewSaysAndFallsBackToThePackageForTemurinOnly)
         BrewRunner::Event end;
         QStringList lines; // the last ones
     } cases[] = {
-        {"password refused", "echo '" + refused.toUtf8() + "' >&2", u"temurin@21"_s, Architecture::appleSilicon, BrewRunner::Event::canceled(), {refused}},
         {"download failed", "echo 'Error: Download failed' >&2", u"temurin@21"_s, Architecture::appleSilicon, BrewRunner::Event::completed(1), {"Error: Download failed"}},
         {"Warp never falls back", "echo '" + kTerminalRequired + "' >&2\necho '" + refused.toUtf8() + "' >&2", u"warp"_s, Architecture::appleSilicon,
          BrewRunner::Event::canceled(), {QString::fromUtf8(kTerminalRequired), refused}},

@@ -57,7 +57,6 @@ TEST(FixSequence, SaysWhatItRanAndHowItEnded)
         const char *event;
     } cases[] = {
         {"no brew", Remediation::installTemurinViaBrew(u"temurin@25"_s), {}, FixSequence::Outcome::failure(kFailure.arg(-1)), {noBrew}, "remediation_failed"},
-        {"no brew for Warp", Remediation::installWarpViaBrew(u"warp"_s), {}, FixSequence::Outcome::failure(kFailure.arg(-1)), {noBrew}, "remediation_failed"},
         {"no SDKMAN to set", Remediation::setJavaHomeViaSDKMAN(u"21-tem"_s), {}, FixSequence::Outcome::failure(kFailure.arg(-1)), {noSDKMAN}, "remediation_failed"},
         {"Homebrew's installer fails", Remediation::installHomebrewThenTemurin(u"temurin@25"_s),
          [](Harness &h) { h.answers(u"/bin/bash"_s, 1, u"Failed during: /usr/bin/sudo"_s); }, FixSequence::Outcome::failure(kFailure.arg(1)),

@@ -182,10 +182,10 @@ TEST(RemediationSheet, EndsWithTheButtonAndOutcomeOfTheRun)
     }
 }
 
-// The ~/.zshrc offer after Mise stands in place of Continue until it is applied or skipped; a
-// failed append leaves the fix a success with the error shown; a sheet closed while it asks
-// ends the run as canceled.
-TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
+// The ~/.zshrc offer after Mise stands in place of Continue, in the model and its view, until it is
+// applied or skipped; a failed append leaves the fix a success with the error shown; a sheet
+// closed while it asks ends the run as canceled.
+TEST_F(QmlViewTest, ZshrcOfferReplacesContinueUntilAnswered)
 {
     const QString zshrc = QStringLiteral("/Users/tester/.zshrc");
     const QString changed = zshrc + QStringLiteral(" changed while the change was being reviewed, so nothing was written. Review the change again.");
@@ -202,28 +202,38 @@ TEST(RemediationSheet, ZshrcOfferReplacesContinueUntilAnswered)
     for (const auto &c : cases) {
         SCOPED_TRACE(int(c.answer));
         SimulatedMacSheet mac(true);
-        auto sheet = std::make_unique<RemediationSheetModel>(mac.context, Remediation::installViaMise(QStringLiteral("temurin-25")));
+        const bool setOnly = c.answer == Answer::skip; // setting JAVA_HOME through Mise asks too
+        auto sheet = std::make_unique<RemediationSheetModel>(
+            mac.context, setOnly ? Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")) : Remediation::installViaMise(QStringLiteral("temurin-25")));
         ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000));
         EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
         EXPECT_EQ(sheet->zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
         EXPECT_FALSE(sheet->zshrcPreviewLines().isEmpty());
         QTest::qWait(100); // the run does not go on while the question is open
         EXPECT_FALSE(sheet->showsContinue() || sheet->canCancel() || mac.fixture.fs->fileExists(zshrc));
+        ASSERT_TRUE(show("RemediationSheet.qml", sheet.get(), QSize(640, 480)));
+        EXPECT_TRUE(item("remediation-zshrc-apply") && !item("remediation-end"));
         if (c.answer == Answer::closeSheet) {
+            m_view.reset();
             sheet.reset(); // must not wait for an answer that will never come
             EXPECT_EQ(mac.sink.names(), QStringList{QStringLiteral("remediation_canceled")});
             continue;
         }
         if (c.answer == Answer::applyAfterAnEdit)
             mac.fixture.fs->addFile(zshrc, "export EDITED=1\n", 0644);
-        c.answer == Answer::skip ? sheet->skipZshrc() : sheet->applyZshrc();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->showsContinue(); }, 10000));
+        if (c.answer == Answer::skip)
+            sheet->skipZshrc();
+        else
+            EXPECT_TRUE(click("remediation-zshrc-apply"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->showsContinue() && item("remediation-end"); }, 10000));
         EXPECT_FALSE(sheet->zshrcOfferPending());
         EXPECT_EQ(mac.fixture.fs->fileExists(zshrc + QStringLiteral(".bak")), c.answer == Answer::apply);
         EXPECT_EQ(sheet->lines()->lines().last(), c.lastLine);
         EXPECT_EQ(sheet->zshrcError(), c.error);
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }), Outcome::success(QStringLiteral("Installed Temurin via Mise.")));
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->leave(); }),
+                  Outcome::success(setOnly ? QStringLiteral("Configured Mise to set JAVA_HOME.") : QStringLiteral("Installed Temurin via Mise.")));
         EXPECT_EQ(mac.sink.names(), QStringList{QStringLiteral("remediation_completed")});
+        m_view.reset();
     }
 }
 
@@ -279,39 +289,9 @@ TEST(ZprofileDiffSheet, WritesOnlyOnApply)
     }
 }
 
-// The sheets that end without a write: already set, unreadable, changed under review then cancelled.
-TEST(ZprofileDiffSheet, EndsWithoutWriting)
+// Edited in another window while the sheet is open: nothing is written and the sheet stays open.
+TEST(ZprofileDiffSheet, AnEditUnderReviewIsNotOverwritten)
 {
-    const QByteArray set = "# mine\nexport JAVA_HOME=$(/usr/libexec/java_home)\n";
-    const struct {
-        const char *name;
-        std::function<void(RealHome &)> setUp;
-        ZprofileDiffSheetModel::State state;
-        const char *event;
-    } cases[] = {
-        {"already set", [&](RealHome &h) { h.write(set); }, ZprofileDiffSheetModel::State::AlreadySet, "remediation_completed"},
-        // A folder is unreadable as a file, even for root.
-        {"unreadable", [](RealHome &h) { QDir(h.home.path()).mkdir(QStringLiteral(".zprofile")); }, ZprofileDiffSheetModel::State::LoadFailed,
-         "remediation_failed"},
-    };
-    for (const auto &c : cases) {
-        RealHome home;
-        c.setUp(home);
-        auto sheet = home.open();
-        ASSERT_EQ(sheet->state(), c.state) << c.name;
-        sheet->apply();
-        EXPECT_FALSE(sheet->applying()) << c.name;
-        const Outcome expected = c.state == ZprofileDiffSheetModel::State::AlreadySet
-                                     ? Outcome::success(QStringLiteral("JAVA_HOME already set in ~/.zprofile."))
-                                     : Outcome::failure(sheet->loadError());
-        EXPECT_EQ(waitForFinish(sheet.get(), [&] { sheet->continueToVerify(); sheet->close(); }), expected) << c.name;
-        EXPECT_EQ(home.sink.names(), QStringList{QString::fromLatin1(c.event)}) << c.name;
-        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak"))) << c.name;
-        EXPECT_EQ(home.contents(), c.state == ZprofileDiffSheetModel::State::AlreadySet ? set : QByteArray("<missing>")) << c.name;
-        const QString prefix = QStringLiteral("Couldn't read ~/.zprofile: ");
-        EXPECT_EQ(sheet->loadError().startsWith(prefix) && sheet->loadError().size() > prefix.size(),
-                  c.state == ZprofileDiffSheetModel::State::LoadFailed) << sheet->loadError().toStdString();
-    }
     RealHome home;
     home.write("export A=1\n");
     auto sheet = home.open();
@@ -350,17 +330,6 @@ TEST_F(QmlViewTest, SheetsShowTheirControlsForEachState)
         m_view.reset(); // before the model it shows
     }
     {
-        SimulatedMacSheet mac(true);
-        RemediationSheetModel sheet(mac.context, Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")));
-        ASSERT_TRUE(show("RemediationSheet.qml", &sheet, QSize(640, 480)));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-zshrc-apply"); }, 10000));
-        EXPECT_FALSE(item("remediation-end")) << "the offer stands in place of Continue";
-        EXPECT_TRUE(click("remediation-zshrc-apply"));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return item("remediation-end"); }, 10000));
-        EXPECT_TRUE(mac.fixture.fs->fileExists(QStringLiteral("/Users/tester/.zshrc")));
-        m_view.reset();
-    }
-    {
         SimulatedMacSheet mac;
         RemediationSheetModel sheet(mac.context, Remediation::installViaSDKMAN(QStringLiteral("25-tem")));
         ASSERT_TRUE(show("RemediationSheet.qml", &sheet, QSize(640, 480)));
@@ -369,24 +338,49 @@ TEST_F(QmlViewTest, SheetsShowTheirControlsForEachState)
         EXPECT_EQ(mac.opened.size(), 1);
         m_view.reset();
     }
+    // The sheets that end without a write, by their one way out: the others do nothing.
+    const QByteArray set = "export JAVA_HOME=$(/usr/libexec/java_home)\n";
     const struct {
         const char *name;
         std::function<void(RealHome &)> setUp;
-        const char *shown;
-        const char *leave;
+        const char *shown, *leave, *event;
+        std::optional<Outcome> outcome; // none: failure with the load error
     } states[] = {
-        {"creating", [](RealHome &) {}, "zprofile-created-note", "zprofile-cancel"},
-        {"load-error", [](RealHome &h) { QDir(h.home.path()).mkdir(QStringLiteral(".zprofile")); }, "zprofile-load-error", "zprofile-close"},
-        {"already-set", [](RealHome &h) { h.write("export JAVA_HOME=$(/usr/libexec/java_home)\n"); }, "zprofile-already-set", "zprofile-continue"},
+        {"creating", [](RealHome &) {}, "zprofile-created-note", "zprofile-cancel", "remediation_canceled", Outcome::canceled()},
+        // A folder is unreadable as a file, even for root.
+        {"load-error", [](RealHome &h) { QDir(h.home.path()).mkdir(QStringLiteral(".zprofile")); }, "zprofile-load-error", "zprofile-close",
+         "remediation_failed", std::nullopt},
+        {"already-set", [&](RealHome &h) { h.write(set); }, "zprofile-already-set", "zprofile-continue", "remediation_completed",
+         Outcome::success(QStringLiteral("JAVA_HOME already set in ~/.zprofile."))},
     };
     for (const auto &state : states) {
+        SCOPED_TRACE(state.name);
         RealHome home;
         state.setUp(home);
+        const QByteArray before = home.contents();
         auto sheet = home.open();
         ASSERT_TRUE(show("ZprofileDiffSheet.qml", sheet.get(), QSize(640, 480)));
-        EXPECT_TRUE(item(state.shown)) << state.name;
-        EXPECT_EQ(item("zprofile-apply") != nullptr, state.leave == std::string("zprofile-cancel")) << state.name;
-        EXPECT_TRUE(waitForFinish(sheet.get(), [&] { EXPECT_TRUE(click(state.leave)) << state.name; })) << state.name;
+        EXPECT_TRUE(item(state.shown));
+        const bool previewed = sheet->state() == ZprofileDiffSheetModel::State::Previewed;
+        EXPECT_EQ(item("zprofile-apply") != nullptr, previewed);
+        if (!previewed)
+            sheet->apply();
+        EXPECT_EQ(sheet->applying(), false);
+        const QString prefix = QStringLiteral("Couldn't read ~/.zprofile: ");
+        EXPECT_EQ(sheet->loadError().startsWith(prefix) && sheet->loadError().size() > prefix.size(), !state.outcome) << sheet->loadError().toStdString();
+        const std::string leave = state.leave;
+        EXPECT_EQ(waitForFinish(sheet.get(), [&] {
+            if (leave != "zprofile-continue")
+                sheet->continueToVerify();
+            if (leave != "zprofile-close")
+                sheet->close();
+            if (leave != "zprofile-cancel")
+                sheet->cancel();
+            EXPECT_TRUE(click(state.leave));
+        }), state.outcome.value_or(Outcome::failure(sheet->loadError())));
+        EXPECT_EQ(home.sink.names(), QStringList{QString::fromLatin1(state.event)});
+        EXPECT_FALSE(QFile::exists(home.path(".zprofile.bak")));
+        EXPECT_EQ(home.contents(), before);
         m_view.reset();
     }
 }
