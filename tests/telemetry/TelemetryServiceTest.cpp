@@ -47,10 +47,7 @@ struct Harness {
         configuration.kvStore = store;
         configuration.fs = std::make_shared<LiveFileSystem>();
         configuration.pendingFilePath = queueFile();
-        configuration.log = [this](const QString &line) {
-            std::lock_guard lock(logMutex);
-            logLines.append(line);
-        };
+        configuration.log = [this](const QString &line) { std::lock_guard lock(logMutex); logLines.append(line); };
         return std::make_unique<TelemetryService>(configuration);
     }
     QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
@@ -79,14 +76,10 @@ struct Harness {
     {
         QStringList names;
         for (const QJsonObject &record : records())
-            names.append(record.value(QStringLiteral("event_name")).toString());
+            names.append(record.value("event_name").toString());
         return names;
     }
-    QStringList log() const
-    {
-        std::lock_guard lock(logMutex);
-        return logLines;
-    }
+    QStringList log() const { std::lock_guard lock(logMutex); return logLines; }
 
     LocalHTTPServer server;
     std::function<LocalHTTPServer::Reply(const LocalHTTPServer::Request &)> answer;
@@ -171,9 +164,7 @@ TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOr
         EXPECT_EQ(log.size(), c.log.size()) << c.name << ": " << log.join(u'|').toStdString();
         for (qsizetype i = 0; i < std::min(log.size(), c.log.size()); ++i)
             EXPECT_TRUE(log[i].startsWith(c.log[i])) << c.name << ": " << log[i].toStdString();
-        if (c.requests >= 0) {
-            EXPECT_EQ(harness.server.requests().size(), c.requests) << c.name;
-        }
+        EXPECT_TRUE(c.requests < 0 || harness.server.requests().size() == c.requests) << c.name << ": " << harness.server.requests().size();
         EXPECT_FALSE(QFile::exists(harness.queueFile())) << c.name;
     }
 }
