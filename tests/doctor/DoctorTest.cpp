@@ -51,22 +51,18 @@ QMap<QString, QString> onMac(const QString &scenario)
 
 } // namespace
 
-// The app's tests walk every simulated Mac; these are the ends the doctor tells by its exit code.
+// The app's tests walk every simulated Mac and the e2e cases reach the ends of a fix; these are
+// the ends only the doctor's exit code tells.
 TEST(Doctor, DiagnosesFixesAndVerifiesAndSaysHowItEndedInTheAgreedShape)
 {
     const struct {
         const char *scenario, *code, *remediation, *outcome; // remediation, outcome: empty for none
         bool verified;                                      // the last verification passed
         int exitCode;
-        QString line; // among the fix's lines
     } cases[] = {
-        {"new-mac", "D1_NoJDK", "pkg:25", "success", true, 0, {}},
-        {"sdkman", "D1_NoJDK", "sdkman:25-tem", "success", true, 0, {}},
-        {"healthy", "no_errors_found", "", "", false, 0, {}},
-        {"broken-jvm-dir", "unknown", "", "", false, 1, {}},
-        {"brew-sudo-bypass", "D1_NoJDK", "brew:temurin@25", "success", true, 0, "Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"},
-        {"password-declined", "D1_NoJDK", "pkg:25", "canceled", false, 130, {}},
-        {"adoptium-offline", "D1_NoJDK", "pkg:25", "failure", false, 1, {}},
+        {"new-mac", "D1_NoJDK", "pkg:25", "success", true, 0},
+        {"healthy", "no_errors_found", "", "", false, 0},
+        {"broken-jvm-dir", "unknown", "", "", false, 1},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.scenario);
@@ -78,9 +74,6 @@ TEST(Doctor, DiagnosesFixesAndVerifiesAndSaysHowItEndedInTheAgreedShape)
         EXPECT_EQ(json.value("remediation").toObject().value("id").toString(), QString::fromLatin1(c.remediation));
         QJsonObject fix = json.value("fix").toObject();
         EXPECT_EQ(fix.value("outcome").toString(), QString::fromLatin1(c.outcome)) << run.err.toStdString();
-        if (!c.line.isEmpty()) {
-            EXPECT_TRUE(fix.value("lines").toVariant().toStringList().contains(c.line));
-        }
         while (fix.value("followUp").isObject()) // the JAVA_HOME step after an install
             fix = fix.value("followUp").toObject();
         EXPECT_EQ(fix.value("verify").toObject().value("passed").toBool(), c.verified) << run.err.toStdString();

@@ -27,7 +27,7 @@ TEST(SessionID, IsMadeOnceAndKeptCanonical)
     EXPECT_EQ(SessionID::canonicalText(SessionID(store).identity()), QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF"));
 }
 
-TEST(JSONValue, DecodesEachValueAsItsOwnKindAndRoundTrips)
+TEST(JSONValue, DecodesEachValueAsItsOwnKind)
 {
     const QJsonArray values = json::parse(R"([3, 3.5, true, null, "3", [1, [false]], {"a": {"b": null}}, -9007199254740993, 2.0])").array();
     using K = JSONValue::Kind;
@@ -36,8 +36,6 @@ TEST(JSONValue, DecodesEachValueAsItsOwnKindAndRoundTrips)
         EXPECT_EQ(JSONValue::fromJson(values[i]).kind(), kinds[i]) << i;
     EXPECT_EQ(JSONValue::fromJson(values[7]), JSONValue(qint64(-9007199254740993LL))); // beyond a double's precision
     EXPECT_THROW((void)JSONValue::fromJson(QJsonValue(QJsonValue::Undefined)), DecodingError);
-    const JSONValue nested(JSONObject {{"list", JSONArray {1, 2.5, "x", JSONValue::null(), JSONObject {{"deep", true}}}}, {"big", qint64(1) << 40}});
-    EXPECT_EQ(JSONValue::fromJson(nested.toJson()), nested);
 }
 
 TEST(TelemetryEvents, DiagnosisCodesAndSummaries)

@@ -47,10 +47,7 @@ struct Harness {
         configuration.kvStore = store;
         configuration.fs = std::make_shared<LiveFileSystem>();
         configuration.pendingFilePath = queueFile();
-        configuration.log = [this](const QString &line) {
-            std::lock_guard lock(logMutex);
-            logLines.append(line);
-        };
+        configuration.log = [this](const QString &line) { std::lock_guard lock(logMutex); logLines.append(line); };
         return std::make_unique<TelemetryService>(configuration);
     }
     QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
@@ -79,14 +76,10 @@ struct Harness {
     {
         QStringList names;
         for (const QJsonObject &record : records())
-            names.append(record.value(QStringLiteral("event_name")).toString());
+            names.append(record.value("event_name").toString());
         return names;
     }
-    QStringList log() const
-    {
-        std::lock_guard lock(logMutex);
-        return logLines;
-    }
+    QStringList log() const { std::lock_guard lock(logMutex); return logLines; }
 
     LocalHTTPServer server;
     std::function<LocalHTTPServer::Reply(const LocalHTTPServer::Request &)> answer;
@@ -112,21 +105,14 @@ TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
     QMap<QByteArray, QByteArray> headers;
     for (const auto &[name, value] : requests[0].headers)
         headers.insert(name.toLower(), value);
-    EXPECT_EQ(headers.value("content-type"), QByteArray("application/json"));
-    EXPECT_EQ(headers.value("authorization"), QByteArray("Bearer anon.key.jwt"));
+    EXPECT_EQ(headers.value("content-type") + '|' + headers.value("authorization"), QByteArray("application/json|Bearer anon.key.jwt"));
     ASSERT_EQ(harness.records().size(), 1);
-    const QJsonObject record = harness.records().at(0);
-    EXPECT_EQ(record.keys(), (QStringList {"app_id", "app_version", "client_timestamp", "event_data", "event_name", "session_id"}));
-    EXPECT_EQ(record.value("session_id").toString(), kSession.toLower());
-    EXPECT_EQ(record.value("app_id").toString(), QStringLiteral("java"));
-    EXPECT_EQ(record.value("app_version").toString(), QStringLiteral("1.4 (27)"));
-    EXPECT_EQ(record.value("event_name").toString(), QStringLiteral("remediation_completed"));
-    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$)"))
-                    .match(record.value("client_timestamp").toString())
-                    .hasMatch())
-        << record.value("client_timestamp").toString().toStdString();
-    EXPECT_EQ(JSONValue::fromJson(record.value("event_data")),
-              JSONValue(JSONObject {{"remediation_id", "brew:temurin@21"}, {"exit_code", 0}, {"nested", JSONArray {JSONValue::null(), 2.5}}}));
+    QJsonObject record = harness.records().at(0);
+    const QString stamp = record.take("client_timestamp").toString();
+    EXPECT_TRUE(QRegularExpression(QStringLiteral(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$)")).match(stamp).hasMatch()) << stamp.toStdString();
+    EXPECT_EQ(JSONValue::fromJson(record), JSONValue(JSONObject {{"session_id", kSession.toLower()}, {"app_id", "java"}, {"app_version", "1.4 (27)"},
+        {"event_name", "remediation_completed"},
+        {"event_data", JSONObject {{"remediation_id", "brew:temurin@21"}, {"exit_code", 0}, {"nested", JSONArray {JSONValue::null(), 2.5}}}}}));
     EXPECT_FALSE(QFile::exists(harness.queueFile())); // delivered: no queue left
 }
 
@@ -178,9 +164,7 @@ TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOr
         EXPECT_EQ(log.size(), c.log.size()) << c.name << ": " << log.join(u'|').toStdString();
         for (qsizetype i = 0; i < std::min(log.size(), c.log.size()); ++i)
             EXPECT_TRUE(log[i].startsWith(c.log[i])) << c.name << ": " << log[i].toStdString();
-        if (c.requests >= 0) {
-            EXPECT_EQ(harness.server.requests().size(), c.requests) << c.name;
-        }
+        EXPECT_TRUE(c.requests < 0 || harness.server.requests().size() == c.requests) << c.name << ": " << harness.server.requests().size();
         EXPECT_FALSE(QFile::exists(harness.queueFile())) << c.name;
     }
 }
