@@ -201,12 +201,33 @@ TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
              order << m->npsCard()->reasonPrompt() << m->npsCard()->dismissText();
              return order;
          }},
+        {"report, with the card", "healthy",
+         [](TarnwickAppModel &app) {
+             app.consent()->accept();
+             app.push(TarnwickAppModel::Screen::diagnose);
+             FinalReportModel *report = nullptr;
+             if (!QTest::qWaitFor([&] { return app.diagnose()->state() == DiagnoseViewModel::State::Diagnosed; }, 10000))
+                 return QStringList();
+             app.diagnose()->continueToAudit();
+             if (!QTest::qWaitFor([&] {
+                     if (app.audit() && app.audit()->stage())
+                         app.audit()->stage()->skip();
+                     return (report = app.audit() ? app.audit()->report() : nullptr) && !report->busy();
+                 }, 10000))
+                 return QStringList();
+             QStringList order{QStringLiteral("Try Warp — we recommend it")};
+             for (int score = 0; score <= 10; ++score)
+                 order.append(QString::number(score));
+             order << report->npsCard()->reasonPrompt() << report->npsCard()->dismissText() << report->articleLinkText() << report->doneText();
+             return order;
+         }},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         m_world.store = std::make_shared<InMemoryKeyValueStore>();
         QQuickWindow *window = open(c.scenario);
         ASSERT_TRUE(window);
+        window->resize(window->minimumSize()); // where a page is taller than the window
         const QStringList order = c.reach(*m_app);
         ASSERT_FALSE(order.isEmpty());
         QTest::qWait(50); // the page comes up
@@ -216,6 +237,12 @@ TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
             QQuickItem *focused = window->activeFocusItem();
             QAccessibleInterface *accessible = focused ? QAccessible::queryAccessibleInterface(focused) : nullptr;
             visited.append(accessible ? accessible->text(QAccessible::Name) : QStringLiteral("(nothing named)"));
+            // In view, not under the page's buttons: a person tabbing must see where they are.
+            const QRectF place = focused ? focused->mapRectToScene(focused->boundingRect()) : QRectF();
+            const QQuickItem *footer = visibleItem(window->contentItem(), QStringLiteral("scaffold-footer"));
+            EXPECT_TRUE(QRectF(QPointF(), window->size()).contains(place)
+                        && (!footer || footer->isAncestorOf(focused) || !footer->mapRectToScene(footer->boundingRect()).intersects(place)))
+                << qPrintable(visited.last());
         }
         EXPECT_EQ(visited, order + QStringList{order.first()});
     }

@@ -5,6 +5,8 @@ import QtQuick
 Rectangle {
     id: ring
     property Item scope: parent
+    // Where the scope has scrolled to, if it scrolls: the ring follows its control.
+    property real scrolled
 
     readonly property Item target: {
         const item = Window.activeFocusItem
@@ -23,7 +25,7 @@ Rectangle {
         if (target === null)
             return Qt.rect(0, 0, 0, 0)
         // Read so that the place is worked out again when the control or the page moves or resizes.
-        void [target.x, target.y, target.width, target.height, scope.width, scope.height]
+        void [target.x, target.y, target.width, target.height, scope.width, scope.height, ring.scrolled]
         return target.mapToItem(ring.parent, 0, 0, target.width, target.height)
     }
 

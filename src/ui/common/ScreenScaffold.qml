@@ -30,6 +30,7 @@ Page {
         // place until a resize. The footer is opaque and drawn above the content instead.
 
         ColumnLayout {
+            id: page
             width: scroller.availableWidth
             spacing: 12
 
@@ -77,6 +78,7 @@ Page {
 
     Pane {
         id: footer
+        objectName: "scaffold-footer"
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.bottom: parent.bottom
@@ -97,5 +99,25 @@ Page {
         }
     }
 
-    FocusRing {}
+    // Tab onto a control scrolled out of view, or under the buttons, scrolls it into view.
+    Window.onActiveFocusItemChanged: scaffold.reveal(Window.activeFocusItem)
+
+    function reveal(item: Item) {
+        const bar = scroller.ScrollBar.vertical
+        let inPage = false
+        for (let above = item ? item.parent : null; above && !inPage; above = above.parent)
+            inPage = above === page
+        if (!inPage || !scaffold.visible || page.height <= scroller.availableHeight)
+            return
+        const margin = 12
+        const top = item.mapToItem(page, 0, 0).y - margin
+        const bottom = top + item.height + 2 * margin
+        const shownTop = bar.position * page.height
+        if (top < shownTop)
+            bar.position = Math.max(0, top) / page.height
+        else if (bottom > shownTop + scroller.availableHeight)
+            bar.position = Math.min(page.height, bottom) / page.height - bar.size
+    }
+
+    FocusRing { scrolled: scroller.ScrollBar.vertical.position }
 }
