@@ -41,13 +41,13 @@ public:
     void track(const QString &, const JSONObject &) override {}
 };
 
-ScreenContext contextFor(const std::shared_ptr<SimulatedMac> &mac, NoTelemetry &sink, bool consented)
+ScreenContext contextFor(const std::shared_ptr<SimulatedMac> &mac, NoTelemetry &sink, bool consented, QThreadPool &workers)
 {
     AppServices services = mac->services();
     auto store = std::make_shared<InMemoryKeyValueStore>();
     store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), consented);
     services.store = store;
-    return ScreenContext{.services = services, .platform = mac->platform(), .telemetry = &sink,
+    return ScreenContext{.services = services, .platform = mac->platform(), .telemetry = &sink, .workers = &workers,
                          .openLink = [](const QUrl &) {}, .site = MakerSite(QUrl(QStringLiteral("https://ferrowood.com")))};
 }
 
@@ -63,8 +63,9 @@ double median(std::vector<double> values)
 double diagnoseToFrame(const char *scenario, bool warm)
 {
     NoTelemetry sink;
+    BlockingWorkers workers;
     const auto mac = SimulatedMac::create(QString::fromLatin1(scenario));
-    TarnwickAppModel app(contextFor(mac, sink, true), {});
+    TarnwickAppModel app(contextFor(mac, sink, true, workers), {});
     QQmlApplicationEngine engine;
     if (!loadAppWindow(engine, app))
         qFatal("the app window did not load");
@@ -142,8 +143,9 @@ void streamLines()
     constexpr int kLines = 200000;
     constexpr qint64 kLineBytes = 81; // what the script prints per line, newline included
     NoTelemetry sink;
+    BlockingWorkers workers;
     const auto mac = SimulatedMac::create(QStringLiteral("developer-no-java"));
-    ScreenContext context = contextFor(mac, sink, true);
+    ScreenContext context = contextFor(mac, sink, true, workers);
     context.services.processRunner = std::make_shared<LoudRunner>(context.services.processRunner, kLines);
 
     auto owned = std::make_unique<QQuickView>();

@@ -48,9 +48,11 @@ int main(int argc, char *argv[])
     forbidBlockingCallsOn(app.thread()); // services run on workers; the window never waits
     TelemetrySink &telemetry = TelemetryService::installShared(TelemetryService::Configuration::makeDefault(selection.services));
 
+    BlockingWorkers workers; // outlives the models, which wait for their work as they go
     TarnwickAppModel root(ScreenContext{.services = selection.services,
                                         .platform = selection.platform,
                                         .telemetry = &telemetry,
+                                        .workers = &workers,
                                         .openLink = [](const QUrl &url) { QDesktopServices::openUrl(url); },
                                         .site = MakerSite::fromEnvironment()},
                           selection.notice);

@@ -24,9 +24,9 @@ using Outcome = FixSequence::Outcome;
 
 const QString kSite = QStringLiteral("https://ferrowood.test");
 
-ScreenContext contextFor(AppServices services, RecordingSink &sink, QList<QUrl> &opened)
+ScreenContext contextFor(AppServices services, RecordingSink &sink, QList<QUrl> &opened, QThreadPool &workers)
 {
-    return ScreenContext{.services = std::move(services), .platform = {}, .telemetry = &sink,
+    return ScreenContext{.services = std::move(services), .platform = {}, .telemetry = &sink, .workers = &workers,
                          .openLink = [&opened](const QUrl &url) { opened.append(url); }, .site = MakerSite(QUrl(kSite))};
 }
 
@@ -57,10 +57,11 @@ bool processAlive(qint64 pid)
 
 // A simulated Mac; with Mise, its install succeeds and ~/.zshrc lacks the activation line.
 struct SimulatedMacSheet {
+    BlockingWorkers workers;
     FixtureServices fixture;
     RecordingSink sink;
     QList<QUrl> opened;
-    ScreenContext context = contextFor(fixture.services(), sink, opened);
+    ScreenContext context = contextFor(fixture.services(), sink, opened, workers);
 
     explicit SimulatedMacSheet(bool withMise = false)
     {
@@ -77,6 +78,7 @@ struct SimulatedMacSheet {
 struct RealHome {
     QTemporaryDir home;
     StandIns mac;
+    BlockingWorkers workers;
     RecordingSink sink;
     QList<QUrl> opened;
     ScreenContext context;
@@ -88,7 +90,7 @@ struct RealHome {
         AppServices services = fixture.services();
         services.processRunner = mac.runner();
         services.fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders{home.path(), QDir::tempPath(), home.path(), home.path()});
-        context = contextFor(services, sink, opened);
+        context = contextFor(services, sink, opened, workers);
     }
     QString path(const char *name = ".zprofile") const { return home.filePath(QString::fromLatin1(name)); }
     void write(const QByteArray &text, const char *name = ".zprofile") const

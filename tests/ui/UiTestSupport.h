@@ -56,6 +56,7 @@ struct UiWorld {
     std::shared_ptr<InMemoryKeyValueStore> store = std::make_shared<InMemoryKeyValueStore>();
     RecordingSink sink;
     QList<QUrl> opened;
+    BlockingWorkers workers;
 
     ScreenContext context(QUrl site = QUrl(QStringLiteral("https://ferrowood.com")))
     {
@@ -64,6 +65,7 @@ struct UiWorld {
         return ScreenContext{.services = services,
                              .platform = mac->platform(),
                              .telemetry = &sink,
+                             .workers = &workers,
                              .openLink = [this](const QUrl &url) { opened.append(url); },
                              .site = MakerSite(std::move(site))};
     }

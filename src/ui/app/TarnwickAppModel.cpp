@@ -7,7 +7,6 @@
 #include "telemetry/TelemetryEvents.h"
 #include "ui/app/ConsentViewModel.h"
 #include "ui/app/WelcomeViewModel.h"
-#include "ui/common/BlockingWorkers.h"
 
 #include <QPointer>
 #include <QtConcurrent>
@@ -43,7 +42,7 @@ void TarnwickAppModel::start()
         return;
     m_started = true;
     QPointer<TarnwickAppModel> guard(this);
-    m_startUp = QtConcurrent::run(blockingWorkers(), [guard, context = m_context, cancellation = &m_startUpCancellation] {
+    m_startUp = QtConcurrent::run(m_context.workers, [guard, context = m_context, cancellation = &m_startUpCancellation] {
         context.telemetry->track(TelemetryEvents::appLaunched());
         const SystemProfiler profiler(ProgramRunner(context.services.processRunner), context.services.fs, context.platform);
         const SystemProfile profile = profiler.profile(cancellation);
@@ -67,7 +66,7 @@ void TarnwickAppModel::prefetchLTS()
     m_ltsPending = answer->get_future().share();
     QPointer<TarnwickAppModel> guard(this);
     const DiagnoseFlow flow(m_context.services, m_context.platform, m_adoptiumBaseURL);
-    m_ltsLookUp = QtConcurrent::run(blockingWorkers(), [guard, flow, answer, cancellation = &m_startUpCancellation] {
+    m_ltsLookUp = QtConcurrent::run(m_context.workers, [guard, flow, answer, cancellation = &m_startUpCancellation] {
         const int major = flow.latestLTSMajor(cancellation);
         // Always answered, so a diagnose screen waiting on it never waits for ever.
         answer->set_value(major);

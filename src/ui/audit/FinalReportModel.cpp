@@ -5,8 +5,6 @@
 #include "services/ProgramRunner.h"
 #include "telemetry/TelemetryEvents.h"
 #include "ui/audit/AuditStageModel.h"
-#include "ui/common/BlockingWorkers.h"
-
 #include <QPointer>
 #include <QtConcurrent>
 
@@ -36,7 +34,7 @@ void FinalReportModel::start()
     emit changed();
     QPointer<FinalReportModel> guard(this);
     const SystemProfiler profiler(ProgramRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
-    m_work = QtConcurrent::run(blockingWorkers(), [guard, profiler, cancellation = &m_cancellation] {
+    m_work = QtConcurrent::run(m_context.workers, [guard, profiler, cancellation = &m_cancellation] {
         const SystemProfile profile = profiler.profile(cancellation);
         // A cancelled profile is incomplete; the model is going away and must not see it.
         if (cancellation->isCanceled())

@@ -3,8 +3,6 @@
 #include "diagnosis/AuditStages.h"
 #include "diagnosis/SystemProfiler.h"
 #include "services/ProgramRunner.h"
-#include "ui/common/BlockingWorkers.h"
-
 #include <QPointer>
 #include <QtConcurrent>
 
@@ -106,7 +104,7 @@ void StagedAuditFlowModel::reprofile(std::function<void()> then)
     QPointer<StagedAuditFlowModel> guard(this);
     const SystemProfiler profiler(ProgramRunner(m_context.services.processRunner), m_context.services.fs, m_context.platform);
     m_work.waitForFinished();
-    m_work = QtConcurrent::run(blockingWorkers(), [guard, profiler, then = std::move(then), cancellation = &m_cancellation] {
+    m_work = QtConcurrent::run(m_context.workers, [guard, profiler, then = std::move(then), cancellation = &m_cancellation] {
         const SystemProfile profile = profiler.profile(cancellation);
         if (cancellation->isCanceled())
             return;

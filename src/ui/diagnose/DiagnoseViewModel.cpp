@@ -3,8 +3,6 @@
 #include "diagnosis/VerifyVerdict.h"
 #include "runners/AdoptiumAPI.h"
 #include "telemetry/TelemetryEvents.h"
-#include "ui/common/BlockingWorkers.h"
-
 #include <QPointer>
 #include <QRegularExpression>
 #include <QtConcurrent>
@@ -47,7 +45,7 @@ template <typename Work, typename Done> void DiagnoseViewModel::onWorker(Work wo
     m_busy = true;
     emit changed();
     QPointer<DiagnoseViewModel> guard(this);
-    m_work = QtConcurrent::run(blockingWorkers(), [guard, work = std::move(work), done = std::move(done), cancellation = &m_cancellation] {
+    m_work = QtConcurrent::run(m_context.workers, [guard, work = std::move(work), done = std::move(done), cancellation = &m_cancellation] {
         auto result = work(cancellation);
         // A cancelled run's result is incomplete; the model is going away and must not see it.
         if (cancellation->isCanceled())

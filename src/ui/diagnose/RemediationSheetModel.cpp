@@ -1,7 +1,5 @@
 #include "ui/diagnose/RemediationSheetModel.h"
 
-#include "ui/common/BlockingWorkers.h"
-
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QPointer>
@@ -28,7 +26,7 @@ RemediationSheetModel::RemediationSheetModel(const ScreenContext &context, const
     // The sequence sends the run's one terminal event itself, from this worker.
     const FixSequence sequence(context.services, configuration, context.telemetry);
     QPointer<RemediationSheetModel> guard(this);
-    m_worker = QtConcurrent::run(blockingWorkers(), [this, guard, sequence, remediation] {
+    m_worker = QtConcurrent::run(m_context.workers, [this, guard, sequence, remediation] {
         const FixSequence::Outcome outcome = sequence.run(remediation, m_cancellation, *this);
         QMetaObject::invokeMethod(
             guard, [guard, outcome] { if (guard) guard->runEnded(outcome); }, Qt::QueuedConnection);

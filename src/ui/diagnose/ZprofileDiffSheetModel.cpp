@@ -2,8 +2,6 @@
 
 #include "profile_edit/ZprofileWriter.h"
 #include "telemetry/TelemetryEvents.h"
-#include "ui/common/BlockingWorkers.h"
-
 #include <QPointer>
 #include <QVariantMap>
 #include <QtConcurrent/QtConcurrentRun>
@@ -12,7 +10,7 @@ ZprofileDiffSheetModel::ZprofileDiffSheetModel(const ScreenContext &context, con
     : QObject(parent), m_context(context), m_remediation(remediation)
 {
     QPointer<ZprofileDiffSheetModel> guard(this);
-    m_worker = QtConcurrent::run(blockingWorkers(), [guard, fs = context.services.fs] {
+    m_worker = QtConcurrent::run(context.workers, [guard, fs = context.services.fs] {
         FileAppendWriter::DiffPreview preview;
         QString error;
         try {
@@ -93,7 +91,7 @@ void ZprofileDiffSheetModel::apply()
     emit changed();
     m_worker.waitForFinished(); // the load, long done
     QPointer<ZprofileDiffSheetModel> guard(this);
-    m_worker = QtConcurrent::run(blockingWorkers(), [guard, fs = m_context.services.fs, preview = m_preview] {
+    m_worker = QtConcurrent::run(m_context.workers, [guard, fs = m_context.services.fs, preview = m_preview] {
         QString error;
         try {
             ZprofileWriter(fs).apply(preview);
