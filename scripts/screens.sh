@@ -22,7 +22,7 @@ out=build/screens
 rm -rf "$out"
 mkdir -p "$out"
 status=0
-QT_QPA_PLATFORM=offscreen build/default/tests/tarnwick_screens "$out" ${fixtures:+"$fixtures"} || status=$?
+QT_QPA_PLATFORM=offscreen build/default/tools/tarnwick_screens "$out" ${fixtures:+"$fixtures"} || status=$?
 
 columns=(light-640x480 light-1280x860 dark-640x480 dark-1280x860 focus-640x480)
 {

@@ -7,7 +7,6 @@
 
 #include <QGuiApplication>
 #include <QList>
-#include <QPalette>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -107,29 +106,6 @@ inline QQuickItem *visibleItem(QQuickItem *root, const QString &name)
         if (QQuickItem *found = visibleItem(child, name))
             return found;
     return nullptr;
-}
-
-/// A dark palette like the one macOS gives a window in dark mode, for looking at the screens in it.
-inline QPalette darkPalette()
-{
-    QPalette dark;
-    const QColor text(0xe6, 0xe6, 0xe6);
-    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
-    dark.setColor(QPalette::WindowText, text);
-    dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
-    dark.setColor(QPalette::AlternateBase, QColor(0x33, 0x33, 0x33));
-    dark.setColor(QPalette::Text, text);
-    dark.setColor(QPalette::Button, QColor(0x3c, 0x3c, 0x3c));
-    dark.setColor(QPalette::ButtonText, text);
-    dark.setColor(QPalette::Highlight, QColor(0x2f, 0x65, 0xca));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    dark.setColor(QPalette::Link, QColor(0x6e, 0xa8, 0xfe));
-    dark.setColor(QPalette::PlaceholderText, QColor(0x8a, 0x8a, 0x8a));
-    dark.setColor(QPalette::ToolTipBase, QColor(0x3a, 0x3a, 0x3a));
-    dark.setColor(QPalette::ToolTipText, text);
-    dark.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x80, 0x80, 0x80));
-    dark.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x80, 0x80, 0x80));
-    return dark;
 }
 
 inline void clickItem(QQuickWindow *window, QQuickItem *target)

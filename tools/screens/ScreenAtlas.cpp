@@ -4,16 +4,24 @@
 //
 //   tarnwick_screens <output folder> [scenario,scenario,…]
 
-#include "UiTestSupport.h"
-
+#include "simulated/InMemoryKeyValueStore.h"
+#include "simulated/SimulatedMac.h"
+#include "telemetry/TelemetrySink.h"
 #include "ui/app/AppWindow.h"
 #include "ui/app/TarnwickAppModel.h"
+#include "ui/common/BlockingWorkers.h"
+#include "ui/common/ScreenContext.h"
 
 #include <QDir>
+#include <QPalette>
 #include <QElapsedTimer>
+#include <QGuiApplication>
 #include <QPointer>
 #include <QQmlApplicationEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QSet>
+#include <QTest>
 #include <QTextStream>
 
 #include <condition_variable>
@@ -83,6 +91,48 @@ private:
     int m_passing = 0;
 };
 
+// The visible item called `name` under `root`, walking the visual tree: findChild misses what
+// Repeaters and Loaders create.
+QQuickItem *visibleItem(QQuickItem *root, const QString &name)
+{
+    if (root->objectName() == name && root->isVisible())
+        return root;
+    for (QQuickItem *child : root->childItems())
+        if (QQuickItem *found = visibleItem(child, name))
+            return found;
+    return nullptr;
+}
+
+/// A dark palette like the one macOS gives a window in dark mode, for looking at the screens in it.
+QPalette darkPalette()
+{
+    QPalette dark;
+    const QColor text(0xe6, 0xe6, 0xe6);
+    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
+    dark.setColor(QPalette::WindowText, text);
+    dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
+    dark.setColor(QPalette::AlternateBase, QColor(0x33, 0x33, 0x33));
+    dark.setColor(QPalette::Text, text);
+    dark.setColor(QPalette::Button, QColor(0x3c, 0x3c, 0x3c));
+    dark.setColor(QPalette::ButtonText, text);
+    dark.setColor(QPalette::Highlight, QColor(0x2f, 0x65, 0xca));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::Link, QColor(0x6e, 0xa8, 0xfe));
+    dark.setColor(QPalette::PlaceholderText, QColor(0x8a, 0x8a, 0x8a));
+    dark.setColor(QPalette::ToolTipBase, QColor(0x3a, 0x3a, 0x3a));
+    dark.setColor(QPalette::ToolTipText, text);
+    dark.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x80, 0x80, 0x80));
+    dark.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x80, 0x80, 0x80));
+    return dark;
+}
+
+// The pictures are what this tool makes; the events go nowhere.
+class Unsent final : public TelemetrySink {
+public:
+    using TelemetrySink::track;
+    void track(const QString &, const JSONObject &) override {}
+};
+
 class Atlas {
 public:
     explicit Atlas(QString out) : m_out(std::move(out)) {}
@@ -92,19 +142,25 @@ public:
     {
         SimulatedMac::Options options;
         options.linePause = std::chrono::milliseconds(15);
-        UiWorld world;
-        world.mac = SimulatedMac::create(scenario, options, [this](SimulatedMac::Step step) { m_gate.pass(step); });
-        if (!world.mac) {
+        const std::shared_ptr<SimulatedMac> mac =
+            SimulatedMac::create(scenario, options, [this](SimulatedMac::Step step) { m_gate.pass(step); });
+        if (!mac) {
             std::fprintf(stderr, "No simulated Mac called %s.\n", qPrintable(scenario));
             return false;
         }
-        TarnwickAppModel app(world.context(), QStringLiteral("Running on a simulated Mac (%1).").arg(scenario));
+        AppServices services = mac->services();
+        services.store = std::make_shared<InMemoryKeyValueStore>(); // consent asked on every Mac
+        Unsent unsent;
+        BlockingWorkers workers;
+        TarnwickAppModel app(ScreenContext{.services = services, .platform = mac->platform(), .telemetry = &unsent, .workers = &workers,
+                                           .openLink = [](const QUrl &) {}, .site = MakerSite(QUrl(QStringLiteral("https://ferrowood.com")))},
+                             QStringLiteral("Running on a simulated Mac (%1).").arg(scenario));
         QQmlApplicationEngine engine;
         if (!loadAppWindow(engine, app)) {
             std::fprintf(stderr, "The window did not load.\n");
             return false;
         }
-        // Declared after the world, so it goes first: nothing may be left waiting at the gate.
+        // Declared after the Mac, so it goes first: nothing may be left waiting at the gate.
         const struct Opener {
             Gate &gate;
             ~Opener() { gate.release(); }
