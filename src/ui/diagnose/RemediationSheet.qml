@@ -14,6 +14,15 @@ Page {
     implicitHeight: 480
     padding: 24
     background: Rectangle { color: sheet.palette.window }
+    // Qt 6.4 does not pass a palette change (dark mode turned on or off) from a dialog to what is in
+    // it, so the sheet takes the window's palette itself (when a window of the app shows it).
+    // Debian's Qt 6.4 ships no type description of Binding for qmllint to check it against.
+    // qmllint disable
+    Binding on palette {
+        when: sheet.ApplicationWindow.window !== null
+        value: sheet.ApplicationWindow.window?.palette
+    }
+    // qmllint enable
     // Errors in red, lighter on a dark window so that they read there too (as the audit's marks).
     readonly property color errorColour: sheet.palette.window.hslLightness < 0.5 ? "#ff7a70" : "#c42b1c"
 
