@@ -13,11 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
-}
+QByteArray contents(const QString &path) { QFile file(path); return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)"); }
 
 } // namespace
 
@@ -65,8 +61,7 @@ TEST(PrivilegedExecutor, AnyPromptShowsLiterallyAndRunsNothing)
     };
     for (const QString &prompt : prompts) {
         QFile file(script);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(PrivilegedExecutor::askpassScript(prompt).toUtf8());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(PrivilegedExecutor::askpassScript(prompt).toUtf8()) > 0);
         file.close();
         const ProcessResult result = LiveProcessRunner().run(
             u"/bin/bash"_s, {script}, Environment {{u"PATH"_s, temporary.path() + ":/usr/bin:/bin"_L1}, {u"STANDIN_PROMPT_FILE"_s, shown}});

@@ -109,11 +109,7 @@ TEST(VersionManagerRunners, TheInstallerCommandSurvivesHostilePackagePaths)
 TEST(VersionManagerRunners, FindTheHookLinesZshrcLacks)
 {
     const QString mise = u"eval \"$(mise activate zsh)\""_s, jenvPath = u"export PATH=\"$HOME/.jenv/bin:$PATH\""_s, jenvInit = u"eval \"$(jenv init -)\""_s;
-    const struct {
-        const char *name;
-        std::optional<QByteArray> zshrc;
-        QStringList missingMise, missingJenv;
-    } cases[] = {
+    const struct { const char *name; std::optional<QByteArray> zshrc; QStringList missingMise, missingJenv; } cases[] = {
         {"no ~/.zshrc", std::nullopt, {mise}, {jenvPath, jenvInit}},
         {"only a commented jEnv hook", "# eval \"$(jenv init -)\"\n", {mise}, {jenvPath, jenvInit}},
         {"both jEnv lines, indented", "  export PATH=\"$HOME/.jenv/bin:$PATH\"\n\teval \"$(jenv init -)\"\n", {mise}, {}},

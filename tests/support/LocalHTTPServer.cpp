@@ -22,18 +22,13 @@ private:
         const qsizetype headerEnd = m_buffer.indexOf("\r\n\r\n");
         if (m_answered || headerEnd < 0)
             return;
-        LocalHTTPServer::Request request;
-        const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n');
-        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
-        request.method = requestLine.value(0);
-        request.target = requestLine.value(1);
+        const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n'), requestLine = lines.value(0).trimmed().split(' ');
+        LocalHTTPServer::Request request {requestLine.value(0), requestLine.value(1), {}, {}};
         qsizetype length = 0;
         for (const QByteArray &line : lines.mid(1)) {
-            const qsizetype colon = line.indexOf(':');
-            if (colon < 0)
-                continue;
-            request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
-            if (request.headers.last().first.compare("content-length", Qt::CaseInsensitive) == 0)
+            if (const qsizetype colon = line.indexOf(':'); colon >= 0)
+                request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
+            if (!request.headers.isEmpty() && request.headers.last().first.compare("content-length", Qt::CaseInsensitive) == 0)
                 length = request.headers.last().second.toLongLong();
         }
         if (m_buffer.size() < headerEnd + 4 + length)
@@ -50,11 +45,8 @@ private:
     {
         if (reply.hang)
             return;
-        if (reply.delayMilliseconds > 0) {
-            const int delay = std::exchange(reply.delayMilliseconds, 0);
-            QTimer::singleShot(delay, this, [this, reply] { answer(reply); });
-            return;
-        }
+        if (const int delay = std::exchange(reply.delayMilliseconds, 0); delay > 0)
+            return QTimer::singleShot(delay, this, [this, reply] { answer(reply); });
         static const QMap<int, QByteArray> reasons {{200, "OK"}, {302, "Found"}, {404, "Not Found"}, {500, "Internal Server Error"}};
         QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasons.value(reply.status, "Status") + "\r\n";
         for (const auto &[name, value] : reply.headers)
