@@ -22,19 +22,14 @@ QByteArray listing(const QByteArray &link, const QByteArray &checksum = kChecksu
 }
 
 // What a call threw, as one comparable line.
-template <typename Call>
-QString thrown(Call call)
+QString thrown(const std::function<void()> &call)
 {
     try {
         call();
-    } catch (const AdoptiumError &error) {
-        return u"%1: %2"_s.arg(error.code()).arg(error.message());
-    } catch (const DecodingError &) {
-        return u"decoding"_s;
-    } catch (const HTTPError &error) {
-        return u"http %1"_s.arg(int(error.kind()));
-    }
-    return u"(nothing)"_s;
+        return u"(nothing)"_s;
+    } catch (const AdoptiumError &error) { return u"%1: %2"_s.arg(error.code()).arg(error.message()); }
+    catch (const DecodingError &) { return u"decoding"_s; }
+    catch (const HTTPError &error) { return u"http %1"_s.arg(int(error.kind())); }
 }
 
 // Adoptium answering `body` with `status` at every path.

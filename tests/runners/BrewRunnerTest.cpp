@@ -122,12 +122,9 @@ TEST(BrewRunner, EndsAsBrewSaysAndFallsBackToThePackageForTemurinOnly)
     }
 }
 
-namespace {
-
 // Homebrew's install script, as far as the installer can tell: it checks that it was started
 // non-interactively with our askpass, prints, and exits as told.
-StreamEvent installHomebrew(const std::shared_ptr<InMemoryFileSystem> &fs, const QByteArray &more, int status, QStringList *lines = nullptr,
-                            const QUrl &url = {})
+static StreamEvent installHomebrew(const std::shared_ptr<InMemoryFileSystem> &fs, const QByteArray &more, int status, QStringList &lines, const QUrl &url = {})
 {
     LocalHTTPServer server;
     server.route("/install.sh", [&](const auto &) {
@@ -137,18 +134,15 @@ StreamEvent installHomebrew(const std::shared_ptr<InMemoryFileSystem> &fs, const
     });
     const HomebrewInstaller installer(std::make_shared<LiveProcessRunner>(), fs, url.isEmpty() ? server.url(u"/install.sh"_s) : url);
     ProcessCancellation cancellation;
-    return installer.install(cancellation, [&](const StreamEvent &event) { if (lines) lines->append(event.text); });
+    return installer.install(cancellation, [&](const StreamEvent &event) { lines.append(event.text); });
 }
-
-} // namespace
 
 // After a success the shellenv line goes in once, for the brew the script left; after a failure nothing is written.
 TEST(HomebrewInstaller, AddsShellenvOnceForTheBrewItFindsAndTellsARefusedPasswordFromAFailure)
 {
     const QString appended = u"Appended. Backup at /Users/tester/.zprofile.bak."_s;
     const QByteArray succeeds = "echo '==> Installation successful!'";
-    // brew: empty when there is none where it was expected
-    const struct { QString brew; QByteArray output; StreamEvent end; QString said; } cases[] = {
+    const struct { QString brew /* empty: none where it was expected */; QByteArray output; StreamEvent end; QString said; } cases[] = {
         {kBrew, succeeds, StreamEvent::completed(0), appended},
         {u"/usr/local/bin/brew"_s, succeeds, StreamEvent::completed(0), appended},
         {{}, succeeds, StreamEvent::completed(0), u"Note: brew not found in expected locations after install; skipping ~/.zprofile shellenv append."_s},
@@ -164,7 +158,7 @@ TEST(HomebrewInstaller, AddsShellenvOnceForTheBrewItFindsAndTellsARefusedPasswor
             fs->addFile(c.brew, "", 0755);
         fs->addFile(zprofile, "export EDITOR=vim\n");
         QStringList lines;
-        EXPECT_EQ(installHomebrew(fs, c.output, c.end == StreamEvent::completed(0) ? 0 : 1, &lines), c.end);
+        EXPECT_EQ(installHomebrew(fs, c.output, c.end == StreamEvent::completed(0) ? 0 : 1, lines), c.end);
         EXPECT_EQ(lines.value(0), u"sudo is routed"_s);
         EXPECT_TRUE(lines.contains(c.said)) << lines.join(u'\n').toStdString();
         const QString profile = fs->readString(zprofile);
@@ -176,13 +170,13 @@ TEST(HomebrewInstaller, AddsShellenvOnceForTheBrewItFindsAndTellsARefusedPasswor
         if (!appends)
             continue;
         lines.clear();
-        installHomebrew(fs, {}, 0, &lines);
+        installHomebrew(fs, {}, 0, lines);
         EXPECT_EQ(lines.constLast(), u"brew shellenv already in ~/.zprofile — skipping."_s);
         EXPECT_EQ(fs->readString(zprofile), profile);
     }
     // An address that cannot be quoted safely never reaches the shell.
     QStringList lines;
-    EXPECT_EQ(installHomebrew(std::make_shared<InMemoryFileSystem>(), {}, 0, &lines, QUrl(u"http://127.0.0.1/x$(touch /tmp/canary)`id`"_s)),
+    EXPECT_EQ(installHomebrew(std::make_shared<InMemoryFileSystem>(), {}, 0, lines, QUrl(u"http://127.0.0.1/x$(touch /tmp/canary)`id`"_s)),
               StreamEvent::completed(-1));
     EXPECT_EQ(lines.size(), 1);
     EXPECT_TRUE(lines.value(0).startsWith("Failed to start Homebrew installer: "_L1)) << lines.value(0).toStdString();

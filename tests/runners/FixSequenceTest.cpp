@@ -15,7 +15,7 @@ namespace {
 // A front end and a telemetry sink that write down everything; the front end says yes.
 struct Harness final : public FixSequence::FrontEnd, public TelemetrySink {
     void line(const QString &text) override { lines.append(text); }
-    void progress(const QString &text) override { progressLines.append(text); }
+    void progress(const QString &) override {}
     bool confirmZshrcAppend(const FileAppendWriter::DiffPreview &preview) override { return ask(preview.path); }
     bool confirmZprofileWrite(const FileAppendWriter::DiffPreview &preview) override { return ask(preview.path); }
     bool confirmShellenvAppend(const FileAppendWriter::DiffPreview &preview) override { return ask("shellenv "_L1 + preview.path); }
@@ -32,12 +32,12 @@ struct Harness final : public FixSequence::FrontEnd, public TelemetrySink {
     // `program` prints `output` and exits with `status`, whatever it is asked.
     void answers(const QString &program, int status, const QString &output)
     {
-        fixture.processRunner->script(program, [=](const QStringList &, const auto &) { return ProcessResult {status, output, {}}; });
+        fixture.processRunner->script(program, [=](const auto &, const auto &) { return ProcessResult {status, output, {}}; });
     }
 
     FixtureServices fixture;
     ProcessCancellation cancellation;
-    QStringList lines, progressLines, asked, events;
+    QStringList lines, asked, events;
 };
 
 const QString kFailure = u"Install failed (exit code %1). The article at [Ferrowood](https://ferrowood.test/java/unable-to-locate) may help."_s;

@@ -52,11 +52,7 @@ struct PackageHarness {
         });
     }
     QStringList cache() const { return QDir(dir.filePath(u"Tarnwick"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System); }
-    QByteArray installed() const
-    {
-        QFile file(dir.filePath(u"installed"_s));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray installed() const { return fileContents(dir.filePath(u"installed"_s)); }
 
     LocalHTTPServer server;
     QTemporaryDir dir; // home and caches
@@ -124,9 +120,7 @@ TEST(PKGInstaller, InstallsRootsOwnCopyAndClearsWhatCrashedRunsLeftAndNothingEls
 
 TEST(PKGInstaller, SaysWhyAndWhereItStoppedOrThatItWasCanceledAndKeepsNothing)
 {
-    QString longTranscript;
-    for (int line = 1; line <= 2000; ++line)
-        longTranscript += u"installer: line %1 of a long story\n"_s.arg(line, 4, 10, QLatin1Char('0'));
+    const QString longTranscript = u"installer: a line of a long story\n"_s.repeated(2000) + u"installer: line 2000 of a long story\n"_s;
     const struct { const char *name; std::function<void(PackageHarness &)> arrange; QString start, end; bool namesThePackage; Kind kind = Kind::error; } cases[] = {
         {"canceled while downloading", [](auto &h) { h.cancelWhileDownloading = true; }, {}, {}, false, Kind::canceled},
         {"download missing", [](auto &h) { h.packageStatus = 404; }, "Adoptium download HTTP error (pkg: ", {}, true},

@@ -52,29 +52,27 @@ private:
         for (const auto &[name, value] : reply.headers)
             head += name + ": " + value + "\r\n";
         m_socket->write(head + "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n");
-        m_pending = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
-        m_closeWhenDone = reply.stallAfter < 0;
-        m_chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_pending.size();
-        m_pause = reply.pauseMilliseconds;
+        m_reply = reply;
+        m_reply.body = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
+        m_reply.chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_reply.body.size();
         sendNextChunk();
     }
 
     void sendNextChunk()
     {
-        m_socket->write(m_pending.left(m_chunkSize));
-        m_pending.remove(0, std::min(m_chunkSize, m_pending.size()));
-        if (!m_pending.isEmpty())
-            QTimer::singleShot(m_pause, this, [this] { sendNextChunk(); });
-        else if (m_closeWhenDone)
+        m_socket->write(m_reply.body.left(m_reply.chunkSize));
+        m_reply.body.remove(0, std::min(m_reply.chunkSize, m_reply.body.size()));
+        if (!m_reply.body.isEmpty())
+            QTimer::singleShot(m_reply.pauseMilliseconds, this, [this] { sendNextChunk(); });
+        else if (m_reply.stallAfter < 0)
             m_socket->disconnectFromHost();
     }
 
     QTcpSocket *m_socket;
     LocalHTTPServer &m_server;
-    QByteArray m_buffer, m_pending;
-    bool m_answered = false, m_closeWhenDone = true;
-    qsizetype m_chunkSize = 0;
-    int m_pause = 0;
+    QByteArray m_buffer;
+    bool m_answered = false;
+    LocalHTTPServer::Reply m_reply; // what is left to send
 };
 
 } // namespace
