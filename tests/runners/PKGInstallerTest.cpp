@@ -26,29 +26,20 @@ struct PackageHarness {
     PackageHarness()
     {
         server.route("/v3/assets/latest/21/hotspot", [this](const auto &) {
-            LocalHTTPServer::Reply reply {200, {}, R"([{"binary": {"installer": {"link": ")" + server.url(u"/temurin.pkg"_s).toEncoded()
-                + R"(", "checksum": ")" + published + R"(", "size": )"
-                + QByteArray::number(listedSize) + R"(, "name": "t.pkg"}}, "release_name": "jdk-21.0.5+11"}])"};
-            reply.delayMilliseconds = apiDelay;
-            return reply;
+            return LocalHTTPServer::Reply {.headers = {}, .body = R"([{"binary": {"installer": {"link": ")" + server.url(u"/temurin.pkg"_s).toEncoded() + R"(", "checksum": ")"
+                                               + published + R"(", "size": )" + QByteArray::number(listedSize) + R"(, "name": "t.pkg"}}, "release_name": "jdk-21.0.5+11"}])",
+                                           .delayMilliseconds = apiDelay};
         });
         server.route("/temurin.pkg", [this](const auto &) {
-            LocalHTTPServer::Reply reply {packageStatus, {}, package};
-            reply.chunkSize = 256 * 1024;
-            reply.pauseMilliseconds = 15;
-            return reply;
+            return LocalHTTPServer::Reply {.status = packageStatus, .headers = {}, .body = package, .chunkSize = 256 * 1024, .pauseMilliseconds = 15};
         });
         mac.map(u"/usr/bin/osascript"_s, QStringLiteral(STANDINS_DIR "/osascript"));
-        osascriptSees({});
     }
-    void osascriptSees(Environment environment)
+    PKGInstaller::Event install()
     {
-        environment.insert(u"STANDIN_INSTALLER"_s, QStringLiteral(STANDINS_DIR "/installer"));
-        environment.insert(u"STANDIN_INSTALLED_PKG"_s, dir.filePath(u"installed"_s));
-        mac.setEnvironment(environment);
-    }
-    PKGInstaller::Event install(PKGInstaller::Patience patience = {}, const std::function<void(const PKGInstaller::Event &)> &also = {})
-    {
+        osascriptSees.insert(u"STANDIN_INSTALLER"_s, QStringLiteral(STANDINS_DIR "/installer"));
+        osascriptSees.insert(u"STANDIN_INSTALLED_PKG"_s, dir.filePath(u"installed"_s));
+        mac.setEnvironment(osascriptSees);
         auto fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {dir.path(), {}, dir.path(), {}});
         auto http = std::make_shared<LiveHTTPFetcher>();
         const PKGInstaller installer(mac.runner(), http, fs, AdoptiumAPI(http, server.url(QString())), Architecture::appleSilicon, patience);
@@ -56,16 +47,12 @@ struct PackageHarness {
             if (kinds.isEmpty() || kinds.last() != event.kind)
                 kinds.append(event.kind); // progress repeats; its kind counts once
             events.append(event);
-            if (also)
-                also(event);
+            if (event.kind == Kind::downloading && cancelWhileDownloading)
+                cancellation.cancel();
         });
     }
     QStringList cache() const { return QDir(dir.filePath(u"Tarnwick"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System); }
-    QByteArray installed() const
-    {
-        QFile file(dir.filePath(u"installed"_s));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray installed() const { return fileContents(dir.filePath(u"installed"_s)); }
 
     LocalHTTPServer server;
     QTemporaryDir dir; // home and caches
@@ -73,6 +60,9 @@ struct PackageHarness {
     const QByteArray published = QCryptographicHash::hash(package, QCryptographicHash::Sha256).toHex();
     qint64 listedSize = package.size();
     int apiDelay = 0, packageStatus = 200;
+    bool cancelWhileDownloading = false;
+    PKGInstaller::Patience patience;
+    Environment osascriptSees;
     StandIns mac;
     ProcessCancellation cancellation;
     QList<PKGInstaller::Event> events;
@@ -83,13 +73,11 @@ struct PackageHarness {
 
 TEST(PKGInstaller, InstallsRootsOwnCopyAndClearsWhatCrashedRunsLeftAndNothingElse)
 {
-    PackageHarness harness;
+    PackageHarness harness; // with a slow Adoptium, which the user is told about
+    harness.apiDelay = 600;
+    harness.patience = {200ms, 15s};
     const QString caches = harness.dir.filePath(u"Tarnwick"_s), elsewhere = harness.dir.filePath(u"elsewhere"_s);
-    const struct {
-        const char *path;
-        int hoursOld;
-        bool removed;
-    } entries[] = {
+    const struct { const char *path; int hoursOld; bool removed; } entries[] = {
         {"run-0ld1/temurin-21-jdk-21.0.5+11.pkg.Ab12Cd", 7, true}, {"run-0ld1/", 7, true}, // a partial download
         {"run-0ld2/temurin-17-jdk-17.0.9+9.pkg", 30, true}, {"run-0ld2/", 30, true},
         {"temurin-17-jdk-17.0.9+9.pkg.Xy12Zw", 7, true}, {"temurin-17-jdk-17.0.9+9.pkg", 7, true}, // straight into the caches folder
@@ -116,7 +104,7 @@ TEST(PKGInstaller, InstallsRootsOwnCopyAndClearsWhatCrashedRunsLeftAndNothingEls
         make(caches + u'/' + QLatin1String(entry.path), entry.hoursOld);
 
     EXPECT_EQ(harness.install(), PKGInstaller::Event::of(Kind::completed));
-    EXPECT_EQ(harness.kinds, (QList<Kind> {Kind::fetching, Kind::downloading, Kind::verifying, Kind::installing}));
+    EXPECT_EQ(harness.kinds, (QList<Kind> {Kind::fetching, Kind::slowResponse, Kind::downloading, Kind::verifying, Kind::installing}));
     EXPECT_EQ(harness.events.value(harness.events.size() - 3), PKGInstaller::Event::downloading(harness.package.size(), harness.package.size()));
     for (const auto &entry : entries)
         EXPECT_EQ(QFileInfo::exists(caches + u'/' + QLatin1String(entry.path)), !entry.removed) << entry.path;
@@ -130,51 +118,29 @@ TEST(PKGInstaller, InstallsRootsOwnCopyAndClearsWhatCrashedRunsLeftAndNothingEls
     EXPECT_EQ(harness.cache().filter("run-"_L1), (QStringList {"run-l1nk", "run-m1xed", "run-n0w"})); // this run's folder went too
 }
 
-TEST(PKGInstaller, SaysWhyAndWhereItStoppedAndKeepsNothing)
+TEST(PKGInstaller, SaysWhyAndWhereItStoppedOrThatItWasCanceledAndKeepsNothing)
 {
-    QString longTranscript;
-    for (int line = 1; line <= 2000; ++line)
-        longTranscript += u"installer: line %1 of a long story\n"_s.arg(line, 4, 10, QLatin1Char('0'));
-    const struct {
-        const char *name;
-        std::function<void(PackageHarness &)> arrange;
-        QString start, end; // of the message; <published> is the published checksum
-        bool namesThePackage;
-    } cases[] = {
+    const QString longTranscript = u"installer: a line of a long story\n"_s.repeated(2000) + u"installer: line 2000 of a long story\n"_s;
+    const struct { const char *name; std::function<void(PackageHarness &)> arrange; QString start, end; bool namesThePackage; Kind kind = Kind::error; } cases[] = {
+        {"canceled while downloading", [](auto &h) { h.cancelWhileDownloading = true; }, {}, {}, false, Kind::canceled},
         {"download missing", [](auto &h) { h.packageStatus = 404; }, "Adoptium download HTTP error (pkg: ", {}, true},
         {"more bytes than listed", [](auto &h) { h.listedSize = 1; }, "The package is larger than the 1 bytes Adoptium listed; the download was stopped (pkg: ", {}, true},
         {"no asset", [](auto &h) { h.server.route("/v3/assets/latest/21/hotspot", [](const auto &) { return LocalHTTPServer::Reply {200, {}, "[]"}; }); },
          "No installer asset for Java 21 on aarch64 (pkg: n.a)", {}, false},
-        {"an execution error", [](auto &h) { h.osascriptSees({{u"STANDIN_OSASCRIPT_SAYS"_s, u"execution error: No user interaction allowed. (-1713)"_s}}); },
+        {"an execution error", [](auto &h) { h.osascriptSees = {{u"STANDIN_OSASCRIPT_SAYS"_s, u"execution error: No user interaction allowed. (-1713)"_s}}; },
          "execution error: No user interaction allowed. (-1713)", "(-1713)", false},
         // Only the end of a long transcript is kept: it is what explains the failure.
-        {"a long transcript", [&](auto &h) { h.osascriptSees({{u"STANDIN_OSASCRIPT_SAYS"_s, longTranscript}}); }, "", "line 2000 of a long story", false},
+        {"a long transcript", [&](auto &h) { h.osascriptSees = {{u"STANDIN_OSASCRIPT_SAYS"_s, longTranscript}}; }, "", "line 2000 of a long story", false},
     };
     for (const auto &c : cases) {
         PackageHarness harness;
         c.arrange(harness);
         const PKGInstaller::Event end = harness.install();
-        EXPECT_EQ(end.kind, Kind::error) << c.name;
-        EXPECT_TRUE(end.message.startsWith(QString(c.start).replace("<published>"_L1, QLatin1String(harness.published))) && end.message.endsWith(c.end) && end.message.size() <= 64 * 1024) << c.name << ": " << end.message.left(300).toStdString();
+        EXPECT_EQ(end.kind, c.kind) << c.name;
+        EXPECT_TRUE(end.message.startsWith(c.start) && end.message.endsWith(c.end) && end.message.size() <= 64 * 1024) << c.name << ": "
+                                                                                                                       << end.message.left(300).toStdString();
         EXPECT_EQ(end.message.contains(QRegularExpression(u"\\(pkg: .*/Tarnwick/run-[0-9a-z]+/temurin-21-jdk-21\\.0\\.5\\+11\\.pkg\\)"_s)), c.namesThePackage) << c.name;
         EXPECT_EQ(harness.cache(), QStringList()) << c.name;
         EXPECT_EQ(harness.installed(), QByteArray()) << c.name; // the installer never ran
     }
-}
-
-TEST(PKGInstaller, TellsTheUserWhenAdoptiumIsSlowAndACancelDuringTheDownloadLeavesNothing)
-{
-    PackageHarness slow;
-    slow.apiDelay = 600;
-    EXPECT_EQ(slow.install(PKGInstaller::Patience {200ms, 15s}), PKGInstaller::Event::of(Kind::completed));
-    EXPECT_EQ(slow.kinds, (QList<Kind> {Kind::fetching, Kind::slowResponse, Kind::downloading, Kind::verifying, Kind::installing}));
-
-    PackageHarness canceled;
-    const PKGInstaller::Event end = canceled.install({}, [&](const PKGInstaller::Event &event) {
-        if (event.kind == Kind::downloading)
-            canceled.cancellation.cancel();
-    });
-    EXPECT_EQ(end, PKGInstaller::Event::of(Kind::canceled));
-    EXPECT_EQ(canceled.installed(), QByteArray());
-    EXPECT_EQ(canceled.cache(), QStringList());
 }

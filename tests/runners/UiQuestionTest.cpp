@@ -13,14 +13,7 @@
 TEST(UiQuestion, TheWorkerGetsTheScreensFirstAnswerOrNoOnCancelOrWhenNobodyCanAnswer)
 {
     enum class Screen { sayYes, sayNoThenYes, cancelRun, closeUnanswered, goAwayBeforeShown };
-    const struct {
-        const char *name;
-        Screen screen;
-        bool cancelledBefore;
-        bool expectedAnswer;
-        int expectedShown;
-        int times = 1;
-    } cases[] = {
+    const struct { const char *name; Screen screen; bool cancelledBefore, expectedAnswer; int expectedShown, times = 1; } cases[] = {
         {"answered yes", Screen::sayYes, false, true, 1},
         // The worker may wake between the two answers or after both: many runs catch a second answer that overrides.
         {"answered no, then yes", Screen::sayNoThenYes, false, false, 1, 200},
@@ -50,9 +43,7 @@ TEST(UiQuestion, TheWorkerGetsTheScreensFirstAnswerOrNoOnCancelOrWhenNobodyCanAn
                 case Screen::goAwayBeforeShown: ADD_FAILURE() << "shown by a receiver that is gone"; break;
                 }
             });
-
-            std::atomic<bool> done = false;
-            std::atomic<bool> answer = !c.expectedAnswer;
+            std::atomic<bool> done = false, answer = !c.expectedAnswer;
             std::thread worker([&] {
                 ProfileQuestion asked {ProfileQuestion::Kind::zprofileWrite, {}};
                 asked.preview.path = QStringLiteral("/Users/dev/.zprofile");

@@ -22,18 +22,13 @@ private:
         const qsizetype headerEnd = m_buffer.indexOf("\r\n\r\n");
         if (m_answered || headerEnd < 0)
             return;
-        LocalHTTPServer::Request request;
-        const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n');
-        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
-        request.method = requestLine.value(0);
-        request.target = requestLine.value(1);
+        const QList<QByteArray> lines = m_buffer.left(headerEnd).split('\n'), requestLine = lines.value(0).trimmed().split(' ');
+        LocalHTTPServer::Request request {requestLine.value(0), requestLine.value(1), {}, {}};
         qsizetype length = 0;
         for (const QByteArray &line : lines.mid(1)) {
-            const qsizetype colon = line.indexOf(':');
-            if (colon < 0)
-                continue;
-            request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
-            if (request.headers.last().first.compare("content-length", Qt::CaseInsensitive) == 0)
+            if (const qsizetype colon = line.indexOf(':'); colon >= 0)
+                request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
+            if (!request.headers.isEmpty() && request.headers.last().first.compare("content-length", Qt::CaseInsensitive) == 0)
                 length = request.headers.last().second.toLongLong();
         }
         if (m_buffer.size() < headerEnd + 4 + length)
@@ -50,39 +45,34 @@ private:
     {
         if (reply.hang)
             return;
-        if (reply.delayMilliseconds > 0) {
-            const int delay = std::exchange(reply.delayMilliseconds, 0);
-            QTimer::singleShot(delay, this, [this, reply] { answer(reply); });
-            return;
-        }
+        if (const int delay = std::exchange(reply.delayMilliseconds, 0); delay > 0)
+            return QTimer::singleShot(delay, this, [this, reply] { answer(reply); });
         static const QMap<int, QByteArray> reasons {{200, "OK"}, {302, "Found"}, {404, "Not Found"}, {500, "Internal Server Error"}};
         QByteArray head = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reasons.value(reply.status, "Status") + "\r\n";
         for (const auto &[name, value] : reply.headers)
             head += name + ": " + value + "\r\n";
         m_socket->write(head + "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\nConnection: close\r\n\r\n");
-        m_pending = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
-        m_closeWhenDone = reply.stallAfter < 0;
-        m_chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_pending.size();
-        m_pause = reply.pauseMilliseconds;
+        m_reply = reply;
+        m_reply.body = reply.stallAfter >= 0 ? reply.body.left(reply.stallAfter) : reply.body;
+        m_reply.chunkSize = reply.chunkSize > 0 ? reply.chunkSize : m_reply.body.size();
         sendNextChunk();
     }
 
     void sendNextChunk()
     {
-        m_socket->write(m_pending.left(m_chunkSize));
-        m_pending.remove(0, std::min(m_chunkSize, m_pending.size()));
-        if (!m_pending.isEmpty())
-            QTimer::singleShot(m_pause, this, [this] { sendNextChunk(); });
-        else if (m_closeWhenDone)
+        m_socket->write(m_reply.body.left(m_reply.chunkSize));
+        m_reply.body.remove(0, std::min(m_reply.chunkSize, m_reply.body.size()));
+        if (!m_reply.body.isEmpty())
+            QTimer::singleShot(m_reply.pauseMilliseconds, this, [this] { sendNextChunk(); });
+        else if (m_reply.stallAfter < 0)
             m_socket->disconnectFromHost();
     }
 
     QTcpSocket *m_socket;
     LocalHTTPServer &m_server;
-    QByteArray m_buffer, m_pending;
-    bool m_answered = false, m_closeWhenDone = true;
-    qsizetype m_chunkSize = 0;
-    int m_pause = 0;
+    QByteArray m_buffer;
+    bool m_answered = false;
+    LocalHTTPServer::Reply m_reply; // what is left to send
 };
 
 } // namespace

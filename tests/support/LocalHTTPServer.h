@@ -1,13 +1,10 @@
 #pragma once
 
-#include <QByteArray>
-#include <QList>
 #include <QMap>
 #include <QThread>
 #include <QUrl>
 
 #include <functional>
-#include <memory>
 #include <mutex>
 
 /// A small HTTP/1.1 server on 127.0.0.1 for tests, running on a thread of its own so that a
@@ -16,8 +13,7 @@
 class LocalHTTPServer {
 public:
     struct Request {
-        QByteArray method;
-        QByteArray target; // path and query, as sent
+        QByteArray method, target; // target: path and query, as sent
         QList<std::pair<QByteArray, QByteArray>> headers;
         QByteArray body;
     };
@@ -35,7 +31,6 @@ public:
 
     LocalHTTPServer();
     ~LocalHTTPServer();
-
     void route(const QByteArray &path, Handler handler) { std::lock_guard lock(m_mutex); m_routes.insert(path, std::move(handler)); }
     [[nodiscard]] QUrl url(const QString &pathAndQuery) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(pathAndQuery)); }
     [[nodiscard]] QList<Request> requests() const { std::lock_guard lock(m_mutex); return m_requests; }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QByteArray>
-#include <QString>
 #include <QStringList>
 
 #include <ostream>
@@ -11,8 +9,5 @@ inline void PrintTo(const QString &text, std::ostream *out) { *out << '"' << tex
 inline void PrintTo(const QByteArray &bytes, std::ostream *out) { *out << '"' << bytes.toStdString() << '"'; }
 inline void PrintTo(const QStringList &list, std::ostream *out)
 {
-    *out << '[';
-    for (qsizetype i = 0; i < list.size(); ++i)
-        *out << (i ? ", " : "") << '"' << list[i].toStdString() << '"';
-    *out << ']';
+    *out << (list.isEmpty() ? "[]" : "[\"" + list.join(QStringLiteral("\", \"")).toStdString() + "\"]");
 }

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+/// What the file at `path` holds; empty when it cannot be read.
+inline QByteArray fileContents(const QString &path) { QFile file(path); return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(); }
+
 /// A throw-away folder of small shell scripts standing in for real programs.
 class ScriptFolder {
 public:
