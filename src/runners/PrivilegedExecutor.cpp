@@ -27,6 +27,8 @@ PrivilegedExecutor::Prepared PrivilegedExecutor::prepare(const QString &prompt) 
 
     m_fs->createDirectory(directory, Parents::create);
     PrivateFolder folder(m_fs, directory); // from here on, a failure takes the folder with it
+    // Closed before anything is in it: no one else may list or read what root is about to run.
+    m_fs->setPosixPermissions(directory, 0700);
     m_fs->writeString(askpass, askpassScript(prompt));
     m_fs->setPosixPermissions(askpass, 0700);
     m_fs->writeString(wrapper, sudoWrapper());

@@ -28,7 +28,7 @@ TEST(PrivilegedExecutor, WritesBothScriptsPrivatelyShowsAnyPromptLiterallyAndCle
         EXPECT_TRUE(QFileInfo(folder).fileName().contains(QRegularExpression(u"^twk-priv-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"_s))) << folder.toStdString();
         EXPECT_EQ(fileContents(folder + "/askpass.sh"_L1), PrivilegedExecutor::askpassScript(u"Enter Mac password"_s).toUtf8());
         EXPECT_EQ(fileContents(folder + "/sudo"_L1), "#!/bin/bash\nexec /usr/bin/sudo -A \"$@\"");
-        for (const QString &file : {folder + "/askpass.sh"_L1, folder + "/sudo"_L1})
+        for (const QString &file : {folder, folder + "/askpass.sh"_L1, folder + "/sudo"_L1})
             EXPECT_EQ(fs->attributesOfItem(file).posixPermissions, 0700u) << file.toStdString();
         EXPECT_EQ(prepared.environment.keys(), (QStringList {"PATH", "SUDO_ASKPASS"}));
         EXPECT_EQ(prepared.environment.value("PATH"), folder + u':' + QString::fromLocal8Bit(path));
