@@ -21,13 +21,7 @@ inline const QString kPackageCache = kHome + "/Library/Caches/Tarnwick"_L1;
 inline const QStringList kFix {u"--json"_s, u"--fix"_s, u"--yes"_s};
 inline const QStringList kFixWithNobodyToAsk {u"--json"_s, u"--fix"_s};
 
-inline QStringList linesOf(const QJsonObject &fix)
-{
-    QStringList lines;
-    for (const QJsonValue &line : fix.value("lines"_L1).toArray())
-        lines.append(line.toString());
-    return lines;
-}
+inline QStringList linesOf(const MacRoot::Run &run) { return run.json["fix"_L1]["lines"_L1].toVariant().toStringList(); }
 
 // The last step of a fix: the JAVA_HOME step after an install, when there was one.
 inline QJsonObject lastStep(const QJsonObject &fix)
@@ -40,7 +34,7 @@ inline QJsonValue at(const QJsonObject &object, const QString &path)
 {
     QJsonValue value = object;
     for (const QString &key : path.split(u'.'))
-        value = value.toObject().value(key);
+        value = value[key];
     return value;
 }
 
@@ -49,10 +43,7 @@ inline std::string show(const MacRoot::Run &run)
     return "exit " + std::to_string(run.exitCode) + "\n--- stdout\n" + run.out.toStdString() + "\n--- stderr\n" + run.err.toStdString();
 }
 
-inline bool isProgram(const MacRoot &mac, const QString &macPath)
-{
-    return QFileInfo(mac.hostPath(macPath)).isExecutable();
-}
+inline bool isProgram(const MacRoot &mac, const QString &macPath) { return QFileInfo(mac.hostPath(macPath)).isExecutable(); }
 
 class DoctorOnAMac : public ::testing::Test {
 protected:

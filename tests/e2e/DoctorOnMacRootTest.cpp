@@ -32,7 +32,7 @@ TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
         EXPECT_EQ(at(run.json, u"profile.macosVersion"_s).toObject(), (QJsonObject {{"major", 15}, {"minor", 1}, {"patch", 0}}));
         EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), u"brew:temurin@21"_s);
         EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"success"_s);
-        EXPECT_TRUE(linesOf(run.json["fix"_L1].toObject()).contains(u"🍺  temurin@21 was successfully installed!"_s)) << show(run);
+        EXPECT_TRUE(linesOf(run).contains(u"🍺  temurin@21 was successfully installed!"_s)) << show(run);
         EXPECT_TRUE(at(run.json, u"fix.verify.passed"_s).toBool()) << show(run);
         EXPECT_TRUE(at(run.json, u"fix.verify.offersJavaHome"_s).toBool());
         EXPECT_TRUE(at(run.json, u"fix.verify.javaVersionOutput"_s).toString().startsWith(u"openjdk version \"21.0.5\" 2024-10-15 LTS"_s));
@@ -71,7 +71,7 @@ TEST_F(DoctorOnAMac, HomebrewsFallBackAndADeclinedPassword)
             mac.setEnvironment(u"STANDIN_BREW_SUDO"_s, u"bypass"_s);
 
         const MacRoot::Run run = mac.runDoctor(kFix);
-        const QStringList lines = linesOf(run.json["fix"_L1].toObject());
+        const QStringList lines = linesOf(run);
         EXPECT_EQ(run.exitCode, declined ? 130 : c == Case::tampered ? 1 : 0) << show(run);
         EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), declined ? u"canceled"_s : c == Case::tampered ? u"failure"_s : u"success"_s);
         EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), c == Case::declinedAtInstaller ? u"pkg:21"_s : u"brew:temurin@21"_s);
@@ -170,7 +170,7 @@ TEST_F(DoctorOnAMac, VersionManagersInstallAndGetTheirHooksInZshrc)
         const bool unanswered = c.manager == Manager::miseUnanswered;
 
         const MacRoot::Run run = mac.runDoctor(unanswered ? kFixWithNobodyToAsk : kFix);
-        const QStringList lines = linesOf(run.json["fix"_L1].toObject());
+        const QStringList lines = linesOf(run);
         EXPECT_EQ(run.exitCode, unanswered ? 1 : 0) << show(run);
         EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), QLatin1String(c.remediation));
         EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"success"_s) << show(run);
@@ -227,7 +227,7 @@ TEST_F(DoctorOnAMac, HomebrewIsInstalledFirstThenTemurin)
     for (const bool yes : {true, false}) {
         SCOPED_TRACE(yes ? "--yes" : "no terminal");
         MacRoot mac;
-        mac.installApplication(u"Cursor.app"_s); // a developer, but no Homebrew yet
+        mac.writeFile(u"/Applications/Cursor.app/Contents/Info.plist"_s, "<plist version=\"1.0\"><dict/></plist>\n"); // a developer, no Homebrew
         const QString zprofilePath = kHome + "/.zprofile"_L1;
         mac.writeFile(zprofilePath, "export EDITOR=vim\n");
         const MacRoot::JDK jdk;
@@ -237,7 +237,7 @@ TEST_F(DoctorOnAMac, HomebrewIsInstalledFirstThenTemurin)
         serveDownload(mac, "/casks/temurin@21.pkg", MacRoot::temurinPackage(jdk));
 
         const MacRoot::Run run = mac.runDoctor(yes ? kFix : kFixWithNobodyToAsk);
-        const QStringList lines = linesOf(run.json["fix"_L1].toObject());
+        const QStringList lines = linesOf(run);
         EXPECT_TRUE(lines.contains(u"Homebrew installed. Now installing Temurin via Homebrew…"_s)) << show(run);
         expectTidy(mac, run);
         if (!yes) {

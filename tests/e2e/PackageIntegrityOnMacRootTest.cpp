@@ -40,7 +40,7 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
         EXPECT_EQ(at(run.json, u"profile.intelHomebrewOnAppleSilicon"_s).toString(), c.intelHomebrew);
         EXPECT_EQ(at(run.json, u"diagnosis.code"_s).toString(), u"D1_NoJDK"_s);
         EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), u"pkg:21"_s);
-        const QStringList lines = linesOf(run.json["fix"_L1].toObject());
+        const QStringList lines = linesOf(run);
         EXPECT_TRUE(lines.contains(u"Verifying SHA256 checksum…"_s) && lines.contains(u"Installer completed."_s)) << show(run);
         EXPECT_TRUE(at(run.json, u"fix.verify.passed"_s).toBool()) << show(run);
         EXPECT_EQ(at(lastStep(run.json["fix"_L1].toObject()), u"verify.javaHomeValue"_s).toString(), kTemurin21Home);
@@ -71,7 +71,7 @@ TEST_F(DoctorOnAMac, APackageSwappedWhileThePasswordDialogIsUpIsNeverInstalled)
         const MacRoot::Run run = mac.runDoctor(kFix);
         EXPECT_EQ(run.exitCode, 1) << show(run);
         EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"failure"_s) << show(run);
-        const QString said = linesOf(run.json["fix"_L1].toObject()).join(u'\n');
+        const QString said = linesOf(run).join(u'\n');
         EXPECT_TRUE(said.contains(u"Checksum mismatch (expected "_s) && said.contains(u"the package changed after it was checked"_s)) << show(run);
         EXPECT_FALSE(said.contains(u"execution error"_s)) << show(run);
         EXPECT_FALSE(QFileInfo::exists(mac.hostPath(daemon))) << show(run);

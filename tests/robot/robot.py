@@ -3,6 +3,7 @@ X server, a private D-Bus session with the accessibility bus, and the unmodified
 Everything a Session starts is stopped when it ends.
 """
 
+import contextlib
 import ctypes
 import os
 import select
@@ -15,8 +16,8 @@ import time
 DEFAULT_TIMEOUT = 15.0
 
 
-class Unavailable(Exception):
-    """The X server or the accessibility bus could not start on this machine."""
+class Unavailable(Exception):  # the X server or the accessibility bus could not start here
+    pass
 
 
 class RobotFailure(AssertionError):
@@ -74,12 +75,9 @@ class Session:
 
     def __exit__(self, *exc):
         self.close()
-        return False
 
     def _spawn(self, argv, **kwargs):
-        process = subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs)
-        self._daemons.append(process)
-        return process
+        self._daemons.append(subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs))
 
     def _daemon_line(self, argv, what, timeout=20):
         """Starts a daemon that writes one line (its display or address) to the fd put for {fd}."""
@@ -121,11 +119,9 @@ class Session:
         # Sheets that open and close between two looks are still seen: their events are kept.
         self.sheet_events = []
         def on_showing(event):
-            try:
+            with contextlib.suppress(Exception):  # gone already
                 if event.source.getRoleName() == "dialog":
                     self.sheet_events.append("shown" if event.detail1 else "hidden")
-            except Exception:
-                pass  # gone already
         pyatspi.Registry.registerEventListener(on_showing, "object:state-changed:showing")
         deadline = time.monotonic() + 20
         while True:
@@ -153,13 +149,10 @@ class Session:
     def _app_window(self):
         desktop = self.pyatspi.Registry.getDesktop(0)
         for index in range(desktop.childCount):
-            try:
+            with contextlib.suppress(Exception):  # None, or an application that went away
                 application = desktop.getChildAtIndex(index)
-                if application is not None and application.get_process_id() == self.app.pid and application.childCount:
+                if application.get_process_id() == self.app.pid and application.childCount:
                     return application.getChildAtIndex(0)
-            except Exception:
-                continue
-        return None
 
     def quit_app(self):
         if self.app is not None:
@@ -174,8 +167,6 @@ class Session:
         self._daemons.clear()
         shutil.rmtree(self.scratch, ignore_errors=True)
 
-    # -- finding and reading ---------------------------------------------------------------
-
     def wait_for(self, probe, what, timeout=DEFAULT_TIMEOUT):
         """Calls probe until it returns something truthy; fails naming what was awaited."""
         deadline = time.monotonic() + timeout
@@ -188,10 +179,8 @@ class Session:
             if self.app is not None and self.app.poll() is not None:
                 raise RobotFailure(f"the app exited with {self.app.returncode} while waiting for {what}")
             if time.monotonic() > deadline:
-                try:
+                with contextlib.suppress(Exception):  # the failure below says more than a missing picture
                     self.shot("timeout")
-                except Exception:
-                    pass  # the failure below says more than a missing picture
                 raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
             time.sleep(0.1)
 
@@ -220,12 +209,13 @@ class Session:
             return matches[0] if matches else None
         return self.wait_for(probe, f'{role} "{name}"', timeout)
 
+    def through(self, act, *names, timeout=DEFAULT_TIMEOUT):
+        """Acts (click or press) on each named push button in turn, once it shows."""
+        for name in names:
+            act(self.find("push button", name, timeout))
+
     def wait_gone(self, role, name, timeout=DEFAULT_TIMEOUT):
         self.wait_for(lambda: not self.all(role, name), f'{role} "{name}" to go away', timeout)
-
-    def dialog(self, title, timeout=DEFAULT_TIMEOUT):
-        """A sheet, found by its role and title (a dialog carries no other name)."""
-        return self.find("dialog", title, timeout)
 
     def texts(self):
         """The names of the showing labels and texts, top to bottom."""
@@ -236,8 +226,6 @@ class Session:
             return "\n".join(f"  {node.getRoleName()}: {node.name!r}" for node in self.showing() if node.name)
         except Exception as error:
             return f"  (the tree could not be read: {error})"
-
-    # -- acting ----------------------------------------------------------------------------
 
     def _extents(self, item):
         return tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
@@ -300,12 +288,8 @@ def _stop_group(process):
     for sig, wait in ((signal.SIGTERM, True), (signal.SIGKILL, True), (signal.SIGKILL, False)):
         if wait and process.poll() is not None:
             continue
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, sig)
-        except ProcessLookupError:
-            pass
         if wait:
-            try:
+            with contextlib.suppress(subprocess.TimeoutExpired):
                 process.wait(timeout=5)
-            except subprocess.TimeoutExpired:
-                pass

@@ -1,6 +1,7 @@
 """Walks through the real app the way a person does, on simulated Macs.
 
-Run one walk:  /usr/bin/python3 tests/robot/walks.py Walks.test_healthy_mac
+Run one walk (pyatspi stays bound to the first desktop it meets, so one walk a process):
+  /usr/bin/python3 tests/robot/walks.py Walks.test_healthy_mac
 TARNWICK_APP names the app binary, TARNWICK_ROBOT_SHOTS the folder for the screenshots.
 Exits 77 (CTest's "skipped") when the X server or the accessibility bus cannot start here.
 """
@@ -35,11 +36,18 @@ MARK_NAMES = {"installed", "missing", "suggestion"}
 
 class Walks(unittest.TestCase):
 
-    def session(self, name, fixture, line_pause_ms=0):
+    def start(self, name, fixture, line_pause_ms=0, act=None):
+        """The app launched on a simulated Mac; with act ("click" or "press"), past consent to the
+        diagnosis. Whatever the walk does, the app must log no QML warning."""
         try:
-            return self.enterContext(robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
+            s = self.enterContext(robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
         except robot.Unavailable as reason:
             self.skipTest(f"no desktop to drive: {reason}")
+        s.launch()
+        self.addCleanup(self.assertCleanLog, s)
+        if act:
+            s.through(getattr(s, act), "Continue", "Diagnose Java")
+        return s
 
     def look(self, s, label):
         """Every step: a picture, and no meaningful picture or icon without a name."""
@@ -50,11 +58,6 @@ class Walks(unittest.TestCase):
     def assertCleanLog(self, s):
         with open(os.path.join(s.shots_dir, "app.log"), errors="replace") as log:
             self.assertEqual([line for line in log if ".qml:" in line], [], "the app logged QML warnings")
-
-    def open_diagnosis(self, s, act):
-        """From a first launch to the diagnosis, pressing with act (click or press)."""
-        act(s.find("push button", "Continue"))
-        act(s.find("push button", "Diagnose Java"))
 
     def output_lines(self, s):
         return [node.name for node in s.all("text")]
@@ -73,12 +76,9 @@ class Walks(unittest.TestCase):
         nodes = [node for node in s.showing() if node.getRoleName() in ("label", "push button") and node.name]
         return [(mark.name, text.name) for mark, text in zip(nodes, nodes[1:]) if mark.name in MARK_NAMES]
 
-    # -- walks ----------------------------------------------------------------------------
-
     def test_first_launch_fix_and_java_home(self):
         # A slow stream, so the lines are seen arriving while the fix runs.
-        s = self.session("first-launch", "developer-no-java", line_pause_ms=400)
-        s.launch()
+        s = self.start("first-launch", "developer-no-java", line_pause_ms=400)
         s.find("label", "Welcome to Tarnwick")
         s.find("label", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use this machine.")
         s.find("push button", "ferrowood.com/tarnwick/privacy")
@@ -103,7 +103,7 @@ class Walks(unittest.TestCase):
             return s.all("push button", "Continue to verify")
         s.click(s.find("push button", BREW_FIX))
         s.wait_for(ended, "the fix to end", timeout=30)
-        s.dialog("Installing Temurin via Homebrew", timeout=0)
+        s.find("dialog", "Installing Temurin via Homebrew", timeout=0)
         self.assertGreaterEqual(len(counts - {0}), 3, f"the output arrived in too few steps to be a stream: {sorted(counts)}")
         self.assertIn("🍺  temurin@25 was successfully installed!", self.output_lines(s))
         self.look(s, "fix-done")
@@ -116,7 +116,7 @@ class Walks(unittest.TestCase):
         self.look(s, "verified-without-java-home")
 
         s.click(s.find("push button", "Set JAVA_HOME (recommended)"))
-        s.dialog(ZPROFILE_SHEET)
+        s.find("dialog", ZPROFILE_SHEET)
         brew_line = '  eval "$(/opt/homebrew/bin/brew shellenv)"'
         added = ["+ export JAVA_HOME=$(/usr/libexec/java_home)", '+ export PATH="$JAVA_HOME/bin:$PATH"']
         changes = s.wait_for(lambda: self.output_lines(s), "the ~/.zprofile diff")
@@ -130,8 +130,7 @@ class Walks(unittest.TestCase):
         s.click(s.find("push button", "Show only changes"))
         s.wait_for(lambda: brew_line not in self.output_lines(s), "only the changes after the toggle back")
 
-        s.click(s.find("push button", "Apply"))
-        s.click(s.find("push button", "Continue to verify"))
+        s.through(s.click, "Apply", "Continue to verify")
         s.find("label", "Java configured")
         s.find("push button", "Continue to system audit")
         self.assertEqual(s.all("dialog"), [], "a sheet is still open on the passed check")
@@ -155,7 +154,6 @@ class Walks(unittest.TestCase):
         s.find("push button", "Diagnose Java")
         self.look(s, "home")
 
-        self.assertCleanLog(s)
         s.quit_app()
         # The same home, on a Mac whose diagnosis offers the card to anyone who has not answered.
         s.fixture = "healthy"
@@ -170,19 +168,15 @@ class Walks(unittest.TestCase):
         self.look(s, "second-launch-no-card")
 
     def test_audit_installs_homebrew(self):
-        s = self.session("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100)
-        s.launch()
-        self.open_diagnosis(s, s.click)
+        s = self.start("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100, act="click")
         # Java alone, so that Homebrew is still missing when the audit looks.
-        s.click(s.find("push button", "Install Java directly"))
-        s.click(s.find("push button", "Continue to verify", timeout=30))
-        s.click(s.find("push button", "Continue to system audit"))
+        s.through(s.click, "Install Java directly", "Continue to verify", "Continue to system audit", timeout=30)
 
         s.find("label", "System check")
         s.find("label", "Homebrew missing.")
         self.look(s, "stage-offers-homebrew")
         s.press(s.find("push button", "Install Homebrew (recommended)"))
-        sheet = s.dialog("Installing Homebrew")
+        sheet = s.find("dialog", "Installing Homebrew")
         s.wait_for(lambda: len(self.output_lines(s)) > 1, "Homebrew's installer output")
         self.look(s, "homebrew-running")
         # The sheet's own Continue: the page under it has one too.
@@ -196,16 +190,11 @@ class Walks(unittest.TestCase):
         self.audit_pages(s, s.press, ["System check", "Try Warp — the AI-aware terminal"])
         self.assertIn(("installed", "Homebrew installed"), self.report_rows(s))
         self.look(s, "report")
-        self.assertCleanLog(s)
 
     def test_plain_mac_ends_simply(self):
         # Not a developer's Mac: once Java works the visit ends without the audit.
-        s = self.session("ends-simply", "java-home-unset")
-        s.launch()
-        self.open_diagnosis(s, s.press)
-        s.press(s.find("push button", "Set JAVA_HOME in ~/.zprofile (recommended)"))
-        s.press(s.find("push button", "Apply"))
-        s.press(s.find("push button", "Continue to verify"))
+        s = self.start("ends-simply", "java-home-unset", act="press")
+        s.through(s.press, "Set JAVA_HOME in ~/.zprofile (recommended)", "Apply", "Continue to verify")
         s.find("label", "Java configured")
         s.press(s.find("push button", "Continue"))
         s.find("label", "Java is working")
@@ -215,16 +204,13 @@ class Walks(unittest.TestCase):
         s.press(s.find("push button", "Done — back to home"))
         s.find("push button", "Diagnose Java")
         self.look(s, "home")
-        self.assertCleanLog(s)
 
     def test_cancel_during_fix(self):
         # Slow enough that the fix is still running however loaded the machine is.
-        s = self.session("cancel-during-fix", "developer-no-java", line_pause_ms=1500)
-        s.launch()
-        self.open_diagnosis(s, s.press)
+        s = self.start("cancel-during-fix", "developer-no-java", line_pause_ms=1500, act="press")
         for attempt in ("first", "second"):
             s.press(s.find("push button", BREW_FIX))
-            s.dialog("Installing Temurin via Homebrew")
+            s.find("dialog", "Installing Temurin via Homebrew")
             s.wait_for(lambda: self.output_lines(s), "the fix's first output line")
             self.look(s, f"{attempt}-run")
             s.press(s.find("push button", "Cancel"))
@@ -236,12 +222,9 @@ class Walks(unittest.TestCase):
             time.sleep(2)
             self.assertEqual(s.all("dialog"), [])
             s.find("label", NOT_INSTALLED, timeout=0)
-        self.assertCleanLog(s)
 
     def test_password_declined(self):
-        s = self.session("password-declined", "password-declined", line_pause_ms=100)
-        s.launch()
-        self.open_diagnosis(s, s.press)
+        s = self.start("password-declined", "password-declined", line_pause_ms=100, act="press")
         # The simulated refusal is instant: the sheet opens and closes again between two looks.
         s.press(s.find("push button", PKG_FIX))
         s.wait_for(lambda: s.sheet_events[-2:] == ["shown", "hidden"], "the sheet to open and close by itself")
@@ -250,14 +233,11 @@ class Walks(unittest.TestCase):
         s.find("push button", PKG_FIX)
         self.assertEqual(s.all("label", "Something went wrong"), [])
         self.look(s, "declined")
-        self.assertCleanLog(s)
 
     def test_adoptium_offline(self):
-        s = self.session("adoptium-offline", "adoptium-offline")
-        s.launch()
-        self.open_diagnosis(s, s.click)
+        s = self.start("adoptium-offline", "adoptium-offline", act="click")
         s.click(s.find("push button", PKG_FIX))
-        s.dialog("Installing Temurin 25 (direct PKG)")
+        s.find("dialog", "Installing Temurin 25 (direct PKG)")
         s.find("push button", "Open the article")
         self.assertIn("Error: Could not connect to the server. (pkg: n.a)", self.output_lines(s))
         self.assertEqual(s.all("push button", "Cancel"), [], "Cancel offered after the run ended")
@@ -270,12 +250,9 @@ class Walks(unittest.TestCase):
         s.click(s.find("push button", "Back to the diagnosis"))
         s.find("push button", PKG_FIX)
         self.look(s, "back")
-        self.assertCleanLog(s)
 
     def test_healthy_mac(self):
-        s = self.session("healthy", "healthy")
-        s.launch()
-        self.open_diagnosis(s, s.press)
+        s = self.start("healthy", "healthy", act="press")
         s.find("label", "Java is installed")
         s.find("label", "How are we doing?")
         scores = [node.name for node in s.all("check box")]
@@ -288,17 +265,8 @@ class Walks(unittest.TestCase):
         self.assertEqual(s.all("check box"), [])
         s.find("push button", "Continue to system audit")
         self.look(s, "card-dismissed")
-        self.assertCleanLog(s)
 
 
 if __name__ == "__main__":
-    if len(sys.argv) == 1:
-        # pyatspi stays bound to the first desktop it meets: each walk gets a process of its own.
-        import subprocess
-        walks = [f"Walks.{name}" for name in unittest.TestLoader().getTestCaseNames(Walks)]
-        codes = [subprocess.run([sys.executable, __file__, walk]).returncode for walk in walks]
-        sys.exit(1 if any(code not in (0, 77) for code in codes) else 77 if all(code == 77 for code in codes) else 0)
     result = unittest.main(exit=False, verbosity=2, warnings=False).result
-    if result.wasSuccessful() and result.skipped and len(result.skipped) == result.testsRun:
-        sys.exit(77)
-    sys.exit(0 if result.wasSuccessful() else 1)
+    sys.exit(1 if not result.wasSuccessful() else 77 if len(result.skipped) == result.testsRun else 0)
