@@ -9,8 +9,11 @@
 #include <QCryptographicHash>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 
 #include <gtest/gtest.h>
+
+#include <source_location>
 
 using namespace Qt::StringLiterals;
 
@@ -22,12 +25,6 @@ inline const QStringList kFix {u"--json"_s, u"--fix"_s, u"--yes"_s};
 inline const QStringList kFixWithNobodyToAsk {u"--json"_s, u"--fix"_s};
 
 inline QStringList linesOf(const MacRoot::Run &run) { return run.json["fix"_L1]["lines"_L1].toVariant().toStringList(); }
-
-// The last step of a fix: the JAVA_HOME step after an install, when there was one.
-inline QJsonObject lastStep(const QJsonObject &fix)
-{
-    return fix.value("followUp"_L1).isObject() ? lastStep(fix.value("followUp"_L1).toObject()) : fix;
-}
 
 // A JSON value by its path: at(run.json, "fix.verify.passed").
 inline QJsonValue at(const QJsonObject &object, const QString &path)
@@ -41,6 +38,16 @@ inline QJsonValue at(const QJsonObject &object, const QString &path)
 inline std::string show(const MacRoot::Run &run)
 {
     return "exit " + std::to_string(run.exitCode) + "\n--- stdout\n" + run.out.toStdString() + "\n--- stderr\n" + run.err.toStdString();
+}
+
+// Checks the run's JSON at each of `expected`'s paths: expectAt(run, {{"fix.outcome", "success"}}).
+inline void expectAt(const MacRoot::Run &run, const QJsonObject &expected, std::source_location where = std::source_location::current())
+{
+    QJsonObject actual;
+    for (auto it = expected.begin(); it != expected.end(); ++it)
+        actual.insert(it.key(), at(run.json, it.key()));
+    const ::testing::ScopedTrace trace(where.file_name(), int(where.line()), "");
+    EXPECT_EQ(QJsonDocument(actual).toJson(QJsonDocument::Compact), QJsonDocument(expected).toJson(QJsonDocument::Compact)) << show(run);
 }
 
 inline bool isProgram(const MacRoot &mac, const QString &macPath) { return QFileInfo(mac.hostPath(macPath)).isExecutable(); }

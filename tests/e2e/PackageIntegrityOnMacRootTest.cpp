@@ -13,7 +13,7 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
         bool rosetta;
         QString architecture;            // as the profile reports it
         QByteArray adoptiumArchitecture; // the only build Adoptium offers here
-        QString intelHomebrew;
+        QJsonValue intelHomebrew;
     } cases[] = {
         {"Apple silicon", MacRoot::Chip::appleSilicon, false, u"appleSilicon"_s, "aarch64", {}},
         {"Intel", MacRoot::Chip::intel, false, u"intel"_s, "x64", {}},
@@ -24,8 +24,8 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
         MacRoot mac(c.chip);
         if (c.rosetta)
             mac.setEnvironment(u"STANDIN_ARM64"_s, u"1"_s);
-        if (!c.intelHomebrew.isEmpty())
-            mac.installStandIn(u"brew"_s, c.intelHomebrew);
+        if (c.intelHomebrew.isString())
+            mac.installStandIn(u"brew"_s, c.intelHomebrew.toString());
         MacRoot::JDK jdk;
         jdk.arch = c.adoptiumArchitecture == "x64" ? u"x86_64"_s : u"arm64"_s;
         serveAdoptium(mac, jdk);
@@ -36,14 +36,10 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
 
         const MacRoot::Run run = mac.runDoctor(kFix);
         ASSERT_EQ(run.exitCode, 0) << show(run);
-        EXPECT_EQ(at(run.json, u"profile.architecture"_s).toString(), c.architecture);
-        EXPECT_EQ(at(run.json, u"profile.intelHomebrewOnAppleSilicon"_s).toString(), c.intelHomebrew);
-        EXPECT_EQ(at(run.json, u"diagnosis.code"_s).toString(), u"D1_NoJDK"_s);
-        EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), u"pkg:21"_s);
-        const QStringList lines = linesOf(run);
-        EXPECT_TRUE(lines.contains(u"Verifying SHA256 checksum…"_s) && lines.contains(u"Installer completed."_s)) << show(run);
-        EXPECT_TRUE(at(run.json, u"fix.verify.passed"_s).toBool()) << show(run);
-        EXPECT_EQ(at(lastStep(run.json["fix"_L1].toObject()), u"verify.javaHomeValue"_s).toString(), kTemurin21Home);
+        expectAt(run, {{"profile.architecture", c.architecture}, {"profile.intelHomebrewOnAppleSilicon", c.intelHomebrew},
+                       {"diagnosis.code", "D1_NoJDK"}, {"remediation.id", "pkg:21"}, {"fix.verify.passed", true},
+                       {"fix.followUp.verify.javaHomeValue", kTemurin21Home}});
+        EXPECT_TRUE(linesOf(run).contains(u"Verifying SHA256 checksum…"_s) && linesOf(run).contains(u"Installer completed."_s)) << show(run);
         EXPECT_EQ(mac.entries(kJVMs), QStringList {"temurin-21.jdk"});
         EXPECT_EQ(mac.entries(kPackageCache), QStringList());
         expectTidy(mac, run);

@@ -25,29 +25,23 @@ class RobotFailure(AssertionError):
 
 
 def _require(program):
-    path = shutil.which(program) or (program if os.path.isabs(program) and os.access(program, os.X_OK) else None)
-    if path is None:
+    if not shutil.which(program):
         raise RobotFailure(f"{program} is missing: run ./scripts/setup.sh")
-    return path
+    return program
 
 
 def descendants(pid):
     """Ids of every live process below pid (read from /proc)."""
     children = {}
     for entry in filter(str.isdigit, os.listdir("/proc")):
-        try:
-            with open(f"/proc/{entry}/stat") as stat:
-                fields = stat.read().rsplit(")", 1)[1].split()
-        except OSError:
-            continue
-        if fields[0] != "Z":
-            children.setdefault(int(fields[1]), []).append(int(entry))
-    found, todo = [], [pid]
-    while todo:
-        below = children.get(todo.pop(), [])
-        found += below
-        todo += below
-    return found
+        with contextlib.suppress(OSError), open(f"/proc/{entry}/stat") as stat:
+            state, parent = stat.read().rsplit(")", 1)[1].split()[:2]
+            if state != "Z":
+                children.setdefault(int(parent), []).append(int(entry))
+    found = [pid]
+    for parent in found:  # grows as it goes: every generation below pid
+        found += children.get(parent, [])
+    return found[1:]
 
 
 class Session:
@@ -134,9 +128,8 @@ class Session:
                 time.sleep(0.2)
 
     def launch(self):
-        """Starts the app and waits for its window in the accessibility tree, then clicks an empty
-        corner of it: without a window manager the app takes the keyboard only after a click, and
-        keeps it while the pointer stays over the window."""
+        """Starts the app, waits for its window, then clicks an empty corner: without a window manager
+        the app takes the keyboard only after a click, and keeps it while the pointer stays there."""
         env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
         self._log = open(os.path.join(self.shots_dir, "app.log"), "ab")
         self.app = subprocess.Popen([self.app_path], env=env, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL,
@@ -234,8 +227,7 @@ class Session:
         subprocess.run([_require("xdotool"), *args], env=self.env, check=True, timeout=10)
 
     def click(self, item):
-        """A real left click at the middle of the item, once a screen still laying itself out has
-        stopped moving it."""
+        """A real left click at the middle of the item, once a screen laying itself out stops moving it."""
         settled = [self._extents(item)]
         def still():
             time.sleep(0.1)
@@ -273,7 +265,6 @@ class Session:
             x, y, width, height = self._extents(self.window)
             crop = ["-crop", f"{width}x{height}+{max(x, 0)}+{max(y, 0)}", "+repage"]
         subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path], env=self.env, check=True, timeout=20)
-        return path
 
 
 def _own_group_dying_with_us():
