@@ -7,7 +7,6 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QUuid>
 
 #include <gtest/gtest.h>
@@ -66,12 +65,9 @@ QStringList debianProgramLinks()
 // Writes `contents` at a path of this machine, its folder made first; false when it could not.
 bool writeHostFile(const QString &path, const QByteArray &contents, bool executable)
 {
-    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        return false;
-    file.close();
-    return file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
+    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size()
+        && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
                                | (executable ? QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther : QFile::Permissions()));
 }
 
@@ -125,13 +121,12 @@ QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
 
 std::optional<QString> MacRoot::unavailableReason()
 {
-    const QString bwrap = QStandardPaths::findExecutable(u"bwrap"_s);
-    if (bwrap.isEmpty()) {
+    QProcess probe;
+    probe.start(u"bwrap"_s, {u"--ro-bind"_s, u"/"_s, u"/"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"/bin/true"_s});
+    if (!probe.waitForStarted()) {
         ADD_FAILURE() << "bwrap is not installed; scripts/setup.sh installs the bubblewrap package";
         return u"bwrap is missing"_s;
     }
-    QProcess probe;
-    probe.start(bwrap, {u"--ro-bind"_s, u"/"_s, u"/"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"/bin/true"_s});
     if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
         return u"bubblewrap cannot create namespaces on this machine: %1"_s.arg(QString::fromLocal8Bit(probe.readAllStandardError()).trimmed());
     return std::nullopt;

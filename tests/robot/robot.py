@@ -59,7 +59,7 @@ class Session:
             os.makedirs(self.home, exist_ok=True)
             shutil.rmtree(self.shots_dir, ignore_errors=True)
             os.makedirs(self.shots_dir)
-            self.display = ":" + self._daemon_line([_require("Xvfb"), "-displayfd", "{fd}", "-screen", "0", "1024x768x24",
+            self.display = ":" + self._daemon_line([_require("Xvfb"), "-displayfd", "1", "-screen", "0", "1024x768x24",
                                                      "-noreset", "-nolisten", "tcp"], "Xvfb")
             self._start_buses()
         except BaseException:
@@ -74,32 +74,19 @@ class Session:
         self._daemons.append(subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs))
 
     def _daemon_line(self, argv, what, timeout=20):
-        """Starts a daemon that writes one line (its display or address) to the fd put for {fd}."""
-        read_end, write_end = os.pipe()
-        self._spawn([arg.replace("{fd}", str(write_end)) for arg in argv], pass_fds=[write_end],
-                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        os.close(write_end)
-        deadline, data = time.monotonic() + timeout, b""
-        try:
-            while b"\n" not in data:
-                remaining = deadline - time.monotonic()
-                if remaining <= 0:
-                    raise Unavailable(f"{what} did not start within {timeout} s")
-                if select.select([read_end], [], [], remaining)[0]:
-                    chunk = os.read(read_end, 256)
-                    if not chunk:
-                        raise Unavailable(f"{what} exited before it was ready")
-                    data += chunk
-        finally:
-            os.close(read_end)
-        return data.decode().strip()
+        """Starts a daemon that prints one line, its display or address, once it is ready."""
+        self._spawn(argv, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        out = self._daemons[-1].stdout
+        if not select.select([out], [], [], timeout)[0] or not (line := out.readline().strip()):
+            raise Unavailable(f"{what} exited, or did not start within {timeout} s")
+        return line.decode()
 
     def _start_buses(self):
         launcher = _require("/usr/libexec/at-spi-bus-launcher")
         _require("/usr/libexec/at-spi2-registryd")
         runtime = os.path.join(self.scratch, "runtime")
         os.makedirs(runtime, mode=0o700)
-        address = self._daemon_line([_require("dbus-daemon"), "--session", "--nofork", "--nopidfile", "--print-address={fd}"],
+        address = self._daemon_line([_require("dbus-daemon"), "--session", "--nofork", "--nopidfile", "--print-address=1"],
                                     "the D-Bus session bus")
         self.env = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": self.home, "XDG_CONFIG_HOME": os.path.join(self.home, ".config"),
                     "XDG_RUNTIME_DIR": runtime, "DISPLAY": self.display, "DBUS_SESSION_BUS_ADDRESS": address,
