@@ -92,14 +92,6 @@ protected:
         server.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
     }
 
-    // What every run must leave: no process of its own, no password helper folder.
-    static void expectTidy(const MacRoot &mac, const MacRoot::Run &run)
-    {
-        EXPECT_EQ(run.leftoverProcesses, QStringList());
-        const QStringList temporary = mac.entries(QString::fromLatin1(MacRoot::kTemporaryFolder));
-        EXPECT_TRUE(temporary.filter("twk-priv-"_L1).isEmpty()) << temporary.join(u' ').toStdString();
-    }
-
     LocalHTTPServer adoptium;
     LocalHTTPServer downloads;
 };

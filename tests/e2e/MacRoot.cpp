@@ -313,11 +313,14 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &sign
     }
     run.out = process.readAllStandardOutput(), run.err = process.readAllStandardError();
     run.json = QJsonDocument::fromJson(run.out).object();
-    // Whatever still runs was left behind; it goes, so that it can't disturb the next case.
+    // Every run must end with nothing of its own left running and no password helper folder left.
+    QStringList leftovers;
     for (const auto &[pid, commandLine] : processesCarrying(token)) {
-        run.leftoverProcesses.append(commandLine);
-        ::kill(pid, SIGKILL);
+        leftovers.append(commandLine);
+        ::kill(pid, SIGKILL); // so that it can't disturb the next case
     }
+    EXPECT_EQ(leftovers, QStringList()) << "processes left behind by tarnwick-doctor " << arguments.join(u' ').toStdString();
+    EXPECT_EQ(entries(QLatin1String(kTemporaryFolder)).filter("twk-priv-"_L1), QStringList());
     return run;
 }
 

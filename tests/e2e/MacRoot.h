@@ -29,7 +29,6 @@ public:
         int exitCode = -1; // -1: crashed or never finished
         QByteArray out, err;
         QJsonObject json; // stdout parsed, when it was JSON
-        QStringList leftoverProcesses; // command lines of processes still running after the doctor ended
     };
 
     /// When the doctor gets a signal: once a Mac path exists, or once it stopped at its pause point.
@@ -71,7 +70,8 @@ public:
     [[nodiscard]] static QByteArray standIn(const QString &name);
 
     /// Runs tarnwick-doctor inside the sandbox as the ordinary user `tester` (uid 501, gid 20:
-    /// permission bits apply), with no terminal on stdin, and sends it `signal`.
+    /// permission bits apply), with no terminal on stdin, and sends it `signal`. A process of the
+    /// run's still running after it, or a password helper folder left, fails the test.
     Run runDoctor(const QStringList &arguments, const Signal &signal) const;
     Run runDoctor(const QStringList &arguments) const { return runDoctor(arguments, Signal {}); }
 

@@ -63,7 +63,6 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
             EXPECT_EQ(modeOf(mac.hostPath(kBackup)), c.mode);
         }
         EXPECT_EQ(mac.entries(kHome), (c.backupAfter ? QStringList {".zprofile", ".zprofile.bak"} : QStringList {".zprofile"})); // nothing staged
-        expectTidy(mac, run);
     }
 }
 
@@ -83,7 +82,6 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     const QStringList staged = mac.entries(kHome).filter(".zprofile.bak.tarnwick-"_L1);
     ASSERT_EQ(staged.size(), 1) << mac.entries(kHome).join(u' ').toStdString();
     EXPECT_EQ(mac.readFile(kHome + u'/' + staged.first()), "export EDITOR=vim\n");
-    EXPECT_EQ(run.leftoverProcesses, QStringList());
 
     // The next run finishes the job and clears what the killed one left.
     mac.setEnvironment(u"TARNWICK_PAUSE_AT"_s, QString());
