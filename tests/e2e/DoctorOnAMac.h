@@ -50,8 +50,6 @@ inline void expectAt(const MacRoot::Run &run, const QJsonObject &expected, std::
     EXPECT_EQ(QJsonDocument(actual).toJson(QJsonDocument::Compact), QJsonDocument(expected).toJson(QJsonDocument::Compact)) << show(run);
 }
 
-inline bool isProgram(const MacRoot &mac, const QString &macPath) { return QFileInfo(mac.hostPath(macPath)).isExecutable(); }
-
 class DoctorOnAMac : public ::testing::Test {
 protected:
     void SetUp() override
@@ -64,10 +62,8 @@ protected:
     // the package's own unless `checksumOf` says otherwise).
     void serveAdoptium(MacRoot &mac, const MacRoot::JDK &jdk, const QByteArray &checksumOf = {})
     {
-        adoptium.route("/v3/info/available_releases", [](const LocalHTTPServer::Request &) {
-            return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases":[8,11,17,21],"available_releases":[8,11,17,21,22,23],)"
-                                                   R"("most_recent_feature_release":23,"most_recent_lts":21})"};
-        });
+        serve(adoptium, "/v3/info/available_releases", R"({"available_lts_releases":[8,11,17,21],"available_releases":[8,11,17,21,22,23],)"
+                                                       R"("most_recent_feature_release":23,"most_recent_lts":21})");
         const QByteArray package = MacRoot::temurinPackage(jdk);
         const QByteArray name = "OpenJDK21U-jdk_aarch64_mac_hotspot_" + jdk.version.toUtf8() + "_" + jdk.build.toUtf8() + ".pkg";
         const QByteArray checksum = QCryptographicHash::hash(checksumOf.isNull() ? package : checksumOf, QCryptographicHash::Sha256).toHex();
@@ -92,6 +88,5 @@ protected:
         server.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
     }
 
-    LocalHTTPServer adoptium;
-    LocalHTTPServer downloads;
+    LocalHTTPServer adoptium, downloads;
 };

@@ -38,7 +38,7 @@ TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
         EXPECT_TRUE(at(run.json, u"fix.verify.javaVersionOutput"_s).toString().startsWith(u"openjdk version \"21.0.5\" 2024-10-15 LTS"_s));
         // Homebrew's sudo asked through the app's dialog, with the app's sentence.
         EXPECT_EQ(mac.readFile(u"/tmp/dialog-prompt"_s), "Enter Mac password to install Temurin to /Library/Java/JavaVirtualMachines/");
-        EXPECT_TRUE(isProgram(mac, kTemurin21Home + "/bin/java"_L1));
+        EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + "/bin/java"_L1)).isExecutable());
         EXPECT_EQ(mac.entries(QFileInfo(mac.brewPath()).path() + "/../Caskroom"_L1), QStringList {"temurin@21"});
         EXPECT_EQ(mac.readFile(kHome + "/.zprofile.bak"_L1), zprofileBefore);
         EXPECT_TRUE(mac.readFile(kHome + "/.zprofile"_L1).endsWith(kJavaHomeLines));
@@ -228,7 +228,7 @@ TEST_F(DoctorOnAMac, HomebrewIsInstalledFirstThenTemurin)
         ASSERT_EQ(run.exitCode, 0) << show(run);
         expectAt(run, {{"remediation.id", "homebrew+brew:temurin@21"}, {"fix.verify.passed", true}});
         EXPECT_TRUE(lines.contains(u"🍺  temurin@21 was successfully installed!"_s));
-        EXPECT_TRUE(isProgram(mac, u"/opt/homebrew/bin/brew"_s));
+        EXPECT_TRUE(QFileInfo(mac.hostPath(u"/opt/homebrew/bin/brew"_s)).isExecutable());
         EXPECT_TRUE(QFileInfo(mac.hostPath(u"/Library/Developer/CommandLineTools/usr/bin"_s)).isDir());
         const QByteArray zprofile = mac.readFile(zprofilePath);
         EXPECT_TRUE(zprofile.contains("Tarnwick — Homebrew shellenv\neval \"$(/opt/homebrew/bin/brew shellenv)\"\n")) << zprofile.toStdString();

@@ -49,8 +49,11 @@ class Walks(unittest.TestCase):
             s.through(getattr(s, act), "Continue", "Diagnose Java")
         return s
 
-    def look(self, s, label):
-        """Every step: a picture, and no meaningful picture or icon without a name."""
+    def look(self, s, label, labels=(), buttons=()):
+        """Every step: what must show, a picture, and no meaningful picture or icon without a name."""
+        for role, names in (("label", labels), ("push button", buttons)):
+            for name in names:
+                s.find(role, name)
         s.shot(label)
         unnamed = [node.getRoleName() for node in s.showing() if node.getRoleName() in PICTURE_ROLES and not node.name]
         self.assertEqual(unnamed, [], f"unnamed pictures on the {label} screen")
@@ -79,18 +82,14 @@ class Walks(unittest.TestCase):
     def test_first_launch_fix_and_java_home(self):
         # A slow stream, so the lines are seen arriving while the fix runs.
         s = self.start("first-launch", "developer-no-java", line_pause_ms=400)
-        s.find("label", "Welcome to Tarnwick")
-        s.find("label", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use this machine.")
-        s.find("push button", "ferrowood.com/tarnwick/privacy")
-        self.look(s, "consent")
+        self.look(s, "consent", ["Welcome to Tarnwick", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use "
+                                 "this machine."], ["ferrowood.com/tarnwick/privacy"])
         s.key("Return")  # Continue is the default action
-        s.find("push button", "Diagnose Java")
+        self.look(s, "welcome", buttons=["Diagnose Java"])
         self.assertEqual(s.all("push button", "Continue"), [], "consent still shown after Return")
-        self.look(s, "welcome")
 
         s.click(s.find("push button", "Diagnose Java"))
-        s.find("label", NOT_INSTALLED)
-        self.look(s, "diagnosis")
+        self.look(s, "diagnosis", [NOT_INSTALLED])
 
         # Line counts seen while the fix runs: a stream shows several, a dump at the end one.
         counts, shot_running = set(), False
@@ -109,11 +108,9 @@ class Walks(unittest.TestCase):
         self.look(s, "fix-done")
 
         s.click(s.find("push button", "Continue to verify"))
-        s.find("label", "Java installed")
+        self.look(s, "verified-without-java-home", ["Java installed", "(unset)"])
         self.assertTrue(any(text.startswith('openjdk version "25.0.1"') for text in s.texts()),
                         "the verify screen does not show the new java -version")
-        s.find("label", "(unset)")
-        self.look(s, "verified-without-java-home")
 
         s.click(s.find("push button", "Set JAVA_HOME (recommended)"))
         s.find("dialog", ZPROFILE_SHEET)
@@ -131,50 +128,40 @@ class Walks(unittest.TestCase):
         s.wait_for(lambda: brew_line not in self.output_lines(s), "only the changes after the toggle back")
 
         s.through(s.click, "Apply", "Continue to verify")
-        s.find("label", "Java configured")
-        s.find("push button", "Continue to system audit")
+        self.look(s, "verified", ["Java configured"], ["Continue to system audit"])
         self.assertEqual(s.all("dialog"), [], "a sheet is still open on the passed check")
-        self.look(s, "verified")
 
         s.click(s.find("push button", "Continue to system audit"))
         self.audit_pages(s, s.click, ["Try Warp — the AI-aware terminal"])
         self.assertEqual(self.report_rows(s), [("installed", "Xcode Command Line Tools installed"),
                                                ("installed", "Homebrew installed"),
                                                ("suggestion", "Try Warp — we recommend it")])
-        s.find("label", "How are we doing?")
-        self.look(s, "report")
+        self.look(s, "report", ["How are we doing?"])
         s.click(s.find("check box", "9"))
         s.wait_for(lambda: s.find("check box", "9").getState().contains(s.pyatspi.STATE_CHECKED), "score 9 to be picked")
         s.type(s.find("text", "What's the main reason for your score? (optional)"), "Quick and clear")
         s.click(s.find("push button", "Submit feedback"))
-        s.find("label", "✓ Thanks for the feedback.")
+        self.look(s, "report-thanks", ["✓ Thanks for the feedback."])
         self.assertEqual(s.all("check box"), [], "the scores are still offered after the thanks")
-        self.look(s, "report-thanks")
         s.click(s.find("push button", "Done — back to home"))
-        s.find("push button", "Diagnose Java")
-        self.look(s, "home")
+        self.look(s, "home", buttons=["Diagnose Java"])
 
         s.quit_app()
         # The same home, on a Mac whose diagnosis offers the card to anyone who has not answered.
         s.fixture = "healthy"
         s.launch()
-        s.find("push button", "Diagnose Java")
+        self.look(s, "second-launch", buttons=["Diagnose Java"])
         self.assertEqual(s.all("push button", "Continue"), [], "consent asked again on the second launch")
-        self.look(s, "second-launch")
         s.click(s.find("push button", "Diagnose Java"))
-        s.find("label", "Java is installed")
-        s.find("push button", "Continue to system audit")
+        self.look(s, "second-launch-no-card", ["Java is installed"], ["Continue to system audit"])
         self.assertEqual(s.all("label", "How are we doing?"), [], "the card came back after it was answered")
-        self.look(s, "second-launch-no-card")
 
     def test_audit_installs_homebrew(self):
         s = self.start("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100, act="click")
         # Java alone, so that Homebrew is still missing when the audit looks.
         s.through(s.click, "Install Java directly", "Continue to verify", "Continue to system audit", timeout=30)
 
-        s.find("label", "System check")
-        s.find("label", "Homebrew missing.")
-        self.look(s, "stage-offers-homebrew")
+        self.look(s, "stage-offers-homebrew", ["System check", "Homebrew missing."])
         s.press(s.find("push button", "Install Homebrew (recommended)"))
         sheet = s.find("dialog", "Installing Homebrew")
         s.wait_for(lambda: len(self.output_lines(s)) > 1, "Homebrew's installer output")
@@ -197,13 +184,10 @@ class Walks(unittest.TestCase):
         s.through(s.press, "Set JAVA_HOME in ~/.zprofile (recommended)", "Apply", "Continue to verify")
         s.find("label", "Java configured")
         s.press(s.find("push button", "Continue"))
-        s.find("label", "Java is working")
-        s.find("label", "How are we doing?")
+        self.look(s, "java-is-working", ["Java is working", "How are we doing?"])
         self.assertEqual(s.all("label", REPORT), [])
-        self.look(s, "java-is-working")
         s.press(s.find("push button", "Done — back to home"))
-        s.find("push button", "Diagnose Java")
-        self.look(s, "home")
+        self.look(s, "home", buttons=["Diagnose Java"])
 
     def test_cancel_during_fix(self):
         # Slow enough that the fix is still running however loaded the machine is.
@@ -215,9 +199,8 @@ class Walks(unittest.TestCase):
             self.look(s, f"{attempt}-run")
             s.press(s.find("push button", "Cancel"))
             s.wait_for(lambda: not s.all("dialog"), "the sheet to close after Cancel")
-            s.find("label", NOT_INSTALLED)
+            self.look(s, f"{attempt}-canceled", [NOT_INSTALLED])
             self.assertEqual(robot.descendants(s.app.pid), [], "processes of the canceled fix are still running")
-            self.look(s, f"{attempt}-canceled")
             # Past the next line had the fix kept running: no sheet comes back, nothing changes.
             time.sleep(2)
             self.assertEqual(s.all("dialog"), [])
@@ -229,42 +212,32 @@ class Walks(unittest.TestCase):
         s.press(s.find("push button", PKG_FIX))
         s.wait_for(lambda: s.sheet_events[-2:] == ["shown", "hidden"], "the sheet to open and close by itself")
         self.assertEqual(s.all("dialog"), [])
-        s.find("label", NOT_INSTALLED)
-        s.find("push button", PKG_FIX)
+        self.look(s, "declined", [NOT_INSTALLED], [PKG_FIX])
         self.assertEqual(s.all("label", "Something went wrong"), [])
-        self.look(s, "declined")
 
     def test_adoptium_offline(self):
         s = self.start("adoptium-offline", "adoptium-offline", act="click")
         s.click(s.find("push button", PKG_FIX))
         s.find("dialog", "Installing Temurin 25 (direct PKG)")
-        s.find("push button", "Open the article")
+        self.look(s, "failed", buttons=["Open the article"])
         self.assertIn("Error: Could not connect to the server. (pkg: n.a)", self.output_lines(s))
         self.assertEqual(s.all("push button", "Cancel"), [], "Cancel offered after the run ended")
-        self.look(s, "failed")
 
         s.click(s.find("push button", "Close"))
-        s.find("label", "Something went wrong")
+        self.look(s, "error", ["Something went wrong"])
         self.assertTrue(any(text.startswith("Install failed (exit code 1).") for text in s.texts()))
-        self.look(s, "error")
         s.click(s.find("push button", "Back to the diagnosis"))
-        s.find("push button", PKG_FIX)
-        self.look(s, "back")
+        self.look(s, "back", buttons=[PKG_FIX])
 
     def test_healthy_mac(self):
         s = self.start("healthy", "healthy", act="press")
-        s.find("label", "Java is installed")
-        s.find("label", "How are we doing?")
-        scores = [node.name for node in s.all("check box")]
-        self.assertEqual(scores, [str(n) for n in range(11)])
-        s.find("push button", "Continue to system audit")
-        self.look(s, "no-errors")
+        self.look(s, "no-errors", ["Java is installed", "How are we doing?"], ["Continue to system audit"])
+        self.assertEqual([node.name for node in s.all("check box")], [str(n) for n in range(11)])
 
         s.press(s.find("push button", "Dismiss"))
         s.wait_gone("label", "How are we doing?")
         self.assertEqual(s.all("check box"), [])
-        s.find("push button", "Continue to system audit")
-        self.look(s, "card-dismissed")
+        self.look(s, "card-dismissed", buttons=["Continue to system audit"])
 
 
 if __name__ == "__main__":
