@@ -5,6 +5,8 @@
 
 #include <QDate>
 
+#include <unistd.h>
+
 #include <gtest/gtest-spi.h>
 
 namespace {
@@ -83,7 +85,9 @@ TEST_F(DoctorOnAMac, HomebrewsFallBackAndADeclinedPassword)
     }
 }
 
-TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
+// An unset JAVA_HOME goes in ~/.zprofile, through a link to it too, or to jEnv when jEnv is hooked;
+// a JDK folder's name is data, never code, on either way.
+TEST_F(DoctorOnAMac, AnUnsetJavaHomeGoesInZprofileWithABackupOrToJEnv)
 {
     const QByteArray before = "alias ll='ls -l'"; // no final newline
     const QByteArray expected = before + "\n\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8() + " Tarnwick — Java configuration\n" + kJavaHomeLines;
@@ -91,29 +95,32 @@ TEST_F(DoctorOnAMac, AnUnsetJavaHomeIsWrittenToZprofileWithABackup)
     const struct {
         const char *name;
         QString bundle;
-        bool symlinked; // ~/.zprofile is a link into a dotfiles folder
-    } cases[] = {{"a plain file", u"temurin-21.jdk"_s, false}, {"a symlinked file", u"temurin-21.jdk"_s, true},
-                 {"a JDK folder whose name runs a command", u"temurin-`touch canary2`.jdk"_s, false}};
+        bool symlinked, jEnv; // symlinked: ~/.zprofile is a link into a dotfiles folder
+    } cases[] = {{"a plain file", u"temurin-21.jdk"_s, false, false}, {"a symlinked file", u"temurin-21.jdk"_s, true, false},
+                 {"a JDK folder whose name runs a command", u"temurin-`touch canary`.jdk"_s, false, false},
+                 {"jEnv, $()", u"temurin-$(touch canary).jdk"_s, false, true}, {"jEnv, backticks", u"temurin-`touch canary`.jdk"_s, false, true}};
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         MacRoot mac;
         MacRoot::JDK jdk;
         jdk.bundle = c.bundle;
         mac.installJDK(jdk);
+        if (c.jEnv)
+            mac.installJEnv(true);
         mac.writeFile(c.symlinked ? dotfile : zprofile, before);
-        if (c.symlinked)
-            mac.symlink(zprofile, u"dotfiles/zprofile"_s);
+        ASSERT_TRUE(!c.symlinked || ::symlink("dotfiles/zprofile", qPrintable(mac.hostPath(zprofile))) == 0);
 
         const MacRoot::Run run = mac.runDoctor(kFix);
-        EXPECT_EQ(mac.find(u"canary2"_s), QStringList());
+        EXPECT_EQ(mac.find(u"canary"_s), QStringList());
         ASSERT_EQ(run.exitCode, 0) << show(run);
         const QString home = kJVMs + u'/' + c.bundle + "/Contents/Home"_L1;
-        expectAt(run, {{"diagnosis.code", "D2_HomeUnset"}, {"remediation.id", "zprofile:"_L1 + home}, {"fix.verify.passed", true},
-                       {"fix.verify.javaHomeValue", home}});
-        EXPECT_EQ(mac.readFile(zprofile), expected);
-        EXPECT_EQ(mac.readFile(zprofile + ".bak"_L1), before);
+        expectAt(run, {{"diagnosis.code", "D2_HomeUnset"}, {"remediation.id", (c.jEnv ? "jenv-home:21:"_L1 : "zprofile:"_L1) + home},
+                       {"fix.verify.passed", true}, {"fix.verify.javaHomeValue", home}});
+        EXPECT_EQ(mac.readFile(zprofile), c.jEnv ? before : expected);
+        EXPECT_EQ(mac.readFile(zprofile + ".bak"_L1), c.jEnv ? QByteArray() : before);
         EXPECT_EQ(QFileInfo(mac.hostPath(zprofile)).isSymLink(), c.symlinked);
         EXPECT_EQ(mac.readFile(dotfile), c.symlinked ? expected : QByteArray());
+        EXPECT_EQ(mac.entries(kHome + "/.jenv/versions"_L1), (c.jEnv ? QStringList {"21", "21.0", "21.0.5", "openjdk64-21.0.5"} : QStringList()));
 
         // A second look, in new shells, finds nothing wrong.
         const MacRoot::Run again = mac.runDoctor({u"--json"_s});
@@ -176,26 +183,6 @@ TEST_F(DoctorOnAMac, VersionManagersInstallAndGetTheirHooksInZshrc)
         expectAt(run, {{"profile.javaState.whichJava", "/usr/bin/java"}, {"fix.verify.javaVersionExitCode", 1},
                        {"fix.verify.javaVersionOutput", "The operation couldn’t be completed. Unable to locate a Java Runtime.\n"
                                                         "Please visit http://www.java.com for information on installing Java.\n"}});
-    }
-}
-
-TEST_F(DoctorOnAMac, JEnvGetsHostileJDKPathsAsDataNotCode)
-{
-    const std::pair<QString, QString> cases[] = {{u"temurin-$(touch canary).jdk"_s, u"canary"_s}, {u"temurin-`touch canary2`.jdk"_s, u"canary2"_s}};
-    for (const auto &[bundle, canary] : cases) {
-        SCOPED_TRACE(bundle.toStdString());
-        MacRoot mac;
-        mac.installJEnv(true);
-        MacRoot::JDK jdk;
-        jdk.bundle = bundle;
-        mac.installJDK(jdk);
-        const QString home = kJVMs + u'/' + bundle + "/Contents/Home"_L1;
-
-        const MacRoot::Run run = mac.runDoctor(kFix);
-        EXPECT_EQ(mac.find(canary), QStringList());
-        EXPECT_EQ(run.exitCode, 0) << show(run);
-        expectAt(run, {{"remediation.id", "jenv-home:21:"_L1 + home}, {"fix.verify.passed", true}, {"fix.verify.javaHomeValue", home}});
-        EXPECT_EQ(mac.entries(kHome + "/.jenv/versions"_L1), (QStringList {"21", "21.0", "21.0.5", "openjdk64-21.0.5"}));
     }
 }
 

@@ -168,13 +168,6 @@ void MacRoot::writeFile(const QString &macPath, const QByteArray &contents, bool
 
 QByteArray MacRoot::readFile(const QString &macPath) const { return readAll(hostPath(macPath)); }
 
-void MacRoot::symlink(const QString &macPath, const QString &target) const
-{
-    const QString path = hostPath(macPath);
-    QDir().mkpath(QFileInfo(path).path());
-    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()), 0) << path.toStdString();
-}
-
 QByteArray MacRoot::standIn(const QString &name)
 {
     const QByteArray contents = readAll(QStringLiteral(STANDINS_DIR "/") + name);
@@ -201,8 +194,8 @@ QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
         EXPECT_TRUE(writeHostFile(folder.filePath(it.key()), it.value(), program)) << it.key().toStdString();
     }
     QProcess tar;
-    tar.setWorkingDirectory(folder.path());
-    tar.start(u"tar"_s, QStringList {u"--owner=0"_s, u"--group=0"_s, u"-czf"_s, u"-"_s} + QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot));
+    tar.start(u"tar"_s, QStringList {u"-C"_s, folder.path(), u"--owner=0"_s, u"--group=0"_s, u"-czf"_s, u"-"_s}
+                            + QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot));
     EXPECT_TRUE(tar.waitForFinished(30000));
     EXPECT_EQ(tar.exitCode(), 0) << tar.readAllStandardError().toStdString();
     return tar.readAllStandardOutput();
@@ -327,12 +320,8 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &sign
 QStringList MacRoot::find(const QString &name) const
 {
     QStringList found;
-    QDirIterator it(m_disk.path(), QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        if (it.fileName() == name)
-            found.append(it.filePath().mid(m_disk.path().size()));
-    }
+    for (QDirIterator it(m_disk.path(), {name}, QDir::AllEntries | QDir::System | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+        found.append(it.next().mid(m_disk.path().size()));
     return found;
 }
 

@@ -51,7 +51,6 @@ public:
     [[nodiscard]] QString hostPath(const QString &macPath) const;
     void writeFile(const QString &macPath, const QByteArray &contents, bool executable = false) const;
     [[nodiscard]] QByteArray readFile(const QString &macPath) const;
-    void symlink(const QString &macPath, const QString &target) const;
     void installStandIn(const QString &name, const QString &macPath) const;
     void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
 

@@ -20,13 +20,9 @@ class Unavailable(Exception):  # the X server or the accessibility bus could not
     pass
 
 
-class RobotFailure(AssertionError):
-    pass
-
-
 def _require(program):
     if not shutil.which(program):
-        raise RobotFailure(f"{program} is missing: run ./scripts/setup.sh")
+        raise AssertionError(f"{program} is missing: run ./scripts/setup.sh")
     return program
 
 
@@ -157,11 +153,11 @@ class Session:
             if found:
                 return found
             if self.app is not None and self.app.poll() is not None:
-                raise RobotFailure(f"the app exited with {self.app.returncode} while waiting for {what}")
+                raise AssertionError(f"the app exited with {self.app.returncode} while waiting for {what}")
             if time.monotonic() > deadline:
                 with contextlib.suppress(Exception):  # the failure below says more than a missing picture
                     self.shot("timeout")
-                raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
+                raise AssertionError(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
             time.sleep(0.1)
 
     def showing(self, root=None):
@@ -185,7 +181,7 @@ class Session:
         def probe():
             matches = self.all(role, name)
             if len(matches) > 1:
-                raise RobotFailure(f"{len(matches)} showing {role}s are named {name!r}")
+                raise AssertionError(f"{len(matches)} showing {role}s are named {name!r}")
             return matches[0] if matches else None
         return self.wait_for(probe, f'{role} "{name}"', timeout)
 
@@ -223,7 +219,7 @@ class Session:
         self.wait_for(still, f"{item.getRoleName()} {item.name!r} to stop moving", timeout=5)
         x, y, width, height = settled[-1]
         if width <= 0 or height <= 0:
-            raise RobotFailure(f"{item.getRoleName()} {item.name!r} has no size on screen")
+            raise AssertionError(f"{item.getRoleName()} {item.name!r} has no size on screen")
         self._xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
 
     def press(self, item):
@@ -231,7 +227,7 @@ class Session:
         action = item.queryAction()
         names = [action.getName(i) for i in range(action.nActions)]
         if "Press" not in names:
-            raise RobotFailure(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
+            raise AssertionError(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
         action.doAction(names.index("Press"))
 
     def key(self, name):
