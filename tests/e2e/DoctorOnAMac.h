@@ -7,6 +7,7 @@
 #include "MacRoot.h"
 
 #include <QCryptographicHash>
+#include <QDate>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -23,6 +24,13 @@ inline const QString kTemurin21Home = kJVMs + "/temurin-21.jdk/Contents/Home"_L1
 inline const QString kPackageCache = kHome + "/Library/Caches/Tarnwick"_L1;
 inline const QStringList kFix {u"--json"_s, u"--fix"_s, u"--yes"_s};
 inline const QStringList kFixWithNobodyToAsk {u"--json"_s, u"--fix"_s};
+
+// What the JAVA_HOME step appends to ~/.zprofile, after a blank line.
+inline QByteArray javaHomeBlock()
+{
+    return "\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8()
+        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
+}
 
 inline QStringList linesOf(const MacRoot::Run &run) { return run.json["fix"_L1]["lines"_L1].toVariant().toStringList(); }
 

@@ -3,17 +3,9 @@
 
 #include "DoctorOnAMac.h"
 
-#include <QDate>
-
-#include <unistd.h>
-
 #include <gtest/gtest-spi.h>
 
-namespace {
-
-const QByteArray kJavaHomeLines = "export JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
-
-} // namespace
+#include <unistd.h>
 
 TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
 {
@@ -43,7 +35,7 @@ TEST_F(DoctorOnAMac, HomebrewInstallsTheCaskThenJavaHomeGoesInZprofile)
         EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + "/bin/java"_L1)).isExecutable());
         EXPECT_EQ(mac.entries(QFileInfo(mac.brewPath()).path() + "/../Caskroom"_L1), QStringList {"temurin@21"});
         EXPECT_EQ(mac.readFile(kHome + "/.zprofile.bak"_L1), zprofileBefore);
-        EXPECT_TRUE(mac.readFile(kHome + "/.zprofile"_L1).endsWith(kJavaHomeLines));
+        EXPECT_TRUE(mac.readFile(kHome + "/.zprofile"_L1).endsWith(javaHomeBlock().mid(1)));
     }
 }
 
@@ -73,9 +65,9 @@ TEST_F(DoctorOnAMac, HomebrewsFallBackAndADeclinedPassword)
         expectAt(run, {{"fix.outcome", declined ? "canceled" : installed ? "success" : "failure"},
                        {"remediation.id", c == Case::declinedAtInstaller ? "pkg:21" : "brew:temurin@21"},
                        {installed ? "fix.verify.passed" : "fix.verify", installed ? QJsonValue(true) : QJsonValue(QJsonValue::Null)}});
-        EXPECT_EQ(lines.contains(u"Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"_s), !declined) << show(run);
-        EXPECT_EQ(lines.contains(u"Looking up Temurin 21 (aarch64) on Adoptium…"_s), !declined);
-        EXPECT_EQ(lines.contains(u"Verifying download checksum…"_s), !declined);
+        for (const QString &line : {u"Homebrew bypassed our sudo wrapper. Falling back to direct .pkg install…"_s,
+                                    u"Looking up Temurin 21 (aarch64) on Adoptium…"_s, u"Verifying download checksum…"_s})
+            EXPECT_EQ(lines.contains(line), !declined) << line.toStdString() << show(run);
         EXPECT_EQ(lines.filter(u"Fallback failed: Checksum mismatch (expected "_s).size(), c == Case::tampered ? 1 : 0) << show(run);
         // The installer ran, through osascript, on root's own copy of the downloaded package.
         const QByteArray package = mac.readFile(u"/tmp/installed-package"_s);
@@ -90,7 +82,7 @@ TEST_F(DoctorOnAMac, HomebrewsFallBackAndADeclinedPassword)
 TEST_F(DoctorOnAMac, AnUnsetJavaHomeGoesInZprofileWithABackupOrToJEnv)
 {
     const QByteArray before = "alias ll='ls -l'"; // no final newline
-    const QByteArray expected = before + "\n\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8() + " Tarnwick — Java configuration\n" + kJavaHomeLines;
+    const QByteArray expected = before + "\n" + javaHomeBlock();
     const QString zprofile = kHome + "/.zprofile"_L1, dotfile = kHome + "/dotfiles/zprofile"_L1;
     const struct {
         const char *name;

@@ -32,11 +32,7 @@ public:
     };
 
     /// When the doctor gets a signal: once a Mac path exists, or once it stopped at its pause point.
-    struct Signal {
-        QString onceExists;
-        bool onceStopped = false;
-        int number = SIGINT;
-    };
+    struct Signal { QString onceExists; bool onceStopped = false; int number = SIGINT; };
 
     static constexpr const char *kHome = "/Users/tester";
     static constexpr const char *kTemporaryFolder = "/private/var/folders/tw/tester/T";

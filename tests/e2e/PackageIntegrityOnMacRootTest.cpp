@@ -10,22 +10,21 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
     const struct {
         const char *name;
         MacRoot::Chip chip;
-        bool rosetta;
         QString architecture;            // as the profile reports it
         QByteArray adoptiumArchitecture; // the only build Adoptium offers here
         QJsonValue intelHomebrew;
     } cases[] = {
-        {"Apple silicon", MacRoot::Chip::appleSilicon, false, u"appleSilicon"_s, "aarch64", {}},
-        {"Intel", MacRoot::Chip::intel, false, u"intel"_s, "x64", {}},
-        {"Apple silicon under Rosetta, with only an Intel Homebrew", MacRoot::Chip::intel, true, u"appleSilicon"_s, "aarch64", u"/usr/local/bin/brew"_s},
+        {"Apple silicon", MacRoot::Chip::appleSilicon, u"appleSilicon"_s, "aarch64", {}},
+        {"Intel", MacRoot::Chip::intel, u"intel"_s, "x64", {}},
+        {"Apple silicon under Rosetta, with only an Intel Homebrew", MacRoot::Chip::intel, u"appleSilicon"_s, "aarch64", u"/usr/local/bin/brew"_s},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         MacRoot mac(c.chip);
-        if (c.rosetta)
+        if (c.intelHomebrew.isString()) { // under Rosetta the tools answer as Intel ones, the processor as arm64
             mac.setEnvironment(u"STANDIN_ARM64"_s, u"1"_s);
-        if (c.intelHomebrew.isString())
             mac.installStandIn(u"brew"_s, c.intelHomebrew.toString());
+        }
         MacRoot::JDK jdk;
         jdk.arch = c.adoptiumArchitecture == "x64" ? u"x86_64"_s : u"arm64"_s;
         serveAdoptium(mac, jdk);

@@ -3,8 +3,6 @@
 
 #include "DoctorOnAMac.h"
 
-#include <QDate>
-
 #include <sys/stat.h>
 
 namespace {
@@ -23,8 +21,7 @@ unsigned modeOf(const QString &hostPath)
 TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
 {
     const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n", bom = "\xef\xbb\xbf" "alias k=kubectl\n";
-    const QByteArray javaBlock = "\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8()
-        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
+    const QByteArray javaBlock = javaHomeBlock();
     const struct {
         const char *name;
         QByteArray original;

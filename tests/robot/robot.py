@@ -100,15 +100,12 @@ class Session:
                 if event.source.getRoleName() == "dialog":
                     self.sheet_events.append("shown" if event.detail1 else "hidden")
         pyatspi.Registry.registerEventListener(on_showing, "object:state-changed:showing")
-        deadline = time.monotonic() + 20
-        while True:
-            try:
+        for _ in range(100):  # the registry answers once the launcher has started it
+            with contextlib.suppress(Exception):
                 pyatspi.Registry.getDesktop(0).childCount
                 return
-            except Exception as error:  # the registry answers once the launcher has started it
-                if time.monotonic() > deadline:
-                    raise Unavailable(f"the accessibility bus did not answer: {error}")
-                time.sleep(0.2)
+            time.sleep(0.2)
+        raise Unavailable("the accessibility bus did not answer within 20 s")
 
     def launch(self):
         """Starts the app, waits for its window, then clicks an empty corner: without a window manager
@@ -120,7 +117,6 @@ class Session:
         self.window = self.wait_for(self._app_window, "the app's window in the accessibility tree")
         x, y, width, height = self._extents(self.window)
         self._xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
-        return self.window
 
     def _app_window(self):
         desktop = self.pyatspi.Registry.getDesktop(0)
