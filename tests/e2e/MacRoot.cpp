@@ -22,17 +22,13 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The writable parts of the Mac and the folders of this machine's disk that hold them.
-constexpr struct {
-    const char *macPath, *folder;
-} kAreas[] = {{"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
-               {"/usr/local", "usr-local"}, {"/Users", "Users"}, {"/private", "private"}};
+constexpr struct { const char *macPath, *folder; } kAreas[] = {{"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
+                                                               {"/usr/local", "usr-local"}, {"/Users", "Users"}, {"/private", "private"}};
 
 // The Mac's own tools, stood in for by tests/support/standins.
-constexpr struct {
-    const char *standIn, *macPath;
-} kTools[] = {{"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"}, {"xcode-select", "/usr/bin/xcode-select"},
-               {"uname", "/usr/bin/uname"}, {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
-               {"installer", "/usr/sbin/installer"}, {"sysctl", "/usr/sbin/sysctl"}};
+constexpr struct { const char *standIn, *macPath; } kTools[] = {
+    {"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"}, {"xcode-select", "/usr/bin/xcode-select"}, {"uname", "/usr/bin/uname"},
+    {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"}, {"installer", "/usr/sbin/installer"}, {"sysctl", "/usr/sbin/sysctl"}};
 
 const QString kUserHome = QString::fromLatin1(MacRoot::kHome);
 const QString kDoctorMacPath = u"/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor"_s;
@@ -42,24 +38,21 @@ const QString kDoctorMacPath = u"/Applications/Tarnwick.app/Contents/MacOS/tarnw
 // read-only bind of the whole folder would leave no room for /usr/bin/osascript).
 QStringList debianProgramLinks()
 {
-    static const QStringList links = [] {
-        QStringList arguments;
-        for (const QString &folder : {u"bin"_s, u"sbin"_s}) {
-            const QString usrFolder = "/usr/"_L1 + folder;
-            arguments << u"--ro-bind"_s << usrFolder << "/usr/.debian/"_L1 + folder << u"--dir"_s << usrFolder;
-            for (const QFileInfo &entry : QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)) {
-                const QString macPath = usrFolder + u'/' + entry.fileName();
-                if (std::any_of(std::begin(kTools), std::end(kTools), [&](const auto &tool) { return macPath == QLatin1String(tool.macPath); }))
-                    continue;
-                // A link keeps its own text (relative, or through /etc/alternatives).
-                const QString text = entry.isSymLink() ? QString::fromStdString(std::filesystem::read_symlink(entry.filePath().toStdString()))
-                                                       : "/usr/.debian/"_L1 + folder + u'/' + entry.fileName();
-                arguments << u"--symlink"_s << text << macPath;
-            }
+    QStringList arguments;
+    for (const QString &folder : {u"bin"_s, u"sbin"_s}) {
+        const QString usrFolder = "/usr/"_L1 + folder;
+        arguments << u"--ro-bind"_s << usrFolder << "/usr/.debian/"_L1 + folder << u"--dir"_s << usrFolder;
+        for (const QFileInfo &entry : QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)) {
+            const QString macPath = usrFolder + u'/' + entry.fileName();
+            if (std::any_of(std::begin(kTools), std::end(kTools), [&](const auto &tool) { return macPath == QLatin1String(tool.macPath); }))
+                continue;
+            // A link keeps its own text (relative, or through /etc/alternatives).
+            const QString text = entry.isSymLink() ? QString::fromStdString(std::filesystem::read_symlink(entry.filePath().toStdString()))
+                                                   : "/usr/.debian/"_L1 + folder + u'/' + entry.fileName();
+            arguments << u"--symlink"_s << text << macPath;
         }
-        return arguments;
-    }();
-    return links;
+    }
+    return arguments;
 }
 
 // Writes `contents` at a path of this machine, its folder made first; false when it could not.
@@ -267,10 +260,9 @@ QStringList MacRoot::sandboxArguments(const QString &runToken) const
         {u"PATH"_s, u"/usr/bin:/bin:/usr/sbin:/sbin"_s}, {u"TMPDIR"_s, QLatin1String(kTemporaryFolder) + u'/'}, {u"LANG"_s, u"C.UTF-8"_s},
         {u"XDG_CACHE_HOME"_s, home + "/Library/Caches"_L1}, {u"XDG_DATA_HOME"_s, home + "/Library/Application Support"_L1},
         {u"TARNWICK_FIXTURE"_s, u"live"_s}, {u"TWK_E2E_RUN"_s, runToken}};
-    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) { // a sanitizer build's settings reach inside
+    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) // a sanitizer build's settings reach inside
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QLatin1String(name), qEnvironmentVariable(name));
-    }
     environment.insert(m_environment);
     arguments << u"--clearenv"_s;
     for (auto it = environment.cbegin(); it != environment.cend(); ++it)
@@ -304,6 +296,7 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &sign
     } else if (process.exitStatus() == QProcess::NormalExit) {
         run.exitCode = process.exitCode();
     }
+    run.seconds = std::chrono::duration<double>(std::chrono::minutes(4) - deadline.remainingTimeAsDuration()).count();
     run.out = process.readAllStandardOutput(), run.err = process.readAllStandardError();
     run.json = QJsonDocument::fromJson(run.out).object();
     // Every run must end with nothing of its own left running and no password helper folder left.

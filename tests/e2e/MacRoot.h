@@ -27,6 +27,7 @@ public:
 
     struct Run {
         int exitCode = -1; // -1: crashed or never finished
+        double seconds = 0; // how long it took
         QByteArray out, err;
         QJsonObject json; // stdout parsed, when it was JSON
     };

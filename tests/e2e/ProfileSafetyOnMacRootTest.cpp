@@ -21,7 +21,6 @@ unsigned modeOf(const QString &hostPath)
 TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
 {
     const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n", bom = "\xef\xbb\xbf" "alias k=kubectl\n";
-    const QByteArray javaBlock = javaHomeBlock();
     const struct {
         const char *name;
         QByteArray original;
@@ -34,8 +33,8 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
         bool yes = true; // else no one is at a terminal to say yes
     } cases[] = {
         {"without --yes or a terminal", latin1, 0600, false, "canceled", {}, latin1, std::nullopt, false},
-        {"Latin-1", latin1, 0600, true, "success", {}, latin1 + javaBlock, latin1},
-        {"a byte-order mark", bom, 0600, false, "success", {}, bom + javaBlock, bom},
+        {"Latin-1", latin1, 0600, true, "success", {}, latin1 + javaHomeBlock(), latin1},
+        {"a byte-order mark", bom, 0600, false, "success", {}, bom + javaHomeBlock(), bom},
         {"write-only", latin1, 0200, false, "failure", u"Couldn't read ~/.zprofile: Permission denied"_s, latin1, std::nullopt},
         {"read-only, with an old backup", latin1, 0444, true, "failure",
          u"Couldn't write file: Couldn't write “/Users/tester/.zprofile”: Existing file /Users/tester/.zprofile is not writable"_s, latin1, latin1},

@@ -116,7 +116,7 @@ class Session:
                                     stdout=self._log, stderr=subprocess.STDOUT)
         self.window = self.wait_for(self._app_window, "the app's window in the accessibility tree")
         x, y, width, height = self._extents(self.window)
-        self._xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
+        self.xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
 
     def _app_window(self):
         desktop = self.pyatspi.Registry.getDesktop(0)
@@ -202,7 +202,7 @@ class Session:
     def _extents(self, item):
         return tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
 
-    def _xdotool(self, *args):
+    def xdotool(self, *args):
         subprocess.run([_require("xdotool"), *args], env=self.env, check=True, timeout=10)
 
     def click(self, item):
@@ -216,7 +216,7 @@ class Session:
         x, y, width, height = settled[-1]
         if width <= 0 or height <= 0:
             raise AssertionError(f"{item.getRoleName()} {item.name!r} has no size on screen")
-        self._xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
+        self.xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
 
     def press(self, item):
         """The accessibility "press" action, as a screen reader does it."""
@@ -226,13 +226,10 @@ class Session:
             raise AssertionError(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
         action.doAction(names.index("Press"))
 
-    def key(self, name):
-        self._xdotool("key", name)
-
     def type(self, item, text):
         """Clicks into a text field and types ASCII text with real key events."""
         self.click(item)
-        self._xdotool("type", "--delay", "20", text)
+        self.xdotool("type", "--delay", "20", text)
         self.wait_for(lambda: item.queryText().getText(0, -1) == text, f"{item.name!r} to read {text!r}", timeout=5)
 
     def shot(self, label):
