@@ -7,10 +7,14 @@
 #include "MacRoot.h"
 
 #include <QCryptographicHash>
+#include <QDate>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 
 #include <gtest/gtest.h>
+
+#include <source_location>
 
 using namespace Qt::StringLiterals;
 
@@ -21,26 +25,21 @@ inline const QString kPackageCache = kHome + "/Library/Caches/Tarnwick"_L1;
 inline const QStringList kFix {u"--json"_s, u"--fix"_s, u"--yes"_s};
 inline const QStringList kFixWithNobodyToAsk {u"--json"_s, u"--fix"_s};
 
-inline QStringList linesOf(const QJsonObject &fix)
+// What the JAVA_HOME step appends to ~/.zprofile, after a blank line.
+inline QByteArray javaHomeBlock()
 {
-    QStringList lines;
-    for (const QJsonValue &line : fix.value("lines"_L1).toArray())
-        lines.append(line.toString());
-    return lines;
+    return "\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8()
+        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
 }
 
-// The last step of a fix: the JAVA_HOME step after an install, when there was one.
-inline QJsonObject lastStep(const QJsonObject &fix)
-{
-    return fix.value("followUp"_L1).isObject() ? lastStep(fix.value("followUp"_L1).toObject()) : fix;
-}
+inline QStringList linesOf(const MacRoot::Run &run) { return run.json["fix"_L1]["lines"_L1].toVariant().toStringList(); }
 
 // A JSON value by its path: at(run.json, "fix.verify.passed").
 inline QJsonValue at(const QJsonObject &object, const QString &path)
 {
     QJsonValue value = object;
     for (const QString &key : path.split(u'.'))
-        value = value.toObject().value(key);
+        value = value[key];
     return value;
 }
 
@@ -49,9 +48,14 @@ inline std::string show(const MacRoot::Run &run)
     return "exit " + std::to_string(run.exitCode) + "\n--- stdout\n" + run.out.toStdString() + "\n--- stderr\n" + run.err.toStdString();
 }
 
-inline bool isProgram(const MacRoot &mac, const QString &macPath)
+// Checks the run's JSON at each of `expected`'s paths: expectAt(run, {{"fix.outcome", "success"}}).
+inline void expectAt(const MacRoot::Run &run, const QJsonObject &expected, std::source_location where = std::source_location::current())
 {
-    return QFileInfo(mac.hostPath(macPath)).isExecutable();
+    QJsonObject actual;
+    for (auto it = expected.begin(); it != expected.end(); ++it)
+        actual.insert(it.key(), at(run.json, it.key()));
+    const ::testing::ScopedTrace trace(where.file_name(), int(where.line()), "");
+    EXPECT_EQ(QJsonDocument(actual).toJson(QJsonDocument::Compact), QJsonDocument(expected).toJson(QJsonDocument::Compact)) << show(run);
 }
 
 class DoctorOnAMac : public ::testing::Test {
@@ -66,10 +70,8 @@ protected:
     // the package's own unless `checksumOf` says otherwise).
     void serveAdoptium(MacRoot &mac, const MacRoot::JDK &jdk, const QByteArray &checksumOf = {})
     {
-        adoptium.route("/v3/info/available_releases", [](const LocalHTTPServer::Request &) {
-            return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases":[8,11,17,21],"available_releases":[8,11,17,21,22,23],)"
-                                                   R"("most_recent_feature_release":23,"most_recent_lts":21})"};
-        });
+        serve(adoptium, "/v3/info/available_releases", R"({"available_lts_releases":[8,11,17,21],"available_releases":[8,11,17,21,22,23],)"
+                                                       R"("most_recent_feature_release":23,"most_recent_lts":21})");
         const QByteArray package = MacRoot::temurinPackage(jdk);
         const QByteArray name = "OpenJDK21U-jdk_aarch64_mac_hotspot_" + jdk.version.toUtf8() + "_" + jdk.build.toUtf8() + ".pkg";
         const QByteArray checksum = QCryptographicHash::hash(checksumOf.isNull() ? package : checksumOf, QCryptographicHash::Sha256).toHex();
@@ -94,14 +96,5 @@ protected:
         server.route(path, [body](const LocalHTTPServer::Request &) { return LocalHTTPServer::Reply {200, {}, body}; });
     }
 
-    // What every run must leave: no process of its own, no password helper folder.
-    static void expectTidy(const MacRoot &mac, const MacRoot::Run &run)
-    {
-        EXPECT_EQ(run.leftoverProcesses, QStringList());
-        const QStringList temporary = mac.entries(QString::fromLatin1(MacRoot::kTemporaryFolder));
-        EXPECT_TRUE(temporary.filter("twk-priv-"_L1).isEmpty()) << temporary.join(u' ').toStdString();
-    }
-
-    LocalHTTPServer adoptium;
-    LocalHTTPServer downloads;
+    LocalHTTPServer adoptium, downloads;
 };

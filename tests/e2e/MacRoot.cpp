@@ -7,13 +7,13 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QUuid>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 #include <unistd.h>
 
@@ -22,19 +22,13 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The writable parts of the Mac and the folders of this machine's disk that hold them.
-struct Area {
-    const char *macPath, *folder;
-};
-constexpr Area kAreas[] = {{"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
-                           {"/usr/local", "usr-local"}, {"/Users", "Users"}, {"/private", "private"}};
+constexpr struct { const char *macPath, *folder; } kAreas[] = {{"/Library", "Library"}, {"/Applications", "Applications"}, {"/opt", "opt"},
+                                                               {"/usr/local", "usr-local"}, {"/Users", "Users"}, {"/private", "private"}};
 
 // The Mac's own tools, stood in for by tests/support/standins.
-struct Tool {
-    const char *standIn, *macPath;
-};
-constexpr Tool kTools[] = {{"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"}, {"xcode-select", "/usr/bin/xcode-select"},
-                           {"uname", "/usr/bin/uname"}, {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"},
-                           {"installer", "/usr/sbin/installer"}, {"sysctl", "/usr/sbin/sysctl"}};
+constexpr struct { const char *standIn, *macPath; } kTools[] = {
+    {"java_home", "/usr/libexec/java_home"}, {"java", "/usr/bin/java"}, {"xcode-select", "/usr/bin/xcode-select"}, {"uname", "/usr/bin/uname"},
+    {"osascript", "/usr/bin/osascript"}, {"sudo", "/usr/bin/sudo"}, {"installer", "/usr/sbin/installer"}, {"sysctl", "/usr/sbin/sysctl"}};
 
 const QString kUserHome = QString::fromLatin1(MacRoot::kHome);
 const QString kDoctorMacPath = u"/Applications/Tarnwick.app/Contents/MacOS/tarnwick-doctor"_s;
@@ -44,41 +38,29 @@ const QString kDoctorMacPath = u"/Applications/Tarnwick.app/Contents/MacOS/tarnw
 // read-only bind of the whole folder would leave no room for /usr/bin/osascript).
 QStringList debianProgramLinks()
 {
-    static const QStringList links = [] {
-        QStringList arguments;
-        for (const QString &folder : {u"bin"_s, u"sbin"_s}) {
-            const QString usrFolder = "/usr/"_L1 + folder;
-            arguments << u"--ro-bind"_s << usrFolder << "/usr/.debian/"_L1 + folder << u"--dir"_s << usrFolder;
-            for (const QFileInfo &entry : QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)) {
-                const QString macPath = usrFolder + u'/' + entry.fileName();
-                if (std::any_of(std::begin(kTools), std::end(kTools), [&](const Tool &tool) { return macPath == QLatin1String(tool.macPath); }))
-                    continue;
-                // A link keeps its own text (relative, or through /etc/alternatives).
-                QString text = "/usr/.debian/"_L1 + folder + u'/' + entry.fileName();
-                if (entry.isSymLink()) {
-                    char buffer[4096];
-                    const ssize_t length = ::readlink(QFile::encodeName(entry.filePath()).constData(), buffer, sizeof buffer);
-                    if (length <= 0)
-                        continue;
-                    text = QFile::decodeName(QByteArray(buffer, static_cast<int>(length)));
-                }
-                arguments << u"--symlink"_s << text << macPath;
-            }
+    QStringList arguments;
+    for (const QString &folder : {u"bin"_s, u"sbin"_s}) {
+        const QString usrFolder = "/usr/"_L1 + folder;
+        arguments << u"--ro-bind"_s << usrFolder << "/usr/.debian/"_L1 + folder << u"--dir"_s << usrFolder;
+        for (const QFileInfo &entry : QDir(usrFolder).entryInfoList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot)) {
+            const QString macPath = usrFolder + u'/' + entry.fileName();
+            if (std::any_of(std::begin(kTools), std::end(kTools), [&](const auto &tool) { return macPath == QLatin1String(tool.macPath); }))
+                continue;
+            // A link keeps its own text (relative, or through /etc/alternatives).
+            const QString text = entry.isSymLink() ? QString::fromStdString(std::filesystem::read_symlink(entry.filePath().toStdString()))
+                                                   : "/usr/.debian/"_L1 + folder + u'/' + entry.fileName();
+            arguments << u"--symlink"_s << text << macPath;
         }
-        return arguments;
-    }();
-    return links;
+    }
+    return arguments;
 }
 
 // Writes `contents` at a path of this machine, its folder made first; false when it could not.
 bool writeHostFile(const QString &path, const QByteArray &contents, bool executable)
 {
-    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
-        return false;
-    file.close();
-    return file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
+    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(contents) == contents.size()
+        && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther
                                | (executable ? QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther : QFile::Permissions()));
 }
 
@@ -106,37 +88,47 @@ QMap<QString, QByteArray> bundleFiles(const MacRoot::JDK &jdk)
     return files;
 }
 
-void append(const MacRoot &mac, const QString &macPath, const QByteArray &text)
+void append(const MacRoot &mac, const QString &macPath, const QByteArray &text) { mac.writeFile(macPath, mac.readFile(macPath) + text); }
+
+// Whether the process has stopped itself (SIGSTOP): the state after the command's parentheses.
+bool isStopped(int pid)
 {
-    mac.writeFile(macPath, mac.readFile(macPath) + text);
+    const QByteArray stat = readAll(u"/proc/%1/stat"_s.arg(pid));
+    const qsizetype close = stat.lastIndexOf(')');
+    return close > 0 && stat.mid(close + 2, 1) == "T";
+}
+
+// The processes that carry the run's token in their environment: the doctor and its children.
+QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
+{
+    const QByteArray marker = "TWK_E2E_RUN=" + runToken.toUtf8();
+    QList<std::pair<int, QString>> found;
+    for (const QString &pid : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (pid.toInt() > 0 && readAll(u"/proc/%1/environ"_s.arg(pid)).split('\0').contains(marker))
+            found.append({pid.toInt(), QString::fromLocal8Bit(readAll(u"/proc/%1/cmdline"_s.arg(pid)).replace('\0', ' ')).trimmed()});
+    }
+    return found;
 }
 
 } // namespace
 
 std::optional<QString> MacRoot::unavailableReason()
 {
-#if !defined(Q_OS_LINUX)
-    return u"the Mac-shaped root is built with bubblewrap, which runs on Linux only"_s;
-#else
-    const QString bwrap = QStandardPaths::findExecutable(u"bwrap"_s);
-    if (bwrap.isEmpty()) {
+    QProcess probe;
+    probe.start(u"bwrap"_s, {u"--ro-bind"_s, u"/"_s, u"/"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"/bin/true"_s});
+    if (!probe.waitForStarted()) {
         ADD_FAILURE() << "bwrap is not installed; scripts/setup.sh installs the bubblewrap package";
         return u"bwrap is missing"_s;
     }
-    QProcess probe;
-    probe.start(bwrap, {u"--ro-bind"_s, u"/"_s, u"/"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"/bin/true"_s});
     if (!probe.waitForFinished(30000) || probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
         return u"bubblewrap cannot create namespaces on this machine: %1"_s.arg(QString::fromLocal8Bit(probe.readAllStandardError()).trimmed());
     return std::nullopt;
-#endif
 }
 
 MacRoot::MacRoot(Chip chip) : m_chip(chip)
 {
     EXPECT_TRUE(m_disk.isValid());
-    for (const Area &area : kAreas)
-        QDir(m_disk.path()).mkpath(QLatin1String(area.folder));
-    for (const char *folder : {"/Library/Java/JavaVirtualMachines", "/private/tmp", kTemporaryFolder, kHome, "/usr/local/bin"})
+    for (const char *folder : {"/Library/Java/JavaVirtualMachines", "/private/tmp", kTemporaryFolder, kHome, "/usr/local/bin", "/Applications", "/opt"})
         QDir().mkpath(hostPath(QLatin1String(folder)));
     // What a Mac's /etc/zprofile does through path_helper: the system folders first.
     EXPECT_TRUE(writeHostFile(m_disk.filePath(u"etc-zsh/zprofile"_s), "typeset -U path\npath=(/usr/local/bin /usr/bin /bin /usr/sbin /sbin $path)\n", false));
@@ -146,17 +138,14 @@ MacRoot::MacRoot(Chip chip) : m_chip(chip)
     m_environment.insert(u"STANDIN_MACHINE"_s, chip == Chip::intel ? u"x86_64"_s : u"arm64"_s);
 }
 
-QString MacRoot::brewPath() const
-{
-    return m_chip == Chip::intel ? u"/usr/local/bin/brew"_s : u"/opt/homebrew/bin/brew"_s;
-}
+QString MacRoot::brewPath() const { return m_chip == Chip::intel ? u"/usr/local/bin/brew"_s : u"/opt/homebrew/bin/brew"_s; }
 
 QString MacRoot::hostPath(const QString &macPath) const
 {
     QString path = macPath;
     if (path == "/tmp"_L1 || path.startsWith("/tmp/"_L1) || path.startsWith("/var/"_L1))
         path.prepend("/private"_L1);
-    for (const Area &area : kAreas) {
+    for (const auto &area : kAreas) {
         const QLatin1String prefix(area.macPath);
         if (path == prefix || (path.startsWith(prefix) && path.at(prefix.size()) == u'/'))
             return m_disk.filePath(QLatin1String(area.folder)) + path.mid(prefix.size());
@@ -170,29 +159,16 @@ void MacRoot::writeFile(const QString &macPath, const QByteArray &contents, bool
     EXPECT_TRUE(writeHostFile(hostPath(macPath), contents, executable)) << macPath.toStdString();
 }
 
-QByteArray MacRoot::readFile(const QString &macPath) const
-{
-    return readAll(hostPath(macPath));
-}
-
-void MacRoot::symlink(const QString &macPath, const QString &target) const
-{
-    const QString path = hostPath(macPath);
-    QDir().mkpath(QFileInfo(path).path());
-    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()), 0) << path.toStdString();
-}
+QByteArray MacRoot::readFile(const QString &macPath) const { return readAll(hostPath(macPath)); }
 
 QByteArray MacRoot::standIn(const QString &name)
 {
-    QFile file(QStringLiteral(STANDINS_DIR "/") + name);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-    return file.readAll();
+    const QByteArray contents = readAll(QStringLiteral(STANDINS_DIR "/") + name);
+    EXPECT_FALSE(contents.isEmpty()) << name.toStdString();
+    return contents;
 }
 
-void MacRoot::installStandIn(const QString &name, const QString &macPath) const
-{
-    writeFile(macPath, standIn(name), true);
-}
+void MacRoot::installStandIn(const QString &name, const QString &macPath) const { writeFile(macPath, standIn(name), true); }
 
 QMap<QString, QByteArray> MacRoot::jdkHome(const JDK &jdk)
 {
@@ -206,25 +182,19 @@ QMap<QString, QByteArray> MacRoot::jdkHome(const JDK &jdk)
 QByteArray MacRoot::tarball(const QMap<QString, QByteArray> &files)
 {
     QTemporaryDir folder;
-    QStringList tops;
     for (auto it = files.cbegin(); it != files.cend(); ++it) {
         const bool program = it.key().startsWith("bin/"_L1) || it.key().contains("/bin/"_L1);
         EXPECT_TRUE(writeHostFile(folder.filePath(it.key()), it.value(), program)) << it.key().toStdString();
-        if (!tops.contains(it.key().section(u'/', 0, 0)))
-            tops.append(it.key().section(u'/', 0, 0));
     }
     QProcess tar;
-    tar.setWorkingDirectory(folder.path());
-    tar.start(u"tar"_s, QStringList {u"--owner=0"_s, u"--group=0"_s, u"-czf"_s, u"-"_s} + tops);
+    tar.start(u"tar"_s, QStringList {u"-C"_s, folder.path(), u"--owner=0"_s, u"--group=0"_s, u"-czf"_s, u"-"_s}
+                            + QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot));
     EXPECT_TRUE(tar.waitForFinished(30000));
     EXPECT_EQ(tar.exitCode(), 0) << tar.readAllStandardError().toStdString();
     return tar.readAllStandardOutput();
 }
 
-QByteArray MacRoot::temurinPackage(const JDK &jdk)
-{
-    return tarball(bundleFiles(jdk));
-}
+QByteArray MacRoot::temurinPackage(const JDK &jdk) { return tarball(bundleFiles(jdk)); }
 
 void MacRoot::installJDK(const JDK &jdk) const
 {
@@ -262,79 +232,43 @@ void MacRoot::installJEnv(bool hooked) const
         append(*this, kUserHome + "/.zshrc"_L1, "export PATH=\"$HOME/.jenv/bin:$PATH\"\neval \"$(jenv init -)\"\n");
 }
 
-void MacRoot::installApplication(const QString &bundleName) const
-{
-    writeFile("/Applications/"_L1 + bundleName + "/Contents/Info.plist"_L1, "<plist version=\"1.0\"><dict/></plist>\n");
-}
-
 QStringList MacRoot::sandboxArguments(const QString &runToken) const
 {
     // An ordinary user, as on a real Mac: root would ignore every permission bit.
     QStringList arguments {u"--die-with-parent"_s, u"--unshare-ipc"_s, u"--unshare-uts"_s, u"--unshare-user"_s, u"--uid"_s, u"501"_s,
                            u"--gid"_s, u"20"_s, u"--hostname"_s, u"Testers-MacBook-Pro"_s, u"--tmpfs"_s, u"/usr"_s};
-    for (const QString &folder : {u"/usr/lib"_s, u"/usr/lib64"_s, u"/usr/share"_s}) {
-        if (QFileInfo::exists(folder))
-            arguments << u"--ro-bind"_s << folder << folder;
-    }
+    for (const QString &folder : {u"/usr/lib"_s, u"/usr/lib64"_s, u"/usr/share"_s})
+        arguments << u"--ro-bind-try"_s << folder << folder;
     arguments << debianProgramLinks() << u"--dir"_s << u"/usr/libexec"_s;
-    for (const Tool &tool : kTools)
+    for (const auto &tool : kTools)
         arguments << u"--ro-bind"_s << QStringLiteral(STANDINS_DIR "/") + QLatin1String(tool.standIn) << QLatin1String(tool.macPath);
-    for (const char *link : {"bin", "sbin", "lib", "lib64"}) {
-        if (QFileInfo::exists("/usr/"_L1 + QLatin1String(link)))
-            arguments << u"--symlink"_s << "usr/"_L1 + QLatin1String(link) << u'/' + QLatin1String(link);
+    for (const QString &link : {u"bin"_s, u"sbin"_s, u"lib"_s, u"lib64"_s}) {
+        if (QFileInfo::exists("/usr/"_L1 + link))
+            arguments << u"--symlink"_s << "usr/"_L1 + link << u'/' + link;
     }
-    arguments << u"--proc"_s << u"/proc"_s << u"--dev"_s << u"/dev"_s << u"--ro-bind"_s << u"/etc"_s << u"/etc"_s;
-    arguments << u"--ro-bind"_s << m_disk.filePath(u"etc-zsh"_s) << u"/etc/zsh"_s;
-    arguments << u"--ro-bind"_s << m_disk.filePath(u"os-release"_s) << u"/etc/os-release"_s;
-    for (const Area &area : kAreas)
+    arguments << u"--proc"_s << u"/proc"_s << u"--dev"_s << u"/dev"_s << u"--ro-bind"_s << u"/etc"_s << u"/etc"_s << u"--ro-bind"_s
+              << m_disk.filePath(u"etc-zsh"_s) << u"/etc/zsh"_s << u"--ro-bind"_s << m_disk.filePath(u"os-release"_s) << u"/etc/os-release"_s;
+    for (const auto &area : kAreas)
         arguments << u"--bind"_s << m_disk.filePath(QLatin1String(area.folder)) << QLatin1String(area.macPath);
     arguments << u"--symlink"_s << u"private/tmp"_s << u"/tmp"_s << u"--symlink"_s << u"private/var"_s << u"/var"_s;
     arguments << u"--ro-bind"_s << QStringLiteral(DOCTOR_PATH) << kDoctorMacPath;
 
-    // What an app started from the Finder has, and where Qt should put its caches and temporary
-    // files on a Mac.
+    // What an app started from the Finder has, and where Qt puts its caches and temporary files on a Mac.
     const QString home = QLatin1String(kHome);
     QMap<QString, QString> environment {
-        {u"HOME"_s, home}, {u"USER"_s, QLatin1String(kUser)}, {u"LOGNAME"_s, QLatin1String(kUser)}, {u"SHELL"_s, u"/bin/zsh"_s},
+        {u"HOME"_s, home}, {u"USER"_s, u"tester"_s}, {u"LOGNAME"_s, u"tester"_s}, {u"SHELL"_s, u"/bin/zsh"_s},
         {u"PATH"_s, u"/usr/bin:/bin:/usr/sbin:/sbin"_s}, {u"TMPDIR"_s, QLatin1String(kTemporaryFolder) + u'/'}, {u"LANG"_s, u"C.UTF-8"_s},
         {u"XDG_CACHE_HOME"_s, home + "/Library/Caches"_L1}, {u"XDG_DATA_HOME"_s, home + "/Library/Application Support"_L1},
         {u"TARNWICK_FIXTURE"_s, u"live"_s}, {u"TWK_E2E_RUN"_s, runToken}};
-    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) { // a sanitizer build's settings reach inside
+    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) // a sanitizer build's settings reach inside
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QLatin1String(name), qEnvironmentVariable(name));
-    }
     environment.insert(m_environment);
     arguments << u"--clearenv"_s;
     for (auto it = environment.cbegin(); it != environment.cend(); ++it)
         arguments << u"--setenv"_s << it.key() << it.value();
     return arguments << u"--chdir"_s << home;
 }
-
-namespace {
-
-// The processes that carry the run's token in their environment: the doctor and its children.
-QList<std::pair<int, QString>> processesCarrying(const QString &runToken)
-{
-    const QByteArray marker = "TWK_E2E_RUN=" + runToken.toUtf8();
-    QList<std::pair<int, QString>> found;
-    for (const QString &pid : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        bool isNumber = false;
-        const int id = pid.toInt(&isNumber);
-        if (isNumber && readAll(u"/proc/%1/environ"_s.arg(pid)).split('\0').contains(marker))
-            found.append({id, QString::fromLocal8Bit(readAll(u"/proc/%1/cmdline"_s.arg(pid)).replace('\0', ' ')).trimmed()});
-    }
-    return found;
-}
-
-// Whether the process has stopped itself (SIGSTOP): the state after the command's parentheses.
-bool isStopped(int pid)
-{
-    const QByteArray stat = readAll(u"/proc/%1/stat"_s.arg(pid));
-    const qsizetype close = stat.lastIndexOf(')');
-    return close > 0 && stat.mid(close + 2, 1) == "T";
-}
-
-} // namespace
 
 MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &signal) const
 {
@@ -362,32 +296,29 @@ MacRoot::Run MacRoot::runDoctor(const QStringList &arguments, const Signal &sign
     } else if (process.exitStatus() == QProcess::NormalExit) {
         run.exitCode = process.exitCode();
     }
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
+    run.seconds = std::chrono::duration<double>(std::chrono::minutes(4) - deadline.remainingTimeAsDuration()).count();
+    run.out = process.readAllStandardOutput(), run.err = process.readAllStandardError();
     run.json = QJsonDocument::fromJson(run.out).object();
-    // Whatever still runs was left behind; it goes, so that it can't disturb the next case.
+    // Every run must end with nothing of its own left running and no password helper folder left.
+    QStringList leftovers;
     for (const auto &[pid, commandLine] : processesCarrying(token)) {
-        run.leftoverProcesses.append(commandLine);
-        ::kill(pid, SIGKILL);
+        leftovers.append(commandLine);
+        ::kill(pid, SIGKILL); // so that it can't disturb the next case
     }
+    EXPECT_EQ(leftovers, QStringList()) << "processes left behind by tarnwick-doctor " << arguments.join(u' ').toStdString();
+    EXPECT_EQ(entries(QLatin1String(kTemporaryFolder)).filter("twk-priv-"_L1), QStringList());
     return run;
 }
 
 QStringList MacRoot::find(const QString &name) const
 {
     QStringList found;
-    QDirIterator it(m_disk.path(), QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        if (it.fileName() == name)
-            found.append(it.filePath().mid(m_disk.path().size()));
-    }
+    for (QDirIterator it(m_disk.path(), {name}, QDir::AllEntries | QDir::System | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+        found.append(it.next().mid(m_disk.path().size()));
     return found;
 }
 
 QStringList MacRoot::entries(const QString &macFolder) const
 {
-    QStringList names = QDir(hostPath(macFolder)).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
-    names.sort();
-    return names;
+    return QDir(hostPath(macFolder)).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
 }

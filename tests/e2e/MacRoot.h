@@ -27,17 +27,18 @@ public:
 
     struct Run {
         int exitCode = -1; // -1: crashed or never finished
+        double seconds = 0; // how long it took
         QByteArray out, err;
         QJsonObject json; // stdout parsed, when it was JSON
-        QStringList leftoverProcesses; // command lines of processes still running after the doctor ended
     };
 
-    static constexpr const char *kUser = "tester";
+    /// When the doctor gets a signal: once a Mac path exists, or once it stopped at its pause point.
+    struct Signal { QString onceExists; bool onceStopped = false; int number = SIGINT; };
+
     static constexpr const char *kHome = "/Users/tester";
     static constexpr const char *kTemporaryFolder = "/private/var/folders/tw/tester/T";
 
-    /// Why this machine cannot run the sandbox, or nothing when it can. A missing bwrap on Linux
-    /// is a broken set-up, not a reason to skip.
+    /// Why this machine cannot run the sandbox; a missing bwrap on Linux fails instead.
     static std::optional<QString> unavailableReason();
 
     explicit MacRoot(Chip chip = Chip::appleSilicon);
@@ -47,21 +48,16 @@ public:
     [[nodiscard]] QString hostPath(const QString &macPath) const;
     void writeFile(const QString &macPath, const QByteArray &contents, bool executable = false) const;
     [[nodiscard]] QByteArray readFile(const QString &macPath) const;
-    void symlink(const QString &macPath, const QString &target) const;
-    /// A copy of tests/support/standins/`name` at `macPath`.
     void installStandIn(const QString &name, const QString &macPath) const;
+    void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
 
     void installJDK(const JDK &jdk) const;
     void installHomebrew() const;
-    /// SDKMAN as its installer leaves it, hooks in ~/.zshrc included.
-    void installSDKMAN() const;
-    /// mise in ~/.local/bin, with ~/.zprofile putting that folder on PATH.
-    void installMise() const;
-    /// jEnv cloned into ~/.jenv; `hooked`: ~/.zshrc already has its two lines.
+    void installSDKMAN() const; // hooks in ~/.zshrc, as its installer leaves them
+    void installMise() const; // in ~/.local/bin, which ~/.zprofile puts on PATH
     void installJEnv(bool hooked) const;
-    void installApplication(const QString &bundleName) const;
 
-    /// The files of a JDK's home folder (bin/java, release), relative to it.
+    /// A JDK's home folder (bin/java, release), relative to it.
     static QMap<QString, QByteArray> jdkHome(const JDK &jdk);
     /// A gzip-compressed tar of `files` (relative path → contents; names under bin/ are executable).
     static QByteArray tarball(const QMap<QString, QByteArray> &files);
@@ -69,18 +65,9 @@ public:
     static QByteArray temurinPackage(const JDK &jdk);
     [[nodiscard]] static QByteArray standIn(const QString &name);
 
-    /// Every child in the sandbox sees this variable.
-    void setEnvironment(const QString &name, const QString &value) { m_environment.insert(name, value); }
-
-    /// When the doctor gets a signal during a run, and which one.
-    struct Signal {
-        QString onceExists;       // a Mac path: as soon as that file appears
-        bool onceStopped = false; // as soon as the doctor has stopped itself at its pause point
-        int number = SIGINT;
-    };
-
-    /// Runs tarnwick-doctor with `arguments` inside the sandbox as the ordinary user `tester`
-    /// (uid 501, gid 20: permission bits apply), with no terminal on stdin, and sends it `signal`.
+    /// Runs tarnwick-doctor inside the sandbox as the ordinary user `tester` (uid 501, gid 20:
+    /// permission bits apply), with no terminal on stdin, and sends it `signal`. A process of the
+    /// run's still running after it, or a password helper folder left, fails the test.
     Run runDoctor(const QStringList &arguments, const Signal &signal) const;
     Run runDoctor(const QStringList &arguments) const { return runDoctor(arguments, Signal {}); }
 

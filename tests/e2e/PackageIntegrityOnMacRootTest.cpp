@@ -10,22 +10,21 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
     const struct {
         const char *name;
         MacRoot::Chip chip;
-        bool rosetta;
         QString architecture;            // as the profile reports it
         QByteArray adoptiumArchitecture; // the only build Adoptium offers here
-        QString intelHomebrew;
+        QJsonValue intelHomebrew;
     } cases[] = {
-        {"Apple silicon", MacRoot::Chip::appleSilicon, false, u"appleSilicon"_s, "aarch64", {}},
-        {"Intel", MacRoot::Chip::intel, false, u"intel"_s, "x64", {}},
-        {"Apple silicon under Rosetta, with only an Intel Homebrew", MacRoot::Chip::intel, true, u"appleSilicon"_s, "aarch64", u"/usr/local/bin/brew"_s},
+        {"Apple silicon", MacRoot::Chip::appleSilicon, u"appleSilicon"_s, "aarch64", {}},
+        {"Intel", MacRoot::Chip::intel, u"intel"_s, "x64", {}},
+        {"Apple silicon under Rosetta, with only an Intel Homebrew", MacRoot::Chip::intel, u"appleSilicon"_s, "aarch64", u"/usr/local/bin/brew"_s},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         MacRoot mac(c.chip);
-        if (c.rosetta)
+        if (c.intelHomebrew.isString()) { // under Rosetta the tools answer as Intel ones, the processor as arm64
             mac.setEnvironment(u"STANDIN_ARM64"_s, u"1"_s);
-        if (!c.intelHomebrew.isEmpty())
-            mac.installStandIn(u"brew"_s, c.intelHomebrew);
+            mac.installStandIn(u"brew"_s, c.intelHomebrew.toString());
+        }
         MacRoot::JDK jdk;
         jdk.arch = c.adoptiumArchitecture == "x64" ? u"x86_64"_s : u"arm64"_s;
         serveAdoptium(mac, jdk);
@@ -36,17 +35,12 @@ TEST_F(DoctorOnAMac, TheInstallFitsTheProcessorAndAnIntelHomebrewOnAppleSiliconI
 
         const MacRoot::Run run = mac.runDoctor(kFix);
         ASSERT_EQ(run.exitCode, 0) << show(run);
-        EXPECT_EQ(at(run.json, u"profile.architecture"_s).toString(), c.architecture);
-        EXPECT_EQ(at(run.json, u"profile.intelHomebrewOnAppleSilicon"_s).toString(), c.intelHomebrew);
-        EXPECT_EQ(at(run.json, u"diagnosis.code"_s).toString(), u"D1_NoJDK"_s);
-        EXPECT_EQ(at(run.json, u"remediation.id"_s).toString(), u"pkg:21"_s);
-        const QStringList lines = linesOf(run.json["fix"_L1].toObject());
-        EXPECT_TRUE(lines.contains(u"Verifying SHA256 checksum…"_s) && lines.contains(u"Installer completed."_s)) << show(run);
-        EXPECT_TRUE(at(run.json, u"fix.verify.passed"_s).toBool()) << show(run);
-        EXPECT_EQ(at(lastStep(run.json["fix"_L1].toObject()), u"verify.javaHomeValue"_s).toString(), kTemurin21Home);
+        expectAt(run, {{"profile.architecture", c.architecture}, {"profile.intelHomebrewOnAppleSilicon", c.intelHomebrew},
+                       {"diagnosis.code", "D1_NoJDK"}, {"remediation.id", "pkg:21"}, {"fix.verify.passed", true},
+                       {"fix.followUp.verify.javaHomeValue", kTemurin21Home}});
+        EXPECT_TRUE(linesOf(run).contains(u"Verifying SHA256 checksum…"_s) && linesOf(run).contains(u"Installer completed."_s)) << show(run);
         EXPECT_EQ(mac.entries(kJVMs), QStringList {"temurin-21.jdk"});
         EXPECT_EQ(mac.entries(kPackageCache), QStringList());
-        expectTidy(mac, run);
     }
 }
 
@@ -71,14 +65,13 @@ TEST_F(DoctorOnAMac, APackageSwappedWhileThePasswordDialogIsUpIsNeverInstalled)
         const MacRoot::Run run = mac.runDoctor(kFix);
         EXPECT_EQ(run.exitCode, 1) << show(run);
         EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"failure"_s) << show(run);
-        const QString said = linesOf(run.json["fix"_L1].toObject()).join(u'\n');
+        const QString said = linesOf(run).join(u'\n');
         EXPECT_TRUE(said.contains(u"Checksum mismatch (expected "_s) && said.contains(u"the package changed after it was checked"_s)) << show(run);
         EXPECT_FALSE(said.contains(u"execution error"_s)) << show(run);
         EXPECT_FALSE(QFileInfo::exists(mac.hostPath(daemon))) << show(run);
         EXPECT_EQ(mac.entries(kJVMs), QStringList());
         EXPECT_EQ(mac.entries(kPackageCache), QStringList()); // no package, no private folder
         EXPECT_TRUE(mac.entries(u"/private/tmp"_s).filter("tarnwick-install."_L1).isEmpty());
-        expectTidy(mac, run);
     }
 }
 
@@ -97,7 +90,6 @@ TEST_F(DoctorOnAMac, AStopDuringThePrivilegedInstallLetsItFinishAndReportsTheRes
     EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), u"success"_s) << show(run);
     EXPECT_TRUE(at(run.json, u"fix.verify.passed"_s).toBool()) << show(run);
     EXPECT_EQ(run.exitCode, 0) << show(run);
-    EXPECT_TRUE(isProgram(mac, kTemurin21Home + "/bin/java"_L1));
+    EXPECT_TRUE(QFileInfo(mac.hostPath(kTemurin21Home + "/bin/java"_L1)).isExecutable());
     EXPECT_EQ(mac.entries(kPackageCache), QStringList());
-    expectTidy(mac, run);
 }

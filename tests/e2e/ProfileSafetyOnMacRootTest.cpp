@@ -3,8 +3,6 @@
 
 #include "DoctorOnAMac.h"
 
-#include <QDate>
-
 #include <sys/stat.h>
 
 namespace {
@@ -23,8 +21,6 @@ unsigned modeOf(const QString &hostPath)
 TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
 {
     const QByteArray latin1 = "export NAME=Jos\xe9\nalias k=kubectl\n", bom = "\xef\xbb\xbf" "alias k=kubectl\n";
-    const QByteArray javaBlock = "\n# " + QDate::currentDate().toString(u"yyyy-MM-dd"_s).toUtf8()
-        + " Tarnwick — Java configuration\nexport JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n";
     const struct {
         const char *name;
         QByteArray original;
@@ -37,8 +33,8 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
         bool yes = true; // else no one is at a terminal to say yes
     } cases[] = {
         {"without --yes or a terminal", latin1, 0600, false, "canceled", {}, latin1, std::nullopt, false},
-        {"Latin-1", latin1, 0600, true, "success", {}, latin1 + javaBlock, latin1},
-        {"a byte-order mark", bom, 0600, false, "success", {}, bom + javaBlock, bom},
+        {"Latin-1", latin1, 0600, true, "success", {}, latin1 + javaHomeBlock(), latin1},
+        {"a byte-order mark", bom, 0600, false, "success", {}, bom + javaHomeBlock(), bom},
         {"write-only", latin1, 0200, false, "failure", u"Couldn't read ~/.zprofile: Permission denied"_s, latin1, std::nullopt},
         {"read-only, with an old backup", latin1, 0444, true, "failure",
          u"Couldn't write file: Couldn't write “/Users/tester/.zprofile”: Existing file /Users/tester/.zprofile is not writable"_s, latin1, latin1},
@@ -53,20 +49,16 @@ TEST_F(DoctorOnAMac, ZprofileBytesAndModesAreRespected)
         ASSERT_EQ(::chmod(qPrintable(mac.hostPath(kZprofile)), c.mode), 0);
 
         const MacRoot::Run run = mac.runDoctor(c.yes ? kFix : kFixWithNobodyToAsk);
-        EXPECT_EQ(at(run.json, u"fix.outcome"_s).toString(), QLatin1String(c.outcome)) << show(run);
+        expectAt(run, {{"fix.outcome", c.outcome}});
         EXPECT_EQ(run.exitCode, c.outcome == "success"_L1 ? 0 : c.outcome == "canceled"_L1 ? 130 : 1);
-        if (!c.lastLine.isEmpty()) {
-            EXPECT_EQ(linesOf(run.json["fix"_L1].toObject()).value(-1 + linesOf(run.json["fix"_L1].toObject()).size()), c.lastLine) << show(run);
-        }
+        EXPECT_TRUE(c.lastLine.isEmpty() || linesOf(run).endsWith(c.lastLine)) << show(run);
         EXPECT_EQ(mac.readFile(kZprofile), c.profileAfter);
         EXPECT_EQ(modeOf(mac.hostPath(kZprofile)), c.mode);
         if (c.backupAfter) {
             EXPECT_EQ(mac.readFile(kBackup), *c.backupAfter);
             EXPECT_EQ(modeOf(mac.hostPath(kBackup)), c.mode);
         }
-        // Nothing staged is left over.
-        EXPECT_EQ(mac.entries(kHome), (c.backupAfter ? QStringList {".zprofile", ".zprofile.bak"} : QStringList {".zprofile"}));
-        expectTidy(mac, run);
+        EXPECT_EQ(mac.entries(kHome), (c.backupAfter ? QStringList {".zprofile", ".zprofile.bak"} : QStringList {".zprofile"})); // nothing staged
     }
 }
 
@@ -86,7 +78,6 @@ TEST_F(DoctorOnAMac, AKillWhileTheBackupIsStagedLeavesTheOldOneAndTheProfile)
     const QStringList staged = mac.entries(kHome).filter(".zprofile.bak.tarnwick-"_L1);
     ASSERT_EQ(staged.size(), 1) << mac.entries(kHome).join(u' ').toStdString();
     EXPECT_EQ(mac.readFile(kHome + u'/' + staged.first()), "export EDITOR=vim\n");
-    EXPECT_EQ(run.leftoverProcesses, QStringList());
 
     // The next run finishes the job and clears what the killed one left.
     mac.setEnvironment(u"TARNWICK_PAUSE_AT"_s, QString());

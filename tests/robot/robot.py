@@ -3,6 +3,7 @@ X server, a private D-Bus session with the accessibility bus, and the unmodified
 Everything a Session starts is stopped when it ends.
 """
 
+import contextlib
 import ctypes
 import os
 import select
@@ -15,38 +16,28 @@ import time
 DEFAULT_TIMEOUT = 15.0
 
 
-class Unavailable(Exception):
-    """The X server or the accessibility bus could not start on this machine."""
-
-
-class RobotFailure(AssertionError):
+class Unavailable(Exception):  # the X server or the accessibility bus could not start here
     pass
 
 
 def _require(program):
-    path = shutil.which(program) or (program if os.path.isabs(program) and os.access(program, os.X_OK) else None)
-    if path is None:
-        raise RobotFailure(f"{program} is missing: run ./scripts/setup.sh")
-    return path
+    if not shutil.which(program):
+        raise AssertionError(f"{program} is missing: run ./scripts/setup.sh")
+    return program
 
 
 def descendants(pid):
     """Ids of every live process below pid (read from /proc)."""
     children = {}
     for entry in filter(str.isdigit, os.listdir("/proc")):
-        try:
-            with open(f"/proc/{entry}/stat") as stat:
-                fields = stat.read().rsplit(")", 1)[1].split()
-        except OSError:
-            continue
-        if fields[0] != "Z":
-            children.setdefault(int(fields[1]), []).append(int(entry))
-    found, todo = [], [pid]
-    while todo:
-        below = children.get(todo.pop(), [])
-        found += below
-        todo += below
-    return found
+        with contextlib.suppress(OSError), open(f"/proc/{entry}/stat") as stat:
+            state, parent = stat.read().rsplit(")", 1)[1].split()[:2]
+            if state != "Z":
+                children.setdefault(int(parent), []).append(int(entry))
+    found = [pid]
+    for parent in found:  # grows as it goes: every generation below pid
+        found += children.get(parent, [])
+    return found[1:]
 
 
 class Session:
@@ -64,7 +55,7 @@ class Session:
             os.makedirs(self.home, exist_ok=True)
             shutil.rmtree(self.shots_dir, ignore_errors=True)
             os.makedirs(self.shots_dir)
-            self.display = ":" + self._daemon_line([_require("Xvfb"), "-displayfd", "{fd}", "-screen", "0", "1024x768x24",
+            self.display = ":" + self._daemon_line([_require("Xvfb"), "-displayfd", "1", "-screen", "0", "1024x768x24",
                                                      "-noreset", "-nolisten", "tcp"], "Xvfb")
             self._start_buses()
         except BaseException:
@@ -74,40 +65,24 @@ class Session:
 
     def __exit__(self, *exc):
         self.close()
-        return False
 
     def _spawn(self, argv, **kwargs):
-        process = subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs)
-        self._daemons.append(process)
-        return process
+        self._daemons.append(subprocess.Popen(argv, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL, **kwargs))
 
     def _daemon_line(self, argv, what, timeout=20):
-        """Starts a daemon that writes one line (its display or address) to the fd put for {fd}."""
-        read_end, write_end = os.pipe()
-        self._spawn([arg.replace("{fd}", str(write_end)) for arg in argv], pass_fds=[write_end],
-                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        os.close(write_end)
-        deadline, data = time.monotonic() + timeout, b""
-        try:
-            while b"\n" not in data:
-                remaining = deadline - time.monotonic()
-                if remaining <= 0:
-                    raise Unavailable(f"{what} did not start within {timeout} s")
-                if select.select([read_end], [], [], remaining)[0]:
-                    chunk = os.read(read_end, 256)
-                    if not chunk:
-                        raise Unavailable(f"{what} exited before it was ready")
-                    data += chunk
-        finally:
-            os.close(read_end)
-        return data.decode().strip()
+        """Starts a daemon that prints one line, its display or address, once it is ready."""
+        self._spawn(argv, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        out = self._daemons[-1].stdout
+        if not select.select([out], [], [], timeout)[0] or not (line := out.readline().strip()):
+            raise Unavailable(f"{what} exited, or did not start within {timeout} s")
+        return line.decode()
 
     def _start_buses(self):
         launcher = _require("/usr/libexec/at-spi-bus-launcher")
         _require("/usr/libexec/at-spi2-registryd")
         runtime = os.path.join(self.scratch, "runtime")
         os.makedirs(runtime, mode=0o700)
-        address = self._daemon_line([_require("dbus-daemon"), "--session", "--nofork", "--nopidfile", "--print-address={fd}"],
+        address = self._daemon_line([_require("dbus-daemon"), "--session", "--nofork", "--nopidfile", "--print-address=1"],
                                     "the D-Bus session bus")
         self.env = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": self.home, "XDG_CONFIG_HOME": os.path.join(self.home, ".config"),
                     "XDG_RUNTIME_DIR": runtime, "DISPLAY": self.display, "DBUS_SESSION_BUS_ADDRESS": address,
@@ -121,45 +96,35 @@ class Session:
         # Sheets that open and close between two looks are still seen: their events are kept.
         self.sheet_events = []
         def on_showing(event):
-            try:
+            with contextlib.suppress(Exception):  # gone already
                 if event.source.getRoleName() == "dialog":
                     self.sheet_events.append("shown" if event.detail1 else "hidden")
-            except Exception:
-                pass  # gone already
         pyatspi.Registry.registerEventListener(on_showing, "object:state-changed:showing")
-        deadline = time.monotonic() + 20
-        while True:
-            try:
+        for _ in range(100):  # the registry answers once the launcher has started it
+            with contextlib.suppress(Exception):
                 pyatspi.Registry.getDesktop(0).childCount
                 return
-            except Exception as error:  # the registry answers once the launcher has started it
-                if time.monotonic() > deadline:
-                    raise Unavailable(f"the accessibility bus did not answer: {error}")
-                time.sleep(0.2)
+            time.sleep(0.2)
+        raise Unavailable("the accessibility bus did not answer within 20 s")
 
     def launch(self):
-        """Starts the app and waits for its window in the accessibility tree, then clicks an empty
-        corner of it: without a window manager the app takes the keyboard only after a click, and
-        keeps it while the pointer stays over the window."""
+        """Starts the app, waits for its window, then clicks an empty corner: without a window manager
+        the app takes the keyboard only after a click, and keeps it while the pointer stays there."""
         env = dict(self.env, TARNWICK_FIXTURE=self.fixture, QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **self.extra_env)
         self._log = open(os.path.join(self.shots_dir, "app.log"), "ab")
         self.app = subprocess.Popen([self.app_path], env=env, preexec_fn=_own_group_dying_with_us, stdin=subprocess.DEVNULL,
                                     stdout=self._log, stderr=subprocess.STDOUT)
         self.window = self.wait_for(self._app_window, "the app's window in the accessibility tree")
         x, y, width, height = self._extents(self.window)
-        self._xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
-        return self.window
+        self.xdotool("mousemove", str(x + 4), str(y + height - 4), "click", "1")
 
     def _app_window(self):
         desktop = self.pyatspi.Registry.getDesktop(0)
         for index in range(desktop.childCount):
-            try:
+            with contextlib.suppress(Exception):  # None, or an application that went away
                 application = desktop.getChildAtIndex(index)
-                if application is not None and application.get_process_id() == self.app.pid and application.childCount:
+                if application.get_process_id() == self.app.pid and application.childCount:
                     return application.getChildAtIndex(0)
-            except Exception:
-                continue
-        return None
 
     def quit_app(self):
         if self.app is not None:
@@ -174,8 +139,6 @@ class Session:
         self._daemons.clear()
         shutil.rmtree(self.scratch, ignore_errors=True)
 
-    # -- finding and reading ---------------------------------------------------------------
-
     def wait_for(self, probe, what, timeout=DEFAULT_TIMEOUT):
         """Calls probe until it returns something truthy; fails naming what was awaited."""
         deadline = time.monotonic() + timeout
@@ -186,13 +149,11 @@ class Session:
             if found:
                 return found
             if self.app is not None and self.app.poll() is not None:
-                raise RobotFailure(f"the app exited with {self.app.returncode} while waiting for {what}")
+                raise AssertionError(f"the app exited with {self.app.returncode} while waiting for {what}")
             if time.monotonic() > deadline:
-                try:
+                with contextlib.suppress(Exception):  # the failure below says more than a missing picture
                     self.shot("timeout")
-                except Exception:
-                    pass  # the failure below says more than a missing picture
-                raise RobotFailure(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
+                raise AssertionError(f"timed out after {timeout:.0f} s waiting for {what}; on screen:\n{self.describe()}")
             time.sleep(0.1)
 
     def showing(self, root=None):
@@ -216,16 +177,17 @@ class Session:
         def probe():
             matches = self.all(role, name)
             if len(matches) > 1:
-                raise RobotFailure(f"{len(matches)} showing {role}s are named {name!r}")
+                raise AssertionError(f"{len(matches)} showing {role}s are named {name!r}")
             return matches[0] if matches else None
         return self.wait_for(probe, f'{role} "{name}"', timeout)
 
+    def through(self, act, *names, timeout=DEFAULT_TIMEOUT):
+        """Acts (click or press) on each named push button in turn, once it shows."""
+        for name in names:
+            act(self.find("push button", name, timeout))
+
     def wait_gone(self, role, name, timeout=DEFAULT_TIMEOUT):
         self.wait_for(lambda: not self.all(role, name), f'{role} "{name}" to go away', timeout)
-
-    def dialog(self, title, timeout=DEFAULT_TIMEOUT):
-        """A sheet, found by its role and title (a dialog carries no other name)."""
-        return self.find("dialog", title, timeout)
 
     def texts(self):
         """The names of the showing labels and texts, top to bottom."""
@@ -237,17 +199,14 @@ class Session:
         except Exception as error:
             return f"  (the tree could not be read: {error})"
 
-    # -- acting ----------------------------------------------------------------------------
-
     def _extents(self, item):
         return tuple(item.queryComponent().getExtents(self.pyatspi.DESKTOP_COORDS))
 
-    def _xdotool(self, *args):
+    def xdotool(self, *args):
         subprocess.run([_require("xdotool"), *args], env=self.env, check=True, timeout=10)
 
     def click(self, item):
-        """A real left click at the middle of the item, once a screen still laying itself out has
-        stopped moving it."""
+        """A real left click at the middle of the item, once a screen laying itself out stops moving it."""
         settled = [self._extents(item)]
         def still():
             time.sleep(0.1)
@@ -256,24 +215,21 @@ class Session:
         self.wait_for(still, f"{item.getRoleName()} {item.name!r} to stop moving", timeout=5)
         x, y, width, height = settled[-1]
         if width <= 0 or height <= 0:
-            raise RobotFailure(f"{item.getRoleName()} {item.name!r} has no size on screen")
-        self._xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
+            raise AssertionError(f"{item.getRoleName()} {item.name!r} has no size on screen")
+        self.xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
 
     def press(self, item):
         """The accessibility "press" action, as a screen reader does it."""
         action = item.queryAction()
         names = [action.getName(i) for i in range(action.nActions)]
         if "Press" not in names:
-            raise RobotFailure(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
+            raise AssertionError(f"{item.getRoleName()} {item.name!r} offers no press action (only {names})")
         action.doAction(names.index("Press"))
-
-    def key(self, name):
-        self._xdotool("key", name)
 
     def type(self, item, text):
         """Clicks into a text field and types ASCII text with real key events."""
         self.click(item)
-        self._xdotool("type", "--delay", "20", text)
+        self.xdotool("type", "--delay", "20", text)
         self.wait_for(lambda: item.queryText().getText(0, -1) == text, f"{item.name!r} to read {text!r}", timeout=5)
 
     def shot(self, label):
@@ -285,7 +241,6 @@ class Session:
             x, y, width, height = self._extents(self.window)
             crop = ["-crop", f"{width}x{height}+{max(x, 0)}+{max(y, 0)}", "+repage"]
         subprocess.run([_require("import"), "-display", self.display, "-window", "root", *crop, path], env=self.env, check=True, timeout=20)
-        return path
 
 
 def _own_group_dying_with_us():
@@ -300,12 +255,8 @@ def _stop_group(process):
     for sig, wait in ((signal.SIGTERM, True), (signal.SIGKILL, True), (signal.SIGKILL, False)):
         if wait and process.poll() is not None:
             continue
-        try:
+        with contextlib.suppress(ProcessLookupError):
             os.killpg(process.pid, sig)
-        except ProcessLookupError:
-            pass
         if wait:
-            try:
+            with contextlib.suppress(subprocess.TimeoutExpired):
                 process.wait(timeout=5)
-            except subprocess.TimeoutExpired:
-                pass

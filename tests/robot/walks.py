@@ -1,6 +1,7 @@
 """Walks through the real app the way a person does, on simulated Macs.
 
-Run one walk:  /usr/bin/python3 tests/robot/walks.py Walks.test_healthy_mac
+Run one walk (pyatspi stays bound to the first desktop it meets, so one walk a process):
+  /usr/bin/python3 tests/robot/walks.py Walks.test_healthy_mac
 TARNWICK_APP names the app binary, TARNWICK_ROBOT_SHOTS the folder for the screenshots.
 Exits 77 (CTest's "skipped") when the X server or the accessibility bus cannot start here.
 """
@@ -35,14 +36,24 @@ MARK_NAMES = {"installed", "missing", "suggestion"}
 
 class Walks(unittest.TestCase):
 
-    def session(self, name, fixture, line_pause_ms=0):
+    def start(self, name, fixture, line_pause_ms=0, act=None):
+        """The app launched on a simulated Mac; with act ("click" or "press"), past consent to the
+        diagnosis. Whatever the walk does, the app must log no QML warning."""
         try:
-            return self.enterContext(robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
+            s = self.enterContext(robot.Session(APP, SHOTS, name, fixture, env={"TARNWICK_FIXTURE_LINE_PAUSE_MS": str(line_pause_ms)}))
         except robot.Unavailable as reason:
             self.skipTest(f"no desktop to drive: {reason}")
+        s.launch()
+        self.addCleanup(self.assertCleanLog, s)
+        if act:
+            s.through(getattr(s, act), "Continue", "Diagnose Java")
+        return s
 
-    def look(self, s, label):
-        """Every step: a picture, and no meaningful picture or icon without a name."""
+    def look(self, s, label, labels=(), buttons=()):
+        """Every step: what must show, a picture, and no meaningful picture or icon without a name."""
+        for role, names in (("label", labels), ("push button", buttons)):
+            for name in names:
+                s.find(role, name)
         s.shot(label)
         unnamed = [node.getRoleName() for node in s.showing() if node.getRoleName() in PICTURE_ROLES and not node.name]
         self.assertEqual(unnamed, [], f"unnamed pictures on the {label} screen")
@@ -50,11 +61,6 @@ class Walks(unittest.TestCase):
     def assertCleanLog(self, s):
         with open(os.path.join(s.shots_dir, "app.log"), errors="replace") as log:
             self.assertEqual([line for line in log if ".qml:" in line], [], "the app logged QML warnings")
-
-    def open_diagnosis(self, s, act):
-        """From a first launch to the diagnosis, pressing with act (click or press)."""
-        act(s.find("push button", "Continue"))
-        act(s.find("push button", "Diagnose Java"))
 
     def output_lines(self, s):
         return [node.name for node in s.all("text")]
@@ -73,24 +79,17 @@ class Walks(unittest.TestCase):
         nodes = [node for node in s.showing() if node.getRoleName() in ("label", "push button") and node.name]
         return [(mark.name, text.name) for mark, text in zip(nodes, nodes[1:]) if mark.name in MARK_NAMES]
 
-    # -- walks ----------------------------------------------------------------------------
-
     def test_first_launch_fix_and_java_home(self):
         # A slow stream, so the lines are seen arriving while the fix runs.
-        s = self.session("first-launch", "developer-no-java", line_pause_ms=400)
-        s.launch()
-        s.find("label", "Welcome to Tarnwick")
-        s.find("label", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use this machine.")
-        s.find("push button", "ferrowood.com/tarnwick/privacy")
-        self.look(s, "consent")
-        s.key("Return")  # Continue is the default action
-        s.find("push button", "Diagnose Java")
+        s = self.start("first-launch", "developer-no-java", line_pause_ms=400)
+        self.look(s, "consent", ["Welcome to Tarnwick", "Running on a simulated Mac (developer-no-java). Set TARNWICK_FIXTURE=live to use "
+                                 "this machine."], ["ferrowood.com/tarnwick/privacy"])
+        s.xdotool("key", "Return")  # Continue is the default action
+        self.look(s, "welcome", buttons=["Diagnose Java"])
         self.assertEqual(s.all("push button", "Continue"), [], "consent still shown after Return")
-        self.look(s, "welcome")
 
         s.click(s.find("push button", "Diagnose Java"))
-        s.find("label", NOT_INSTALLED)
-        self.look(s, "diagnosis")
+        self.look(s, "diagnosis", [NOT_INSTALLED])
 
         # Line counts seen while the fix runs: a stream shows several, a dump at the end one.
         counts, shot_running = set(), False
@@ -103,20 +102,18 @@ class Walks(unittest.TestCase):
             return s.all("push button", "Continue to verify")
         s.click(s.find("push button", BREW_FIX))
         s.wait_for(ended, "the fix to end", timeout=30)
-        s.dialog("Installing Temurin via Homebrew", timeout=0)
+        s.find("dialog", "Installing Temurin via Homebrew", timeout=0)
         self.assertGreaterEqual(len(counts - {0}), 3, f"the output arrived in too few steps to be a stream: {sorted(counts)}")
         self.assertIn("🍺  temurin@25 was successfully installed!", self.output_lines(s))
         self.look(s, "fix-done")
 
         s.click(s.find("push button", "Continue to verify"))
-        s.find("label", "Java installed")
+        self.look(s, "verified-without-java-home", ["Java installed", "(unset)"])
         self.assertTrue(any(text.startswith('openjdk version "25.0.1"') for text in s.texts()),
                         "the verify screen does not show the new java -version")
-        s.find("label", "(unset)")
-        self.look(s, "verified-without-java-home")
 
         s.click(s.find("push button", "Set JAVA_HOME (recommended)"))
-        s.dialog(ZPROFILE_SHEET)
+        s.find("dialog", ZPROFILE_SHEET)
         brew_line = '  eval "$(/opt/homebrew/bin/brew shellenv)"'
         added = ["+ export JAVA_HOME=$(/usr/libexec/java_home)", '+ export PATH="$JAVA_HOME/bin:$PATH"']
         changes = s.wait_for(lambda: self.output_lines(s), "the ~/.zprofile diff")
@@ -130,59 +127,43 @@ class Walks(unittest.TestCase):
         s.click(s.find("push button", "Show only changes"))
         s.wait_for(lambda: brew_line not in self.output_lines(s), "only the changes after the toggle back")
 
-        s.click(s.find("push button", "Apply"))
-        s.click(s.find("push button", "Continue to verify"))
-        s.find("label", "Java configured")
-        s.find("push button", "Continue to system audit")
+        s.through(s.click, "Apply", "Continue to verify")
+        self.look(s, "verified", ["Java configured"], ["Continue to system audit"])
         self.assertEqual(s.all("dialog"), [], "a sheet is still open on the passed check")
-        self.look(s, "verified")
 
         s.click(s.find("push button", "Continue to system audit"))
         self.audit_pages(s, s.click, ["Try Warp — the AI-aware terminal"])
         self.assertEqual(self.report_rows(s), [("installed", "Xcode Command Line Tools installed"),
                                                ("installed", "Homebrew installed"),
                                                ("suggestion", "Try Warp — we recommend it")])
-        s.find("label", "How are we doing?")
-        self.look(s, "report")
+        self.look(s, "report", ["How are we doing?"])
         s.click(s.find("check box", "9"))
         s.wait_for(lambda: s.find("check box", "9").getState().contains(s.pyatspi.STATE_CHECKED), "score 9 to be picked")
         s.type(s.find("text", "What's the main reason for your score? (optional)"), "Quick and clear")
         s.click(s.find("push button", "Submit feedback"))
-        s.find("label", "✓ Thanks for the feedback.")
+        self.look(s, "report-thanks", ["✓ Thanks for the feedback."])
         self.assertEqual(s.all("check box"), [], "the scores are still offered after the thanks")
-        self.look(s, "report-thanks")
         s.click(s.find("push button", "Done — back to home"))
-        s.find("push button", "Diagnose Java")
-        self.look(s, "home")
+        self.look(s, "home", buttons=["Diagnose Java"])
 
-        self.assertCleanLog(s)
         s.quit_app()
         # The same home, on a Mac whose diagnosis offers the card to anyone who has not answered.
         s.fixture = "healthy"
         s.launch()
-        s.find("push button", "Diagnose Java")
+        self.look(s, "second-launch", buttons=["Diagnose Java"])
         self.assertEqual(s.all("push button", "Continue"), [], "consent asked again on the second launch")
-        self.look(s, "second-launch")
         s.click(s.find("push button", "Diagnose Java"))
-        s.find("label", "Java is installed")
-        s.find("push button", "Continue to system audit")
+        self.look(s, "second-launch-no-card", ["Java is installed"], ["Continue to system audit"])
         self.assertEqual(s.all("label", "How are we doing?"), [], "the card came back after it was answered")
-        self.look(s, "second-launch-no-card")
 
     def test_audit_installs_homebrew(self):
-        s = self.session("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100)
-        s.launch()
-        self.open_diagnosis(s, s.click)
+        s = self.start("audit-homebrew", "cursor-user-no-homebrew", line_pause_ms=100, act="click")
         # Java alone, so that Homebrew is still missing when the audit looks.
-        s.click(s.find("push button", "Install Java directly"))
-        s.click(s.find("push button", "Continue to verify", timeout=30))
-        s.click(s.find("push button", "Continue to system audit"))
+        s.through(s.click, "Install Java directly", "Continue to verify", "Continue to system audit", timeout=30)
 
-        s.find("label", "System check")
-        s.find("label", "Homebrew missing.")
-        self.look(s, "stage-offers-homebrew")
+        self.look(s, "stage-offers-homebrew", ["System check", "Homebrew missing."])
         s.press(s.find("push button", "Install Homebrew (recommended)"))
-        sheet = s.dialog("Installing Homebrew")
+        sheet = s.find("dialog", "Installing Homebrew")
         s.wait_for(lambda: len(self.output_lines(s)) > 1, "Homebrew's installer output")
         self.look(s, "homebrew-running")
         # The sheet's own Continue: the page under it has one too.
@@ -196,109 +177,69 @@ class Walks(unittest.TestCase):
         self.audit_pages(s, s.press, ["System check", "Try Warp — the AI-aware terminal"])
         self.assertIn(("installed", "Homebrew installed"), self.report_rows(s))
         self.look(s, "report")
-        self.assertCleanLog(s)
 
     def test_plain_mac_ends_simply(self):
         # Not a developer's Mac: once Java works the visit ends without the audit.
-        s = self.session("ends-simply", "java-home-unset")
-        s.launch()
-        self.open_diagnosis(s, s.press)
-        s.press(s.find("push button", "Set JAVA_HOME in ~/.zprofile (recommended)"))
-        s.press(s.find("push button", "Apply"))
-        s.press(s.find("push button", "Continue to verify"))
+        s = self.start("ends-simply", "java-home-unset", act="press")
+        s.through(s.press, "Set JAVA_HOME in ~/.zprofile (recommended)", "Apply", "Continue to verify")
         s.find("label", "Java configured")
         s.press(s.find("push button", "Continue"))
-        s.find("label", "Java is working")
-        s.find("label", "How are we doing?")
+        self.look(s, "java-is-working", ["Java is working", "How are we doing?"])
         self.assertEqual(s.all("label", REPORT), [])
-        self.look(s, "java-is-working")
         s.press(s.find("push button", "Done — back to home"))
-        s.find("push button", "Diagnose Java")
-        self.look(s, "home")
-        self.assertCleanLog(s)
+        self.look(s, "home", buttons=["Diagnose Java"])
 
     def test_cancel_during_fix(self):
         # Slow enough that the fix is still running however loaded the machine is.
-        s = self.session("cancel-during-fix", "developer-no-java", line_pause_ms=1500)
-        s.launch()
-        self.open_diagnosis(s, s.press)
+        s = self.start("cancel-during-fix", "developer-no-java", line_pause_ms=1500, act="press")
         for attempt in ("first", "second"):
             s.press(s.find("push button", BREW_FIX))
-            s.dialog("Installing Temurin via Homebrew")
+            s.find("dialog", "Installing Temurin via Homebrew")
             s.wait_for(lambda: self.output_lines(s), "the fix's first output line")
             self.look(s, f"{attempt}-run")
             s.press(s.find("push button", "Cancel"))
             s.wait_for(lambda: not s.all("dialog"), "the sheet to close after Cancel")
-            s.find("label", NOT_INSTALLED)
+            self.look(s, f"{attempt}-canceled", [NOT_INSTALLED])
             self.assertEqual(robot.descendants(s.app.pid), [], "processes of the canceled fix are still running")
-            self.look(s, f"{attempt}-canceled")
             # Past the next line had the fix kept running: no sheet comes back, nothing changes.
             time.sleep(2)
             self.assertEqual(s.all("dialog"), [])
             s.find("label", NOT_INSTALLED, timeout=0)
-        self.assertCleanLog(s)
 
     def test_password_declined(self):
-        s = self.session("password-declined", "password-declined", line_pause_ms=100)
-        s.launch()
-        self.open_diagnosis(s, s.press)
+        s = self.start("password-declined", "password-declined", line_pause_ms=100, act="press")
         # The simulated refusal is instant: the sheet opens and closes again between two looks.
         s.press(s.find("push button", PKG_FIX))
         s.wait_for(lambda: s.sheet_events[-2:] == ["shown", "hidden"], "the sheet to open and close by itself")
         self.assertEqual(s.all("dialog"), [])
-        s.find("label", NOT_INSTALLED)
-        s.find("push button", PKG_FIX)
+        self.look(s, "declined", [NOT_INSTALLED], [PKG_FIX])
         self.assertEqual(s.all("label", "Something went wrong"), [])
-        self.look(s, "declined")
-        self.assertCleanLog(s)
 
     def test_adoptium_offline(self):
-        s = self.session("adoptium-offline", "adoptium-offline")
-        s.launch()
-        self.open_diagnosis(s, s.click)
+        s = self.start("adoptium-offline", "adoptium-offline", act="click")
         s.click(s.find("push button", PKG_FIX))
-        s.dialog("Installing Temurin 25 (direct PKG)")
-        s.find("push button", "Open the article")
+        s.find("dialog", "Installing Temurin 25 (direct PKG)")
+        self.look(s, "failed", buttons=["Open the article"])
         self.assertIn("Error: Could not connect to the server. (pkg: n.a)", self.output_lines(s))
         self.assertEqual(s.all("push button", "Cancel"), [], "Cancel offered after the run ended")
-        self.look(s, "failed")
 
         s.click(s.find("push button", "Close"))
-        s.find("label", "Something went wrong")
+        self.look(s, "error", ["Something went wrong"])
         self.assertTrue(any(text.startswith("Install failed (exit code 1).") for text in s.texts()))
-        self.look(s, "error")
         s.click(s.find("push button", "Back to the diagnosis"))
-        s.find("push button", PKG_FIX)
-        self.look(s, "back")
-        self.assertCleanLog(s)
+        self.look(s, "back", buttons=[PKG_FIX])
 
     def test_healthy_mac(self):
-        s = self.session("healthy", "healthy")
-        s.launch()
-        self.open_diagnosis(s, s.press)
-        s.find("label", "Java is installed")
-        s.find("label", "How are we doing?")
-        scores = [node.name for node in s.all("check box")]
-        self.assertEqual(scores, [str(n) for n in range(11)])
-        s.find("push button", "Continue to system audit")
-        self.look(s, "no-errors")
+        s = self.start("healthy", "healthy", act="press")
+        self.look(s, "no-errors", ["Java is installed", "How are we doing?"], ["Continue to system audit"])
+        self.assertEqual([node.name for node in s.all("check box")], [str(n) for n in range(11)])
 
         s.press(s.find("push button", "Dismiss"))
         s.wait_gone("label", "How are we doing?")
         self.assertEqual(s.all("check box"), [])
-        s.find("push button", "Continue to system audit")
-        self.look(s, "card-dismissed")
-        self.assertCleanLog(s)
+        self.look(s, "card-dismissed", buttons=["Continue to system audit"])
 
 
 if __name__ == "__main__":
-    if len(sys.argv) == 1:
-        # pyatspi stays bound to the first desktop it meets: each walk gets a process of its own.
-        import subprocess
-        walks = [f"Walks.{name}" for name in unittest.TestLoader().getTestCaseNames(Walks)]
-        codes = [subprocess.run([sys.executable, __file__, walk]).returncode for walk in walks]
-        sys.exit(1 if any(code not in (0, 77) for code in codes) else 77 if all(code == 77 for code in codes) else 0)
     result = unittest.main(exit=False, verbosity=2, warnings=False).result
-    if result.wasSuccessful() and result.skipped and len(result.skipped) == result.testsRun:
-        sys.exit(77)
-    sys.exit(0 if result.wasSuccessful() else 1)
+    sys.exit(1 if not result.wasSuccessful() else 77 if len(result.skipped) == result.testsRun else 0)
