@@ -257,20 +257,3 @@ TEST(AuditClosing, CardIsOfferedOnceAndLeavingCountsOneDismissal)
         }
     }
 }
-
-// The report looks at the Mac afresh; its Warp row is a link only while Warp is missing.
-TEST_F(QmlViewTest, ReportLinksWarpOnlyWhileItIsMissing)
-{
-    for (const bool installed : {false, true}) {
-        UiWorld world;
-        if (installed)
-            world.mac->fileSystem()->addDirectory(QStringLiteral("/Applications/Warp.app"));
-        FinalReportModel report(world.context(), mac(Architecture::appleSilicon, 26, brew | tools), {});
-        report.start();
-        ASSERT_TRUE(waitFor([&] { return !report.busy(); }));
-        ASSERT_TRUE(show("FinalReportView.qml", &report, QSize(760, 620)));
-        EXPECT_EQ(item("audit-report-warp-link") != nullptr, !installed) << installed;
-        m_view.reset(); // before the model it shows
-    }
-}
-
