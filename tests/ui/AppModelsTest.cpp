@@ -18,29 +18,6 @@
 using Page = TarnwickAppModel::Page;
 using Screen = TarnwickAppModel::Screen;
 
-// Consent is asked on the first launch only; Back with nothing pushed stays home.
-TEST(AppModels, ConsentIsAskedOnceAndNavigationStaysInBounds)
-{
-    UiWorld world;
-    {
-        TarnwickAppModel first(world.context(), {});
-        ASSERT_EQ(first.page(), Page::Consent);
-        first.consent()->accept();
-        EXPECT_EQ(first.page(), Page::Welcome);
-        EXPECT_EQ(world.sink.names(), QStringList{QStringLiteral("consent_given")});
-    }
-    TarnwickAppModel app(world.context(), {});
-    EXPECT_EQ(app.page(), Page::Welcome);
-    app.welcome()->diagnose();
-    app.push(Screen::audit);
-    app.pop();
-    EXPECT_EQ(app.path(), QList<Screen>{Screen::diagnose});
-    EXPECT_FALSE(app.audit()) << "a popped screen's model is let go";
-    app.pop();
-    app.pop();
-    EXPECT_EQ(app.page(), Page::Welcome);
-}
-
 TEST(AppModels, LinksOpenUnderTheConfiguredSite)
 {
     const std::array<const char *, 3> cases[] = { // base, the privacy link's text, the root the pages open under
@@ -94,10 +71,11 @@ struct GatedRunner final : ProcessRunning {
 
 } // namespace
 
-TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
+// The launch: profiled once, off the UI thread; consent asked on the first launch only; the
+// diagnosis at once when its inputs are in; Back with nothing pushed stays home.
+TEST(AppModels, StartUpProfilesOffTheUIThreadOnceAndAsksConsentOnce)
 {
     UiWorld world;
-    world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
     std::promise<void> open;
     ScreenContext context = world.context();
     auto gated = std::make_shared<GatedRunner>(context.services.processRunner, open.get_future().share());
@@ -121,7 +99,11 @@ TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
     ASSERT_TRUE(profiled.wait(10000));
     ASSERT_TRUE(app.hasProfile());
     EXPECT_FALSE(gated->ranOnMainThread);
-    EXPECT_EQ(world.sink.names(), QStringList{QStringLiteral("app_launched")});
+    ASSERT_EQ(app.page(), Page::Consent);
+    app.consent()->accept();
+    EXPECT_EQ(app.page(), Page::Welcome);
+    EXPECT_EQ(TarnwickAppModel(world.context(), {}).page(), Page::Welcome) << "consent asked again on the next launch";
+    EXPECT_EQ(world.sink.names(), (QStringList{"app_launched", "consent_given"}));
     const SystemProfile direct = SystemProfiler(ProgramRunner(world.mac->services().processRunner), context.services.fs,
                                                 context.platform).profile();
     EXPECT_TRUE(*app.profile() == direct) << "the profile shown is the one of the Mac's services";
@@ -135,4 +117,12 @@ TEST(AppModels, StartUpProfilesOffTheUIThreadAndLaunchesOnce)
     ASSERT_EQ(app.diagnose()->state(), DiagnoseViewModel::State::Diagnosed);
     const DiagnoseFlow flow(context.services, context.platform, AdoptiumAPI::defaultBaseURL());
     EXPECT_EQ(*app.diagnose()->shownDiagnosis(), flow.diagnose(direct)) << "the same fix as the full look-up";
+
+    app.push(Screen::audit);
+    app.pop();
+    EXPECT_EQ(app.path(), QList<Screen>{Screen::diagnose});
+    EXPECT_FALSE(app.audit()) << "a popped screen's model is let go";
+    app.pop();
+    app.pop();
+    EXPECT_EQ(app.page(), Page::Welcome);
 }

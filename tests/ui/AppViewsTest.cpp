@@ -92,10 +92,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         {"no errors: Continue", "healthy", [](auto &) { return true; }, Qt::Key_Enter, on(Page::Audit)},
         {"running sheet: Escape cancels", "developer-no-java", [](auto &m) { m.remediatePrimary(); return m.remediationSheet(); }, Qt::Key_Escape, backAtDiagnosis},
         {"ended sheet: Continue to verify", "developer-no-java",
-         [](DiagnoseViewModel &m) {
-             m.remediatePrimary();
-             return QTest::qWaitFor([&] { return m.remediationSheet() && m.remediationSheet()->showsContinue(); }, 20000);
-         },
+         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.remediationSheet()->showsContinue(); }, 20000); },
          Qt::Key_Return, [](auto &app) { return app.diagnose()->state() >= State::Verifying; }},
         {"JAVA_HOME sheet: Apply", "java-home-unset", previewed, Qt::Key_Return, [](auto &app) { return app.diagnose()->zprofileSheet()->state() == Z::Applied; }},
         {"JAVA_HOME sheet: Escape cancels", "java-home-unset", previewed, Qt::Key_Escape, backAtDiagnosis},

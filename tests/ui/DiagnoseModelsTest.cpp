@@ -102,8 +102,7 @@ TEST(DiagnoseModel, DiagnosisWaitsForTheLookUpInFlight)
 {
     LocalHTTPServer adoptium;
     std::promise<void> release;
-    std::shared_future<void> held = release.get_future().share();
-    adoptium.route("/v3/info/available_releases", [held](const auto &) {
+    adoptium.route("/v3/info/available_releases", [held = release.get_future().share()](const auto &) {
         held.wait();
         return LocalHTTPServer::Reply {200, {}, R"({"available_lts_releases": [17, 21, 23], "most_recent_lts": 23})"};
     });
