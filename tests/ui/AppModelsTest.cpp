@@ -10,8 +10,6 @@
 #include <QThread>
 #include <QThreadPool>
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <future>
 

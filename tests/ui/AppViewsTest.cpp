@@ -12,8 +12,6 @@
 #include <QAccessible>
 #include <QQmlApplicationEngine>
 
-#include <gtest/gtest.h>
-
 using Outcome = FixSequence::Outcome;
 using Page = TarnwickAppModel::Page;
 using State = DiagnoseViewModel::State;
@@ -166,9 +164,7 @@ TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
          [&](TarnwickAppModel &app) {
              app.consent()->accept();
              FinalReportModel *report = diagnosed(app) ? reportOf(app) : nullptr;
-             if (!report)
-                 return QStringList();
-             return QStringList{QStringLiteral("Try Warp — we recommend it")} + scores() + QStringList{report->npsCard()->reasonPrompt(),
+             return !report ? QStringList() : QStringList{"Try Warp — we recommend it"} + scores() + QStringList{report->npsCard()->reasonPrompt(),
                     report->npsCard()->dismissText(), report->articleLinkText(), report->doneText()};
          }},
     };

@@ -10,8 +10,6 @@
 #include <QScopeGuard>
 #include <QSignalSpy>
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <future>
 
@@ -137,16 +135,13 @@ bool acceptSheet(DiagnoseViewModel &model)
 {
     // A sheet that ends on its own (a refused password) is let go by the flow while we wait.
     if (const QPointer<RemediationSheetModel> sheet = model.remediationSheet()) {
-        const auto ended = [&sheet] {
-            return !sheet || sheet->zshrcOfferPending() || sheet->state() != RemediationSheetModel::State::Running;
-        };
+        const auto ended = [&sheet] { return !sheet || sheet->zshrcOfferPending() || sheet->state() != RemediationSheetModel::State::Running; };
         while (QTest::qWaitFor(ended, 20000) && sheet && sheet->zshrcOfferPending())
             sheet->applyZshrc();
-        if (!ended())
-            return false;
-        if (sheet)
+        const bool done = ended();
+        if (done && sheet)
             sheet->leave();
-        return true;
+        return done;
     }
     ZprofileDiffSheetModel *sheet = model.zprofileSheet();
     using Z = ZprofileDiffSheetModel::State;

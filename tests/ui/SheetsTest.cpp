@@ -11,10 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 #include <functional>
 
@@ -202,8 +199,9 @@ TEST_F(QmlViewTest, ZshrcOfferReplacesContinueUntilAnswered)
         auto sheet = std::make_unique<RemediationSheetModel>(
             mac.ctx, setOnly ? Remediation::setJavaHomeViaMise(QStringLiteral("temurin-25")) : Remediation::installViaMise(QStringLiteral("temurin-25")));
         ASSERT_TRUE(QTest::qWaitFor([&] { return sheet->zshrcOfferPending(); }, 10000));
-        EXPECT_EQ(sheet->zshrcOfferText(), QStringLiteral("One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells."));
-        EXPECT_EQ(sheet->zshrcBackupLine(), QStringLiteral("Backup: `/Users/tester/.zshrc.bak`"));
+        EXPECT_EQ(QStringList({sheet->zshrcOfferText(), sheet->zshrcBackupLine()}),
+                  QStringList({"One more thing: we need to append to `/Users/tester/.zshrc` so JAVA_HOME gets set in fresh shells.",
+                               "Backup: `/Users/tester/.zshrc.bak`"}));
         EXPECT_FALSE(sheet->zshrcPreviewLines().isEmpty());
         QTest::qWait(100); // the run does not go on while the question is open
         EXPECT_FALSE(sheet->showsContinue() || sheet->canCancel() || mac.fixture.fs->fileExists(zshrc));
