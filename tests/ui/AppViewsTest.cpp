@@ -12,24 +12,17 @@
 #include <QAccessible>
 #include <QQmlApplicationEngine>
 
-#include <gtest/gtest.h>
-
 using Outcome = FixSequence::Outcome;
 using Page = TarnwickAppModel::Page;
+using State = DiagnoseViewModel::State;
 
 namespace {
 
-// The real window over a simulated Mac; any QML warning while it lives fails the test.
-class AppWindowTest : public ::testing::Test {
+// The real window over a simulated Mac.
+class AppWindowTest : public QmlViewTest {
 protected:
-    void SetUp() override { m_warnings.emplace(); }
-    void TearDown() override
-    {
-        m_engine.reset();
-        m_app.reset();
-        EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
-        m_warnings.reset();
-    }
+    void closeViews() override { m_engine.reset(); m_app.reset(); }
+    QQuickWindow *window() override { return qobject_cast<QQuickWindow *>(m_engine->rootObjects().value(0)); }
 
     QQuickWindow *open(const char *scenario)
     {
@@ -37,56 +30,43 @@ protected:
         m_world.mac = SimulatedMac::create(QString::fromLatin1(scenario));
         m_app = std::make_unique<TarnwickAppModel>(m_world.context(), QStringLiteral("Running on a simulated Mac."));
         m_engine = std::make_unique<QQmlApplicationEngine>();
-        if (!loadAppWindow(*m_engine, *m_app))
-            return nullptr;
-        auto *window = qobject_cast<QQuickWindow *>(m_engine->rootObjects().first());
-        return window && QTest::qWaitForWindowExposed(window) ? window : nullptr;
+        return loadAppWindow(*m_engine, *m_app) && window() && QTest::qWaitForWindowExposed(window()) ? window() : nullptr;
     }
 
-    std::optional<WarningRecorder> m_warnings;
     UiWorld m_world;
     std::unique_ptr<TarnwickAppModel> m_app;
     std::unique_ptr<QQmlApplicationEngine> m_engine;
 };
 
-} // namespace
-
-// Links are controls of their own, opened through the opener when clicked.
-TEST_F(AppWindowTest, LinksOpenWhenClicked)
+bool diagnosed(TarnwickAppModel &app)
 {
-    QQuickWindow *window = open("developer-no-java");
-    ASSERT_TRUE(window);
-    const auto click = [window](const char *name) {
-        QQuickItem *target = visibleItem(window->contentItem(), QString::fromLatin1(name));
-        if (target)
-            clickItem(window, target);
-        return target != nullptr;
-    };
-    EXPECT_TRUE(click("consent-privacy-link"));
-    m_app->consent()->accept();
-    m_app->push(TarnwickAppModel::Screen::diagnose);
-    DiagnoseViewModel *model = m_app->diagnose();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return model->state() == DiagnoseViewModel::State::Diagnosed; }, 10000));
-    model->remediatePrimary();
-    model->finish(Outcome::failure(QStringLiteral("Install failed. The article at [Ferrowood](https://ferrowood.com/java/x) may help.")));
-    QTest::qWait(50); // the page comes up
-    EXPECT_TRUE(click("diagnose-message-link"));
-    EXPECT_TRUE(click("scaffold-article-link"));
-    EXPECT_EQ(m_world.opened, (QList<QUrl>{m_app->consent()->privacyURL(), QUrl(QStringLiteral("https://ferrowood.com/java/x")),
-                                           QUrl(QStringLiteral("https://ferrowood.com/java/unable-to-locate"))}));
+    app.push(TarnwickAppModel::Screen::diagnose);
+    return QTest::qWaitFor([&] { return app.diagnose()->state() == State::Diagnosed; }, 10000);
 }
+
+// From the diagnosis through the audit, skipping each stage, to the report once it has looked.
+FinalReportModel *reportOf(TarnwickAppModel &app)
+{
+    app.diagnose()->continueToAudit();
+    FinalReportModel *report = nullptr;
+    (void)QTest::qWaitFor([&] {
+        if (app.audit() && app.audit()->stage())
+            app.audit()->stage()->skip();
+        return (report = app.audit() ? app.audit()->report() : nullptr) && !report->busy();
+    }, 10000);
+    return report;
+}
+
+} // namespace
 
 // Return presses each page's default action; Escape cancels a sheet that has Cancel. Each row
 // brings the real window to its page through the model, then sends the key.
 TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
 {
-    using State = DiagnoseViewModel::State;
     using Z = ZprofileDiffSheetModel::State;
-    const Outcome installed = Outcome::success(QStringLiteral("Temurin installed."));
-    const Outcome homebrew = Outcome::success(QStringLiteral("Homebrew installed."));
+    const Outcome installed = Outcome::success(QStringLiteral("Temurin installed.")), homebrew = Outcome::success(QStringLiteral("Homebrew installed."));
     const auto on = [](Page page) { return [page](TarnwickAppModel &app) { return app.page() == page; }; };
     const auto backAtDiagnosis = [](TarnwickAppModel &app) { return app.diagnose()->state() == State::Diagnosed; };
-    const auto diagnosed = [](DiagnoseViewModel &) { return true; };
     const auto ran = [](std::optional<Remediation> fix, Outcome outcome) {
         return [fix, outcome](DiagnoseViewModel &m) {
             fix ? m.remediate(*fix) : m.remediatePrimary();
@@ -100,22 +80,17 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
     };
     AuditStageModel *firstStage = nullptr;
     const struct Case {
-        const char *name;
-        const char *scenario;
+        const char *name, *scenario;
         std::function<bool(DiagnoseViewModel &)> reach; // from the diagnosis to the page; none: Welcome
         Qt::Key key;
         std::function<bool(TarnwickAppModel &)> pressed;
     } cases[] = {
         {"welcome: Diagnose Java", "developer-no-java", nullptr, Qt::Key_Return, on(Page::Diagnose)},
-        {"diagnosis: its fix", "developer-no-java", diagnosed, Qt::Key_Return, [](auto &app) { return app.diagnose()->remediationSheet(); }},
-        {"no errors: Continue", "healthy", diagnosed, Qt::Key_Enter, on(Page::Audit)},
-        {"running sheet: Escape cancels", "developer-no-java", [](auto &m) { m.remediatePrimary(); return m.remediationSheet(); }, Qt::Key_Escape,
-         backAtDiagnosis},
+        {"diagnosis: its fix", "developer-no-java", [](auto &) { return true; }, Qt::Key_Return, [](auto &app) { return app.diagnose()->remediationSheet(); }},
+        {"no errors: Continue", "healthy", [](auto &) { return true; }, Qt::Key_Enter, on(Page::Audit)},
+        {"running sheet: Escape cancels", "developer-no-java", [](auto &m) { m.remediatePrimary(); return m.remediationSheet(); }, Qt::Key_Escape, backAtDiagnosis},
         {"ended sheet: Continue to verify", "developer-no-java",
-         [](DiagnoseViewModel &m) {
-             m.remediatePrimary();
-             return QTest::qWaitFor([&] { return m.remediationSheet() && m.remediationSheet()->showsContinue(); }, 20000);
-         },
+         [](DiagnoseViewModel &m) { m.remediatePrimary(); return QTest::qWaitFor([&] { return m.remediationSheet()->showsContinue(); }, 20000); },
          Qt::Key_Return, [](auto &app) { return app.diagnose()->state() >= State::Verifying; }},
         {"JAVA_HOME sheet: Apply", "java-home-unset", previewed, Qt::Key_Return, [](auto &app) { return app.diagnose()->zprofileSheet()->state() == Z::Applied; }},
         {"JAVA_HOME sheet: Escape cancels", "java-home-unset", previewed, Qt::Key_Escape, backAtDiagnosis},
@@ -131,16 +106,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
              return QTest::qWaitFor([&] { return (firstStage = m_app->audit() ? m_app->audit()->stage() : nullptr); }, 10000);
          },
          Qt::Key_Return, [&](auto &app) { return app.audit()->stage() != firstStage; }},
-        {"final report: Done", "healthy",
-         [&](DiagnoseViewModel &m) {
-             m.continueToAudit();
-             return QTest::qWaitFor([&] {
-                 if (m_app->audit() && m_app->audit()->stage())
-                     m_app->audit()->stage()->skip();
-                 return m_app->audit() && m_app->audit()->report();
-             }, 10000);
-         },
-         Qt::Key_Return, on(Page::Welcome)},
+        {"final report: Done", "healthy", [&](auto &) { return reportOf(*m_app) != nullptr; }, Qt::Key_Return, on(Page::Welcome)},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
@@ -148,9 +114,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         QQuickWindow *window = open(c.scenario);
         ASSERT_TRUE(window);
         if (c.reach) {
-            m_app->push(TarnwickAppModel::Screen::diagnose);
-            ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->diagnose()->state() == State::Diagnosed; }, 10000));
-            ASSERT_TRUE(c.reach(*m_app->diagnose()));
+            ASSERT_TRUE(diagnosed(*m_app) && c.reach(*m_app->diagnose()));
             QTest::qWait(50); // the page or sheet comes up
         }
         QTest::keyClick(window, c.key);
@@ -158,68 +122,50 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
     }
 }
 
-// Tab walks each page's controls in reading order, from the top, and comes round to the first.
+// Tab walks each page's controls in reading order, from the top, and comes round to the first;
+// at the smallest window size each control it lands on is in view, not under the page's buttons.
 TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
 {
+    const auto scores = [] {
+        QStringList all;
+        for (int score = 0; score <= 10; ++score)
+            all.append(QString::number(score));
+        return all;
+    };
     const struct Case {
-        const char *name;
-        const char *scenario;
+        const char *name, *scenario;
         std::function<QStringList(TarnwickAppModel &)> reach; // brings the page up, says its controls in order
     } cases[] = {
-        {"consent", "developer-no-java",
-         [](TarnwickAppModel &app) { return QStringList{app.consent()->privacyLinkText(), app.consent()->continueText()}; }},
+        {"consent", "developer-no-java", [](auto &app) { return QStringList{app.consent()->privacyLinkText(), app.consent()->continueText()}; }},
         {"welcome", "developer-no-java",
-         [](TarnwickAppModel &app) {
-             app.consent()->accept();
-             return QStringList{app.welcome()->diagnoseText(), app.welcome()->articleLinkText()};
-         }},
+         [](auto &app) { app.consent()->accept(); return QStringList{app.welcome()->diagnoseText(), app.welcome()->articleLinkText()}; }},
         {"diagnosis", "developer-no-java",
          [](TarnwickAppModel &app) {
              app.consent()->accept();
-             app.push(TarnwickAppModel::Screen::diagnose);
-             DiagnoseViewModel *m = app.diagnose();
-             if (!QTest::qWaitFor([&] { return m->state() == DiagnoseViewModel::State::Diagnosed; }, 10000))
+             if (!diagnosed(app))
                  return QStringList();
+             DiagnoseViewModel *m = app.diagnose();
              QStringList order{m->primaryText(), m->secondaryButtonText(), m->linkText()};
              order.removeAll(QString()); // a diagnosis without a second way or a link
              return order;
          }},
         {"no errors, with the card", "healthy",
-         [](TarnwickAppModel &app) {
+         [&](TarnwickAppModel &app) {
              app.consent()->accept();
-             app.push(TarnwickAppModel::Screen::diagnose);
-             DiagnoseViewModel *m = app.diagnose();
-             if (!QTest::qWaitFor([&] { return m->state() == DiagnoseViewModel::State::Diagnosed && m->showsNpsCard(); }, 10000))
+             DiagnoseViewModel *m = diagnosed(app) ? app.diagnose() : nullptr;
+             if (!m || !m->showsNpsCard())
                  return QStringList();
-             QStringList order;
-             if (!m->linkText().isEmpty())
-                 order.append(m->linkText());
-             order.append(m->continueText());
-             for (int score = 0; score <= 10; ++score)
-                 order.append(QString::number(score));
+             QStringList order = QStringList{m->linkText(), m->continueText()} + scores();
+             order.removeAll(QString());
              // Send stays disabled until a score is picked, so Tab passes it by.
-             order << m->npsCard()->reasonPrompt() << m->npsCard()->dismissText();
-             return order;
+             return order << m->npsCard()->reasonPrompt() << m->npsCard()->dismissText();
          }},
         {"report, with the card", "healthy",
-         [](TarnwickAppModel &app) {
+         [&](TarnwickAppModel &app) {
              app.consent()->accept();
-             app.push(TarnwickAppModel::Screen::diagnose);
-             FinalReportModel *report = nullptr;
-             if (!QTest::qWaitFor([&] { return app.diagnose()->state() == DiagnoseViewModel::State::Diagnosed; }, 10000))
-                 return QStringList();
-             app.diagnose()->continueToAudit();
-             if (!QTest::qWaitFor([&] {
-                     if (app.audit() && app.audit()->stage())
-                         app.audit()->stage()->skip();
-                     return (report = app.audit() ? app.audit()->report() : nullptr) && !report->busy();
-                 }, 10000))
-                 return QStringList();
-             QStringList order{QStringLiteral("Try Warp — we recommend it")};
-             for (int score = 0; score <= 10; ++score)
-                 order.append(QString::number(score));
-             order << report->npsCard()->reasonPrompt() << report->npsCard()->dismissText() << report->articleLinkText() << report->doneText();
-             return order;
+             FinalReportModel *report = diagnosed(app) ? reportOf(app) : nullptr;
+             return !report ? QStringList() : QStringList{"Try Warp — we recommend it"} + scores() + QStringList{report->npsCard()->reasonPrompt(),
+                    report->npsCard()->dismissText(), report->articleLinkText(), report->doneText()};
          }},
     };
     for (const Case &c : cases) {
@@ -237,9 +183,8 @@ TEST_F(AppWindowTest, TabVisitsEachPagesControlsInReadingOrder)
             QQuickItem *focused = window->activeFocusItem();
             QAccessibleInterface *accessible = focused ? QAccessible::queryAccessibleInterface(focused) : nullptr;
             visited.append(accessible ? accessible->text(QAccessible::Name) : QStringLiteral("(nothing named)"));
-            // In view, not under the page's buttons: a person tabbing must see where they are.
             const QRectF place = focused ? focused->mapRectToScene(focused->boundingRect()) : QRectF();
-            const QQuickItem *footer = visibleItem(window->contentItem(), QStringLiteral("scaffold-footer"));
+            const QQuickItem *footer = item("scaffold-footer");
             EXPECT_TRUE(QRectF(QPointF(), window->size()).contains(place)
                         && (!footer || footer->isAncestorOf(focused) || !footer->mapRectToScene(footer->boundingRect()).intersects(place)))
                 << qPrintable(visited.last());

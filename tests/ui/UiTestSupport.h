@@ -11,14 +11,13 @@
 #include <QQuickItem>
 #include <QQuickView>
 #include <QQuickWindow>
-#include <QTest>
 #include <QStringList>
-#include <QtGlobal>
+#include <QTest>
 #include <QUrl>
 
 #include <memory>
-#include <optional>
 #include <mutex>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -26,16 +25,8 @@
 class RecordingSink final : public TelemetrySink {
 public:
     using TelemetrySink::track;
-    void track(const QString &eventName, const JSONObject &data) override
-    {
-        std::lock_guard lock(m_mutex);
-        m_events.append({eventName, data});
-    }
-    QList<TelemetryEvent> events() const
-    {
-        std::lock_guard lock(m_mutex);
-        return m_events;
-    }
+    void track(const QString &eventName, const JSONObject &data) override { std::lock_guard lock(m_mutex); m_events.append({eventName, data}); }
+    QList<TelemetryEvent> events() const { std::lock_guard lock(m_mutex); return m_events; }
     QStringList names() const
     {
         QStringList names;
@@ -61,27 +52,18 @@ struct UiWorld {
     {
         AppServices services = mac->services();
         services.store = store;
-        return ScreenContext{.services = services,
-                             .platform = mac->platform(),
-                             .telemetry = &sink,
-                             .workers = &workers,
-                             .openLink = [this](const QUrl &url) { opened.append(url); },
-                             .site = MakerSite(std::move(site))};
+        return ScreenContext{.services = services, .platform = mac->platform(), .telemetry = &sink, .workers = &workers,
+                             .openLink = [this](const QUrl &url) { opened.append(url); }, .site = MakerSite(std::move(site))};
     }
 };
 
 /// While it lives, every warning Qt logs (QML's included) is kept, and still passed on.
 class WarningRecorder {
 public:
-    WarningRecorder()
-    {
-        s_warnings.clear();
-        s_next = qInstallMessageHandler(&record);
-    }
+    WarningRecorder() { s_warnings.clear(); s_next = qInstallMessageHandler(&record); }
     ~WarningRecorder() { qInstallMessageHandler(s_next); }
     WarningRecorder(const WarningRecorder &) = delete;
     WarningRecorder &operator=(const WarningRecorder &) = delete;
-
     [[nodiscard]] static const QStringList &warnings() { return s_warnings; }
 
 private:
@@ -91,7 +73,6 @@ private:
             s_warnings.append(message);
         s_next(type, context, message);
     }
-
     inline static QStringList s_warnings;
     inline static QtMessageHandler s_next = nullptr;
 };
@@ -108,22 +89,20 @@ inline QQuickItem *visibleItem(QQuickItem *root, const QString &name)
     return nullptr;
 }
 
-inline void clickItem(QQuickWindow *window, QQuickItem *target)
-{
-    QTest::mouseClick(window, Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
-}
-
-/// One QML file's real view over `model`, offscreen; any QML warning while the test runs fails it.
+/// Real QML views, offscreen; any QML warning while the test runs fails it.
 class QmlViewTest : public ::testing::Test {
 protected:
     void SetUp() override { m_warnings.emplace(); }
     void TearDown() override
     {
-        m_view.reset();
+        closeViews();
         EXPECT_EQ(WarningRecorder::warnings(), QStringList()) << "QML warned";
         m_warnings.reset();
     }
+    virtual void closeViews() { m_view.reset(); }
+    virtual QQuickWindow *window() { return m_view.get(); }
 
+    // One QML file's view over `model`.
     bool show(const char *file, QObject *model, QSize size)
     {
         m_view = std::make_unique<QQuickView>();
@@ -135,15 +114,13 @@ protected:
         m_view->show();
         return m_view->rootObject() && QTest::qWaitForWindowExposed(m_view.get());
     }
-
     // From the content item: sheets live in the window's overlay, beside the page.
-    QQuickItem *item(const char *name) { return visibleItem(m_view->contentItem(), QString::fromLatin1(name)); }
-
+    QQuickItem *item(const char *name) { return visibleItem(window()->contentItem(), QString::fromLatin1(name)); }
     bool click(const char *name) // false when it is not shown
     {
         QQuickItem *target = item(name);
         if (target)
-            clickItem(m_view.get(), target);
+            QTest::mouseClick(window(), Qt::LeftButton, {}, target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
         return target;
     }
 
