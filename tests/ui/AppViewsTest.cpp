@@ -10,6 +10,7 @@
 #include "ui/diagnose/DiagnoseViewModel.h"
 
 #include <QAccessible>
+#include <QPalette>
 #include <QQmlApplicationEngine>
 
 using Outcome = FixSequence::Outcome;
@@ -120,6 +121,24 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         QTest::keyClick(window, c.key);
         EXPECT_TRUE(QTest::qWaitFor([&] { return c.pressed(*m_app); }, 5000));
     }
+}
+
+// Dark mode turned on while a sheet is open recolours the sheet too, not only the page under it.
+TEST_F(AppWindowTest, AnOpenSheetFollowsAPaletteChange)
+{
+    m_world.store->setBool(QStringLiteral("ferrowood.tarnwick.consented"), true);
+    QQuickWindow *window = open("developer-no-java");
+    ASSERT_TRUE(window && diagnosed(*m_app));
+    m_app->diagnose()->remediatePrimary();
+    QQuickItem *sheet = nullptr;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return (sheet = visibleItem(window->contentItem(), QStringLiteral("remediation-progress"))); }, 5000));
+    const QPalette light = QGuiApplication::palette();
+    QPalette dark = light;
+    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
+    QGuiApplication::setPalette(dark);
+    const auto shown = [sheet] { return sheet->property("background").value<QQuickItem *>()->property("color").value<QColor>(); };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == QColor(0x2b, 0x2b, 0x2b); }, 2000)) << shown().name().toStdString();
+    QGuiApplication::setPalette(light);
 }
 
 // Tab walks each page's controls in reading order, from the top, and comes round to the first;
