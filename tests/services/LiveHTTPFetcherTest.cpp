@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
-#include <thread>
-
 using namespace std::chrono_literals;
 using Reply = LocalHTTPServer::Reply;
 
@@ -24,10 +21,10 @@ HTTPRequest get(const QUrl &url, std::chrono::milliseconds limit = 10s)
     return HTTPRequest::get(url, limit);
 }
 
-HTTPError::Kind fetchErrorKind(const HTTPRequest &request, ProcessCancellation *cancellation = nullptr)
+HTTPError::Kind fetchErrorKind(const HTTPRequest &request)
 {
     try {
-        (void)http.fetch(request, cancellation);
+        (void)http.fetch(request, nullptr);
     } catch (const HTTPError &error) {
         EXPECT_FALSE(error.message().isEmpty());
         return error.kind();
@@ -87,27 +84,6 @@ TEST(LiveHTTPFetcher, ErrorStatusesAreResponsesAndBrokenAnswersAreErrors)
     };
     for (const auto &[url, kind] : errors)
         EXPECT_EQ(fetchErrorKind(get(url)), kind) << url.toString().toStdString();
-}
-
-TEST(LiveHTTPFetcher, TellsATimeOutFromACancel)
-{
-    LocalHTTPServer server;
-    server.route("/hang", [](const auto &) { Reply reply; reply.hang = true; return reply; });
-    QElapsedTimer timer;
-    timer.start();
-    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 500ms)), HTTPError::Kind::timedOut);
-    EXPECT_GE(timer.elapsed(), 400);
-    EXPECT_LT(timer.elapsed(), 3000);
-
-    ProcessCancellation cancellation;
-    auto canceller = std::async(std::launch::async, [&] {
-        std::this_thread::sleep_for(200ms);
-        cancellation.cancel();
-    });
-    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang")), 20s), &cancellation), HTTPError::Kind::cancelled);
-    canceller.wait();
-    EXPECT_EQ(fetchErrorKind(get(server.url(QStringLiteral("/hang"))), &cancellation), HTTPError::Kind::cancelled); // nothing sent
-    EXPECT_EQ(server.requests().size(), 2);
 }
 
 TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
