@@ -107,13 +107,12 @@ TEST(RemediationForUnsetHome, PrefersSDKMANMiseJEnvAndOtherwiseTheProfile)
 
 TEST(Remediation, IdentifiersMethodsAndTheTextsThatCarryAPayload)
 {
-    // The rows the simulated Macs never reach; the doctor and the app tests prove the rest.
+    // The rows the walk of every simulated Mac never reaches.
     const std::tuple<Remediation, const char *, const char *> cases[] = {
         {Remediation::installViaPKGThenJEnv(17), "pkg-jenv:17", "pkg+jenv"},
         {Remediation::setJavaHomeViaSDKMAN(QStringLiteral("21.0.2-tem")), "sdkman-home:21.0.2-tem", "sdkman"},
         {Remediation::setJavaHomeViaMise(QStringLiteral("temurin-21.0.2")), "mise-home:temurin-21.0.2", "mise"},
         {Remediation::setJavaHomeViaJenv(zulu17.path, 17), "jenv-home:17:/Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home", "jenv"},
-        {Remediation::installHomebrewThenTemurin(QStringLiteral("temurin@25")), "homebrew+brew:temurin@25", "homebrew"},
         {Remediation::installWarpViaBrew(QStringLiteral("warp")), "brew:warp", "brew"},
         {Remediation::installHomebrew(), "homebrew", "homebrew"},
     };

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 
 #include <gtest/gtest.h>
 
@@ -54,15 +55,9 @@ Reply slowly(qsizetype size, qsizetype chunk, int pause, qsizetype stallAfter = 
 
 TEST(LiveHTTPFetcher, ErrorStatusesAreResponsesAndBrokenAnswersAreErrors)
 {
-    QTemporaryDir dir;
-    QFile file(dir.filePath(QStringLiteral("local.json")));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-    quint16 closedPort = 0;
-    {
-        LocalHTTPServer gone; // leaves a port nobody listens on
-        closedPort = static_cast<quint16>(gone.url(QStringLiteral("/")).port());
-    }
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    const int closedPort = LocalHTTPServer().url(QStringLiteral("/")).port(); // nobody listens there once it has gone
     LocalHTTPServer server;
     server.route("/final", [](const auto &) { return Reply {200, {}, "arrived"}; });
     server.route("/moved", [&](const auto &) { return Reply {302, {{"Location", server.url(QStringLiteral("/final")).toEncoded()}}, {}}; });

@@ -12,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <future>
 
 namespace {
 
@@ -190,30 +189,6 @@ TEST(TelemetryService, RetriesTwiceThenKeepsTheEventForTheNextRun)
         EXPECT_EQ(JSONValue::fromJson(now.records().value(0).value("event_data")), JSONValue(data));
         EXPECT_FALSE(now.fs->fileExists(now.queueFile));
     }
-}
-
-TEST(TelemetryService, ARunningFlushDeliversWhatIsTrackedMeanwhile)
-{
-    Harness harness;
-    std::promise<void> secondTracked;
-    std::shared_future<void> release = secondTracked.get_future().share();
-    std::promise<void> firstArrived;
-    std::atomic<int> calls {0};
-    harness.answer = [&, release](const LocalHTTPServer::Request &) {
-        if (calls++ == 0) {
-            firstArrived.set_value();
-            release.wait(); // hold the first answer until the second event is queued
-        }
-        return LocalHTTPServer::Reply {200, {}, {}};
-    };
-    auto telemetry = harness.start();
-    telemetry->track(QStringLiteral("consent_given"), {});
-    firstArrived.get_future().wait();
-    telemetry->track(QStringLiteral("app_launched"), {});
-    secondTracked.set_value();
-    telemetry->waitUntilIdle();
-    // A second loop would have sent the first event again.
-    EXPECT_EQ(harness.received(), (QStringList {"consent_given", "app_launched"}));
 }
 
 // The app installs the shared instance from the services it selected: on a simulated Mac the
