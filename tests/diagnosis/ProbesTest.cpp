@@ -61,8 +61,6 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         std::optional<QString> expected;
         bool timedOut = false;
     } cases[] = {
-        {"exported in .zprofile behind a banner",
-         {{".zprofile", "echo '  Welcome to your Mac  '\nexport JAVA_HOME=/opt/jdk\n"}}, QStringLiteral("/opt/jdk")},
         {"a banner that prints the marker itself", {{".zprofile", "echo '__TWK_JAVA_HOME__:/fake'\nexport JAVA_HOME=/real\n"}}, QStringLiteral("/real")},
         {"exported as blanks", {{".zprofile", "export JAVA_HOME='   '\n"}}, std::nullopt},
         {"only in .zshrc, as SDKMAN users have it",
