@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <unistd.h>
 
@@ -49,12 +48,6 @@ protected:
     void SetUp() override { subject = GetParam()(); }
     QString at(const QString &relative) const { return subject.root + QLatin1Char('/') + relative; }
     FileSystemOperating &fs() const { return *subject.fs; }
-    QStringList list(const QString &path) const
-    {
-        QStringList names = fs().contentsOfDirectory(path);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
     Subject subject;
 };
 
@@ -67,8 +60,6 @@ TEST_P(FileSystemContract, MissingThingsAreErrorsThatNameThePath)
         {[&] { fs().writeString(missing + QStringLiteral("/.zprofile"), QStringLiteral("x")); }, QStringLiteral("Couldn't write “%1/.zprofile”: ")},
         {[&] { (void)fs().contentsOfDirectory(missing); }, QStringLiteral("Couldn't list “%1”: No such file or directory")},
         {[&] { (void)fs().readString(missing); }, QStringLiteral("Couldn't read “%1”: No such file or directory")},
-        {[&] { fs().removeItem(missing); }, QStringLiteral("Couldn't remove “%1”: No such file or directory")},
-        {[&] { (void)fs().attributesOfItem(missing); }, QStringLiteral("Couldn't read the attributes of “%1”: No such file or directory")},
         {[&] { fs().createDirectory(missing + QStringLiteral("/sub"), Parents::mustExist); },
          QStringLiteral("Couldn't create the folder “%1/sub”: No such file or directory")},
         {[&] { (void)fs().writeStagedFile(missing + QStringLiteral("/x"), "x", 0600); }, QStringLiteral("Couldn't write “%1/x”: No such file or directory")},
@@ -101,7 +92,7 @@ TEST_P(FileSystemContract, WritesInPlaceKeepingEveryByteAndThePermissionBits)
     EXPECT_EQ(fs().sha256Hex(profile), QString::fromLatin1(QCryptographicHash::hash(written, QCryptographicHash::Sha256).toHex()));
     EXPECT_EQ(fs().attributesOfItem(profile).posixPermissions, 0600u);
     EXPECT_EQ(fs().attributesOfItem(profile).linkCount, 1);
-    EXPECT_EQ(list(subject.root), QStringList {".zprofile"}); // no temporary left
+    EXPECT_EQ(fs().contentsOfDirectory(subject.root), QStringList {".zprofile"}); // no temporary left
     if (subject.permissionsApply) {
         fs().setPosixPermissions(profile, 0200);
         EXPECT_EQ(failureOf([&] { (void)fs().readData(profile); }), QStringLiteral("Couldn't read “%1”: Permission denied").arg(profile));

@@ -121,12 +121,8 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     }
     EXPECT_GT(receivedWhenCancelled, 0);
 
-    const HTTPResponse missing = http.download(get(server.url(QStringLiteral("/missing.pkg"))), destination, {}, nullptr);
-    EXPECT_EQ(missing.status, 404);
-    EXPECT_EQ(missing.body, QByteArray("Not here"));
-    EXPECT_TRUE(QDir(dir.path()).isEmpty());
     // Nowhere to write: a file-system error before anything is fetched.
     EXPECT_THROW((void)http.download(get(server.url(QStringLiteral("/missing.pkg"))), dir.filePath(QStringLiteral("no/such/temurin.pkg")), {}, nullptr),
                  FileSystemError);
-    EXPECT_EQ(server.requests().size(), 5);
+    EXPECT_EQ(server.requests().size(), 4);
 }
