@@ -58,6 +58,7 @@ TEST(Probes, AskTheLoginShellAndThenTheInteractiveOne)
         {".zprofile wins over .zshrc", {{".zprofile", "export JAVA_HOME=/first\n"}, {".zshrc", "export JAVA_HOME=/second\n"}},
          QStringLiteral("/first")},
         {"a .zshrc that hangs", {{".zshrc", "sleep 30\nexport JAVA_HOME=/never\n"}}, std::nullopt},
+        {"a .zprofile that hangs", {{".zprofile", "sleep 30\nexport JAVA_HOME=/never\n"}}, std::nullopt, true},
         {"backslashes in the value are kept", {{".zprofile", "export JAVA_HOME='/a\\nb\\c d'\n"}}, QStringLiteral("/a\\nb\\c d")},
         {"what a new Terminal window starts from",
          {{".zprofile", "export JAVA_HOME=\"$TERM_PROGRAM|$TERM_SESSION_ID|$SHELL_SESSIONS_DISABLE|$PATH|${HOME:+home}\"\n"}},
