@@ -74,7 +74,6 @@ TEST(TerminalOutput, EndlessOutputIsPrintedWholeButKeptToItsEnds)
             frontEnd.progress(QStringLiteral("progress %1").arg(i));
         out.flush();
         EXPECT_EQ(printed.count(u'\n'), c.lines + c.progressUpdates) << c.lines; // streamed, every one
-
         const qsizetype total = c.lines + (c.progressUpdates > 0 ? 1 : 0);
         const qsizetype kept = TerminalFrontEnd::kKeptFirst + TerminalFrontEnd::kKeptLast;
         const QStringList lines = frontEnd.lines();

@@ -89,8 +89,8 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     server.route("/missing.pkg", [](const auto &) { return Reply {404, {}, "Not here"}; });
     QTemporaryDir dir;
     const QString destination = dir.filePath(QStringLiteral("temurin.pkg"));
-    // Cancelled once part of the body has arrived; stalled past the time limit between bytes;
-    // more than the listed size; a trickle past the overall limit: stopped, nothing kept.
+    // Cancelled once part of the body has arrived, or before it is sent; stalled past the time limit
+    // between bytes; more than the listed size; a trickle past the overall limit: nothing kept.
     ProcessCancellation cancellation;
     qint64 receivedWhenCancelled = 0;
     const auto cancelOnProgress = [&](qint64 received, std::optional<qint64>) {
@@ -103,6 +103,7 @@ TEST(LiveHTTPFetcher, ADownloadThatDoesNotCompleteLeavesNothingBehind)
     trickle.overallLimit = 600ms;
     const std::tuple<HTTPRequest, HTTPFetching::ProgressHandler, HTTPError::Kind> cases[] = {
         {get(server.url(QStringLiteral("/stalls"))), cancelOnProgress, HTTPError::Kind::cancelled},
+        {get(server.url(QStringLiteral("/stalls"))), [](qint64, std::optional<qint64>) {}, HTTPError::Kind::cancelled},
         {get(server.url(QStringLiteral("/stalls")), 400ms), {}, HTTPError::Kind::timedOut},
         {listedAsOneByte, {}, HTTPError::Kind::tooLarge},
         {trickle, {}, HTTPError::Kind::tooSlow},
