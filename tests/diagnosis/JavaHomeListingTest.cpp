@@ -23,10 +23,6 @@ TEST(JavaHomeListing, ParsesTheLayoutsAMacPrints)
          "Matching Java Virtual Machines (1):\r\n"
          "\t17.0.10 (x86_64) \"Azul Systems, Inc.\" - \"Zulu 17.48.15\"  /Library/Java/JavaVirtualMachines/zulu-17.jdk/Contents/Home  \r\n",
          {zulu17}},
-        {"no JDK at all",
-         "The operation couldn’t be completed. Unable to locate a Java Runtime.\n"
-         "Please visit http://www.java.com for information on installing Java.\n",
-         {}},
         {"lines that look almost right are skipped",
          "\n"
          "21.0.2 (arm64) \"Eclipse Adoptium\" - \"OpenJDK 21.0.2\" /Library/no-indent/Contents/Home\n"

@@ -28,17 +28,12 @@ MacOSVersion sequoia()
     return {15, 2, 1};
 }
 
+// Profiles are read as a fish user's app would read them, whatever shell runs the tests.
 class SystemProfilerTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        m_shell = qgetenv("SHELL");
-        qputenv("SHELL", "/opt/homebrew/bin/fish");
-    }
+    void SetUp() override { qputenv("SHELL", "/opt/homebrew/bin/fish"); }
     void TearDown() override { qputenv("SHELL", m_shell); }
-
-private:
-    QByteArray m_shell;
+    const QByteArray m_shell = qgetenv("SHELL");
 };
 
 } // namespace

@@ -18,23 +18,12 @@ const QString kHeader = QStringLiteral("# 2026-03-14 Tarnwick — Java configura
 const QString kExports = QStringLiteral("export JAVA_HOME=$(/usr/libexec/java_home)\nexport PATH=\"$JAVA_HOME/bin:$PATH\"\n");
 
 // A throw-away home folder on the real disk.
-class Home {
-public:
-    Home() : fs(std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {dir.path(), {}, {}, {}})) {}
+struct Home {
     QString path(const QString &name) const { return dir.filePath(name); }
-    void write(const QString &name, const QByteArray &text) const
-    {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
-    QByteArray read(const QString &name) const
-    {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
-    }
+    void write(const QString &name, const QByteArray &text) const { fs->writeData(path(name), text); }
+    QByteArray read(const QString &name) const { return fs->fileExists(path(name)) ? fs->readData(path(name)) : QByteArray("(missing)"); }
     QTemporaryDir dir;
-    std::shared_ptr<LiveFileSystem> fs;
+    std::shared_ptr<LiveFileSystem> fs = std::make_shared<LiveFileSystem>(LiveFileSystem::Folders {dir.path(), {}, {}, {}});
 };
 
 } // namespace

@@ -27,7 +27,7 @@ TEST(KeyValueStores, ValuesSurviveIntoAnotherProcessAndUnsetKeysReadAsAbsentAndF
 
     LiveKeyValueStore fresh(dir.filePath(QStringLiteral("other.ini")));
     InMemoryKeyValueStore memory;
-    for (KeyValueStoring *store : {static_cast<KeyValueStoring *>(&fresh), static_cast<KeyValueStoring *>(&memory)}) {
+    for (KeyValueStoring *store : std::initializer_list<KeyValueStoring *> {&fresh, &memory}) {
         EXPECT_EQ(store->stringValue(session), std::nullopt);
         EXPECT_FALSE(store->boolValue(consented));
         store->setString(session, QStringLiteral("not a boolean"));

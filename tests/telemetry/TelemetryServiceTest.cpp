@@ -7,13 +7,11 @@
 #include "telemetry/TelemetryService.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <future>
 
 namespace {
 
@@ -45,23 +43,15 @@ struct Harness {
             configuration.http = std::make_shared<LiveHTTPFetcher>();
         }
         configuration.kvStore = store;
-        configuration.fs = std::make_shared<LiveFileSystem>();
-        configuration.pendingFilePath = queueFile();
+        configuration.fs = fs;
+        configuration.pendingFilePath = queueFile;
         configuration.log = [this](const QString &line) { std::lock_guard lock(logMutex); logLines.append(line); };
         return std::make_unique<TelemetryService>(configuration);
     }
-    QString queueFile() const { return dir.filePath(QStringLiteral("Tarnwick/pending-events.json")); }
     void writeQueueFile(const QByteArray &text) const
     {
-        QDir(dir.path()).mkpath(QStringLiteral("Tarnwick"));
-        QFile file(queueFile());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
-    QByteArray queueFileText() const
-    {
-        QFile file(queueFile());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+        fs->createDirectory(dir.filePath(QStringLiteral("Tarnwick")), Parents::create);
+        fs->writeData(queueFile, text);
     }
     // The records the server received, in order, whatever the batches.
     QList<QJsonObject> records() const
@@ -84,7 +74,9 @@ struct Harness {
     LocalHTTPServer server;
     std::function<LocalHTTPServer::Reply(const LocalHTTPServer::Request &)> answer;
     std::shared_ptr<InMemoryKeyValueStore> store = std::make_shared<InMemoryKeyValueStore>();
+    std::shared_ptr<LiveFileSystem> fs = std::make_shared<LiveFileSystem>();
     QTemporaryDir dir;
+    const QString queueFile = dir.filePath(QStringLiteral("Tarnwick/pending-events.json"));
     mutable std::mutex logMutex;
     QStringList logLines;
 };
@@ -113,7 +105,7 @@ TEST(TelemetryService, DeliversOneRecordPerRequestInTheWireForm)
     EXPECT_EQ(JSONValue::fromJson(record), JSONValue(JSONObject {{"session_id", kSession.toLower()}, {"app_id", "java"}, {"app_version", "1.4 (27)"},
         {"event_name", "remediation_completed"},
         {"event_data", JSONObject {{"remediation_id", "brew:temurin@21"}, {"exit_code", 0}, {"nested", JSONArray {JSONValue::null(), 2.5}}}}}));
-    EXPECT_FALSE(QFile::exists(harness.queueFile())); // delivered: no queue left
+    EXPECT_FALSE(harness.fs->fileExists(harness.queueFile)); // delivered: no queue left
 }
 
 TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOrTheServerRefuses)
@@ -144,7 +136,6 @@ TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOr
          {"Telemetry: queue full, dropped the 1500 oldest events (at most 1000 are kept)"}, 10},
         {"empty array", "[]", 0, {"app_launched"}, {}},
         {"not JSON", "{{{ corrupt", 0, {"app_launched"}, {unreadable}},
-        {"truncated", "[" + valid.left(40), 0, {"app_launched"}, {unreadable}},
         {"an object, not an array", valid, 0, {"app_launched"}, {unreadable}},
         {"one bad entry among good ones", "[" + valid + ", {\"eventName\": 3}, " + valid + "]", 0, {"nps_shown", "nps_shown", "app_launched"}, {unreadable}},
     };
@@ -165,13 +156,13 @@ TEST(TelemetryService, DeliversWhatAnEarlierRunQueuedSurvivingWhatItCannotReadOr
         for (qsizetype i = 0; i < std::min(log.size(), c.log.size()); ++i)
             EXPECT_TRUE(log[i].startsWith(c.log[i])) << c.name << ": " << log[i].toStdString();
         EXPECT_TRUE(c.requests < 0 || harness.server.requests().size() == c.requests) << c.name << ": " << harness.server.requests().size();
-        EXPECT_FALSE(QFile::exists(harness.queueFile())) << c.name;
+        EXPECT_FALSE(harness.fs->fileExists(harness.queueFile)) << c.name;
     }
 }
 
 TEST(TelemetryService, RetriesTwiceThenKeepsTheEventForTheNextRun)
 {
-    const JSONObject data {{"diagnosis", "D1_NoJDK"}, {"flags", JSONArray {true, JSONValue::null(), 7}}};
+    const JSONObject data {{"diagnosis", "D1_NoJDK"}, {"flags", JSONArray {true, JSONValue::null(), 7, qint64(-9007199254740993LL)}}};
     for (int status : {500, 302}) {
         Harness earlier;
         earlier.answer = [status](const auto &) { return LocalHTTPServer::Reply {status, {}, "try later"}; };
@@ -184,55 +175,19 @@ TEST(TelemetryService, RetriesTwiceThenKeepsTheEventForTheNextRun)
             EXPECT_EQ(earlier.received(), (QStringList {"diagnosis_reached", "diagnosis_reached", "diagnosis_reached"})) << status;
             EXPECT_GE(timer.elapsed(), 1400) << "pauses of 0.5 s and 1 s";
         }
-        const QJsonArray queued = json::parse(earlier.queueFileText()).array();
+        const QJsonArray queued = json::parse(earlier.fs->readData(earlier.queueFile)).array();
         ASSERT_EQ(queued.size(), 1) << status;
         EXPECT_EQ(queued.at(0).toObject().value("sessionID").toString(), kSession);
 
         Harness now;
-        now.writeQueueFile(earlier.queueFileText());
+        now.writeQueueFile(earlier.fs->readData(earlier.queueFile));
         auto telemetry = now.start();
         telemetry->track(QStringLiteral("consent_given"), {});
         telemetry->waitUntilIdle();
         EXPECT_EQ(now.received(), (QStringList {"diagnosis_reached", "consent_given"}));
         EXPECT_EQ(JSONValue::fromJson(now.records().value(0).value("event_data")), JSONValue(data));
-        EXPECT_FALSE(QFile::exists(now.queueFile()));
+        EXPECT_FALSE(now.fs->fileExists(now.queueFile));
     }
-}
-
-TEST(TelemetryService, ARunningFlushDeliversWhatIsTrackedMeanwhile)
-{
-    Harness harness;
-    std::promise<void> secondTracked;
-    std::shared_future<void> release = secondTracked.get_future().share();
-    std::promise<void> firstArrived;
-    std::atomic<int> calls {0};
-    harness.answer = [&, release](const LocalHTTPServer::Request &) {
-        if (calls++ == 0) {
-            firstArrived.set_value();
-            release.wait(); // hold the first answer until the second event is queued
-        }
-        return LocalHTTPServer::Reply {200, {}, {}};
-    };
-    auto telemetry = harness.start();
-    telemetry->track(QStringLiteral("consent_given"), {});
-    firstArrived.get_future().wait();
-    telemetry->track(QStringLiteral("app_launched"), {});
-    secondTracked.set_value();
-    telemetry->waitUntilIdle();
-    // A second loop would have sent the first event again.
-    EXPECT_EQ(harness.received(), (QStringList {"consent_given", "app_launched"}));
-}
-
-TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
-{
-    Harness harness;
-    auto telemetry = harness.start(false);
-    telemetry->track(QStringLiteral("app_launched"), {});
-    telemetry->waitUntilIdle();
-    EXPECT_FALSE(telemetry->isEnabled());
-    EXPECT_EQ(harness.log(), QStringList {"Telemetry: off (no endpoint configured)"});
-    EXPECT_FALSE(QFile::exists(harness.queueFile()));
-    EXPECT_TRUE(harness.server.requests().isEmpty());
 }
 
 // The app installs the shared instance from the services it selected: on a simulated Mac the
@@ -240,6 +195,11 @@ TEST(TelemetryService, WithoutAnEndpointNothingIsQueuedOrWritten)
 TEST(TelemetryService, TheSharedInstanceWorksOnTheInstalledServices)
 {
     EXPECT_FALSE(TelemetryService::shared().isEnabled()); // nothing installed, as in the doctor
+    Harness off; // nor is anything sent or queued without an endpoint
+    off.start(false)->track(QStringLiteral("app_launched"), {});
+    EXPECT_EQ(off.log(), QStringList {"Telemetry: off (no endpoint configured)"});
+    EXPECT_FALSE(off.fs->fileExists(off.queueFile));
+    EXPECT_TRUE(off.server.requests().isEmpty());
     const std::shared_ptr<SimulatedMac> mac = SimulatedMac::create(QStringLiteral("developer-no-java"));
     auto configuration = TelemetryService::Configuration::makeDefault(mac->services());
     configuration.endpointURL = QUrl(QStringLiteral("https://telemetry.invalid/api/database/records/tarnwick_events"));
