@@ -31,7 +31,8 @@ TEST(AppModels, LinksOpenUnderTheConfiguredSite)
     }
     // The site from the environment, when usable.
     for (const auto &[value, expected] : {std::pair{"", "https://ferrowood.com/x"}, {"http://127.0.0.1:9/", "http://127.0.0.1:9/x"},
-                                          {"not a url", "https://ferrowood.com/x"}, {"file:///etc", "https://ferrowood.com/x"}}) {
+                                          {"not a url", "https://ferrowood.com/x"}, {"file:///etc", "https://ferrowood.com/x"},
+                                          {"ftp://example.com/", "https://ferrowood.com/x"}}) {
         qputenv("TARNWICK_ARTICLES_URL", value);
         EXPECT_EQ(MakerSite::fromEnvironment().page(QStringLiteral("/x")), QUrl(QString::fromLatin1(expected))) << value;
     }

@@ -98,7 +98,13 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         {"check offers JAVA_HOME: set it", "java-home-unset", ran(Remediation::installViaPKG(21), installed), Qt::Key_Return,
          [](auto &app) { return app.diagnose()->zprofileSheet(); }},
         {"check failed: Back", "developer-no-java", ran({}, installed), Qt::Key_Return, backAtDiagnosis},
-        {"error: Back", "developer-no-java", ran({}, Outcome::failure(QStringLiteral("Install failed (exit code 1)."))), Qt::Key_Return, backAtDiagnosis},
+        {"error: Back", "developer-no-java", // its link is no web page, so it opens nothing
+         [&](DiagnoseViewModel &m) {
+             const bool ended = ran({}, Outcome::failure(QStringLiteral("Install failed. See [the log](file:///etc/passwd).")))(m);
+             m.openMessageLink();
+             return ended;
+         },
+         Qt::Key_Return, backAtDiagnosis},
         {"completed: Continue", "new-mac", ran(Remediation::installHomebrew(), homebrew), Qt::Key_Return, on(Page::Audit)},
         {"audit stage: Skip", "new-mac",
          [&](DiagnoseViewModel &m) {
@@ -121,6 +127,7 @@ TEST_F(AppWindowTest, KeysPressEachPagesDefaultAction)
         QTest::keyClick(window, c.key);
         EXPECT_TRUE(QTest::qWaitFor([&] { return c.pressed(*m_app); }, 5000));
     }
+    EXPECT_EQ(m_world.opened, QList<QUrl>());
 }
 
 // Dark mode turned on while a sheet is open recolours the sheet too, not only the page under it.
