@@ -13,9 +13,9 @@
 #include "ui/common/ScreenContext.h"
 
 #include <QDir>
-#include <QPalette>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QPalette>
 #include <QPointer>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
