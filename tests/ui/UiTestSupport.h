@@ -1,5 +1,6 @@
 #pragma once
 
+#include "VisibleItem.h"
 #include "simulated/InMemoryKeyValueStore.h"
 #include "simulated/SimulatedMac.h"
 #include "telemetry/TelemetrySink.h"
@@ -76,18 +77,6 @@ private:
     inline static QStringList s_warnings;
     inline static QtMessageHandler s_next = nullptr;
 };
-
-/// The visible item called `name` under `root`, walking the visual tree: findChild misses what
-/// Repeaters and Loaders create.
-inline QQuickItem *visibleItem(QQuickItem *root, const QString &name)
-{
-    if (root->objectName() == name && root->isVisible())
-        return root;
-    for (QQuickItem *child : root->childItems())
-        if (QQuickItem *found = visibleItem(child, name))
-            return found;
-    return nullptr;
-}
 
 /// Real QML views, offscreen; any QML warning while the test runs fails it.
 class QmlViewTest : public ::testing::Test {

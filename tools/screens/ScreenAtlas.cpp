@@ -11,6 +11,7 @@
 #include "ui/app/TarnwickAppModel.h"
 #include "ui/common/BlockingWorkers.h"
 #include "ui/common/ScreenContext.h"
+#include "VisibleItem.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -90,18 +91,6 @@ private:
     bool m_held = false;
     int m_passing = 0;
 };
-
-// The visible item called `name` under `root`, walking the visual tree: findChild misses what
-// Repeaters and Loaders create.
-QQuickItem *visibleItem(QQuickItem *root, const QString &name)
-{
-    if (root->objectName() == name && root->isVisible())
-        return root;
-    for (QQuickItem *child : root->childItems())
-        if (QQuickItem *found = visibleItem(child, name))
-            return found;
-    return nullptr;
-}
 
 /// A dark palette like the one macOS gives a window in dark mode, for looking at the screens in it.
 QPalette darkPalette()
